@@ -1,0 +1,65 @@
+# kivcore_add_plugin(NAME
+#     SOURCES source...
+#     [DESCRIPTION plugin.xml]     the description file; plugin.xml beside the CMakeLists.txt
+#     [LINK library...]            what the shared object links
+#     [OUTPUT_ROOT directory]      where the plug-in directory NAME is made in the build tree
+#     [INSTALL_ROOT directory])    where it is installed; nothing is installed without it
+#
+# Builds one plug-in directory, OUTPUT_ROOT/NAME, with the layout that a registry loads:
+# plugin.xml and darwin/x86/plugin.so. Symbols are hidden unless the source exports them.
+# The compile target is called plugin_NAME.
+
+include(CheckCXXCompilerFlag)
+
+function(kivcore_add_plugin name)
+    cmake_parse_arguments(
+        PARSE_ARGV 1 arg "" "DESCRIPTION;OUTPUT_ROOT;INSTALL_ROOT" "SOURCES;LINK")
+    if(NOT arg_SOURCES OR arg_UNPARSED_ARGUMENTS)
+        message(FATAL_ERROR "kivcore_add_plugin(${name}): SOURCES is missing, or the call has "
+                            "words it does not know: ${arg_UNPARSED_ARGUMENTS}")
+    endif()
+    if(NOT arg_DESCRIPTION)
+        set(arg_DESCRIPTION plugin.xml)
+    endif()
+    if(NOT arg_OUTPUT_ROOT)
+        set(arg_OUTPUT_ROOT ${CMAKE_CURRENT_BINARY_DIR}/plugins)
+    endif()
+
+    # Unique symbols would pin the shared object in memory: closing it would do nothing.
+    check_cxx_compiler_flag(-fno-gnu-unique KIVCORE_HAS_NO_GNU_UNIQUE)
+
+    set(target plugin_${name})
+    add_library(${target} MODULE ${arg_SOURCES})
+    target_link_libraries(${target} PRIVATE ${arg_LINK})
+    if(KIVCORE_HAS_NO_GNU_UNIQUE)
+        target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique>)
+    endif()
+    set_target_properties(
+        ${target}
+        PROPERTIES PREFIX ""
+                   OUTPUT_NAME plugin
+                   SUFFIX .so
+                   C_VISIBILITY_PRESET hidden
+                   CXX_VISIBILITY_PRESET hidden
+                   VISIBILITY_INLINES_HIDDEN ON
+                   LIBRARY_OUTPUT_DIRECTORY ${arg_OUTPUT_ROOT}/${name}/darwin/x86)
+
+    # A custom command, not configure_file: a changed description is copied by every build.
+    get_filename_component(description ${arg_DESCRIPTION} ABSOLUTE)
+    set(copy ${arg_OUTPUT_ROOT}/${name}/plugin.xml)
+    add_custom_command(
+        OUTPUT ${copy}
+        COMMAND ${CMAKE_COMMAND} -E copy ${description} ${copy}
+        DEPENDS ${description}
+        VERBATIM)
+    add_custom_target(${target}_description ALL DEPENDS ${copy})
+    add_dependencies(${target} ${target}_description)
+
+    if(arg_INSTALL_ROOT)
+        install(TARGETS ${target} LIBRARY DESTINATION ${arg_INSTALL_ROOT}/${name}/darwin/x86)
+        install(
+            FILES ${description}
+            DESTINATION ${arg_INSTALL_ROOT}/${name}
+            RENAME plugin.xml)
+    endif()
+endfunction()

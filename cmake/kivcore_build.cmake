@@ -1,0 +1,44 @@
+# How this tree's own targets are compiled. Not installed.
+
+function(kivcore_warnings target)
+    target_compile_options(
+        ${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+endfunction()
+
+# kivcore_library(NAME MACRO SOURCES...): one of the tree's shared libraries, with its
+# headers in include/NAME, its export macro in <NAME/export.h> and a soname.
+function(kivcore_library name macro)
+    add_library(${name} SHARED ${ARGN})
+    add_library(${name}::${name} ALIAS ${name})
+    generate_export_header(
+        ${name}
+        EXPORT_MACRO_NAME ${macro}
+        EXPORT_FILE_NAME ${CMAKE_CURRENT_BINARY_DIR}/include/${name}/export.h)
+    target_include_directories(
+        ${name}
+        PUBLIC $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include>
+               $<BUILD_INTERFACE:${CMAKE_CURRENT_BINARY_DIR}/include>
+               $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+    target_compile_features(${name} PUBLIC cxx_std_17)
+    set_target_properties(
+        ${name}
+        PROPERTIES VERSION ${PROJECT_VERSION}
+                   SOVERSION ${PROJECT_VERSION_MAJOR}
+                   INSTALL_RPATH "$ORIGIN")
+    kivcore_warnings(${name})
+
+    install(
+        TARGETS ${name}
+        EXPORT ${name}_targets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+    install(
+        EXPORT ${name}_targets
+        FILE ${name}Targets.cmake
+        NAMESPACE ${name}::
+        DESTINATION ${KIVCORE_PACKAGE_DIR})
+    install(
+        DIRECTORY include/${name} ${CMAKE_CURRENT_BINARY_DIR}/include/${name}
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+        FILES_MATCHING
+        PATTERN "*.h")
+endfunction()

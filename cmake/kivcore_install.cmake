@@ -1,0 +1,17 @@
+# The installed package: find_package(kivcore) and pkg-config's kivcore.
+
+include(CMakePackageConfigHelpers)
+
+configure_package_config_file(
+    cmake/kivcoreConfig.cmake.in ${PROJECT_BINARY_DIR}/kivcoreConfig.cmake
+    INSTALL_DESTINATION ${KIVCORE_PACKAGE_DIR}
+    PATH_VARS CMAKE_INSTALL_LIBDIR)
+write_basic_package_version_file(
+    ${PROJECT_BINARY_DIR}/kivcoreConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/kivcoreConfig.cmake
+              ${PROJECT_BINARY_DIR}/kivcoreConfigVersion.cmake cmake/kivcore_add_plugin.cmake
+        DESTINATION ${KIVCORE_PACKAGE_DIR})
+
+file(RELATIVE_PATH prefix_from_pkgconfig /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+configure_file(cmake/kivcore.pc.in ${PROJECT_BINARY_DIR}/kivcore.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/kivcore.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

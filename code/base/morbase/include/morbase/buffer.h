@@ -1,0 +1,41 @@
+// A value that holds bytes. It owns a copy of them. Not locked: one thread at a
+// time, or any number that only read.
+
+#ifndef MORBASE_BUFFER_H
+#define MORBASE_BUFFER_H
+
+#include <morbase/export.h>
+
+#include <vector>
+
+namespace morbase {
+
+class MORBASE_API buffer {
+  public:
+    buffer() = default;
+
+    // Copies count bytes. bytes may be null when count is 0.
+    buffer(void const* bytes, unsigned long long count);
+
+    // Replaces the content by a copy of count bytes, which may lie in this very
+    // buffer. The content is unchanged when memory runs out.
+    void assign(void const* bytes, unsigned long long count);
+
+    // The bytes, valid until the buffer changes; may be null when there are none.
+    unsigned char const* data() const noexcept { return content.data(); }
+
+    // In bytes.
+    unsigned long long size() const noexcept { return content.size(); }
+
+    friend MORBASE_API bool operator==(buffer const& a, buffer const& b) noexcept;
+
+    // Compares unsigned bytes; of two that agree as far as both go the shorter is less.
+    friend MORBASE_API bool operator<(buffer const& a, buffer const& b) noexcept;
+
+  private:
+    std::vector<unsigned char> content;
+};
+
+}  // namespace morbase
+
+#endif

@@ -1,0 +1,43 @@
+// Mutual exclusion between threads, usable with std::lock_guard<morbase::mutex
+// const>. A recursive mutex may be locked again by the thread that holds it and
+// is free after as many unlocks. A plain one notices a second lock by its own
+// thread and raises instead of hanging for ever.
+
+#ifndef MORBASE_MUTEX_H
+#define MORBASE_MUTEX_H
+
+#include <morbase/export.h>
+#include <pthread.h>
+
+#include <atomic>
+
+namespace morbase {
+
+class MORBASE_API mutex {
+  public:
+    // Raises es::call when the platform has no room for one more mutex.
+    explicit mutex(bool may_nest);
+    ~mutex();
+
+    mutex(mutex const&) = delete;
+    mutex& operator=(mutex const&) = delete;
+
+    // Waits until the mutex is free and takes it. Raises es::call ("mutex is
+    // already locked by this thread") when it is not recursive and the calling
+    // thread holds it.
+    void lock() const;
+
+    // Gives the mutex back. Only the thread that holds it may call this.
+    void unlock() const noexcept;
+
+  private:
+    mutable pthread_mutex_t handle;
+    // The thread that holds a plain mutex; 0 while nobody does. Each thread can
+    // find its own number here only if it stored it, so no order is needed.
+    mutable std::atomic<pthread_t> owner{0};
+    bool recursive;
+};
+
+}  // namespace morbase
+
+#endif

@@ -1,0 +1,19 @@
+// Paths as texts.
+
+#ifndef MORBASE_PATH_H
+#define MORBASE_PATH_H
+
+#include <morbase/export.h>
+
+#include <string>
+
+namespace morbase {
+
+// directory and name with exactly one separator between the two, however many
+// either brings along. An empty directory gives the name alone.
+MORBASE_API std::string path_appended(std::string const& directory, std::string const& name,
+                                      char separator);
+
+}  // namespace morbase
+
+#endif

@@ -1,0 +1,25 @@
+#include <morbase/buffer.h>
+
+#include <algorithm>
+
+namespace morbase {
+
+buffer::buffer(void const* bytes, unsigned long long count) {
+    assign(bytes, count);
+}
+
+void buffer::assign(void const* bytes, unsigned long long count) {
+    auto const* first = static_cast<unsigned char const*>(bytes);
+    std::vector<unsigned char> copy(first, first + count);
+    content.swap(copy);
+}
+
+bool operator==(buffer const& a, buffer const& b) noexcept {
+    return a.content == b.content;
+}
+
+bool operator<(buffer const& a, buffer const& b) noexcept {
+    return a.content < b.content;
+}
+
+}  // namespace morbase

@@ -1,0 +1,74 @@
+#include <morbase/es.h>
+#include <morbase/mutex.h>
+
+namespace morbase {
+
+namespace {
+
+constexpr char const* k_source = "code/base/morbase/src/mutex";
+
+class mutex_attributes {
+  public:
+    explicit mutex_attributes(int type) {
+        if (pthread_mutexattr_init(&attributes) != 0) {
+            es::call::raise(k_source, __LINE__, "failed to initialise a mutex");
+        }
+        pthread_mutexattr_settype(&attributes, type);
+    }
+    ~mutex_attributes() { pthread_mutexattr_destroy(&attributes); }
+
+    mutex_attributes(mutex_attributes const&) = delete;
+    mutex_attributes& operator=(mutex_attributes const&) = delete;
+
+    pthread_mutexattr_t const* get() const { return &attributes; }
+
+  private:
+    pthread_mutexattr_t attributes{};
+};
+
+// What a plain mutex guards is held for less time than a thread takes to fall
+// asleep and wake: waiting threads try a little before they sleep.
+#ifdef PTHREAD_ADAPTIVE_MUTEX_INITIALIZER_NP
+constexpr int k_plain_type = PTHREAD_MUTEX_ADAPTIVE_NP;
+#else
+constexpr int k_plain_type = PTHREAD_MUTEX_NORMAL;
+#endif
+
+}  // namespace
+
+mutex::mutex(bool may_nest) : handle(), recursive(may_nest) {
+    mutex_attributes const attributes(may_nest ? PTHREAD_MUTEX_RECURSIVE : k_plain_type);
+    if (pthread_mutex_init(&handle, attributes.get()) != 0) {
+        es::call::raise(k_source, __LINE__, "failed to initialise a mutex");
+    }
+}
+
+mutex::~mutex() {
+    pthread_mutex_destroy(&handle);
+}
+
+void mutex::lock() const {
+    if (recursive) {
+        if (pthread_mutex_lock(&handle) != 0) {
+            es::call::raise(k_source, __LINE__, "failed to lock a mutex");
+        }
+        return;
+    }
+    pthread_t const self = pthread_self();
+    if (owner.load(std::memory_order_relaxed) == self) {
+        es::call::raise(k_source, __LINE__, "mutex is already locked by this thread");
+    }
+    if (pthread_mutex_lock(&handle) != 0) {
+        es::call::raise(k_source, __LINE__, "failed to lock a mutex");
+    }
+    owner.store(self, std::memory_order_relaxed);
+}
+
+void mutex::unlock() const noexcept {
+    if (!recursive) {
+        owner.store(0, std::memory_order_relaxed);
+    }
+    pthread_mutex_unlock(&handle);
+}
+
+}  // namespace morbase

@@ -1,0 +1,122 @@
+// A reader of media made of tracks, and the records that describe a track. Tracks
+// and frames are counted from 0. One thread at a time uses a frame_reader; records
+// never change, so any number of threads may read them.
+
+#ifndef KIVCORE_FRAME_READER_H
+#define KIVCORE_FRAME_READER_H
+
+#include <kivcore/export.h>
+#include <kivcore/reader.h>
+#include <morbase/object_refcount.h>
+#include <morbase/ptr_refcount.h>
+#include <morbase/timecode.h>
+
+#include <string>
+
+namespace kivcore {
+
+class KIVCORE_API frame_reader : public reader {
+  public:
+    class media_information;
+    class video_media_information;
+    class audio_media_information;
+
+    ~frame_reader() override;
+
+    // How many tracks there are; 0 while nothing is open.
+    virtual unsigned int track_count() = 0;
+
+    // The record of a track; null when there is no such track.
+    virtual morbase::ptr_refcount<media_information> track_information(unsigned int track) = 0;
+
+    // Makes track the one that the operations below are about. 0 for success,
+    // negative when there is no such track.
+    virtual int select_track(unsigned int track) = 0;
+
+    // The number of the frame that is read next; negative for a failure.
+    virtual long long tell_frame() = 0;
+
+    // Moves to a frame. Its number, or negative for a failure.
+    virtual long long seek_frame(long long frame) = 0;
+
+    // Reads one frame into buffer, which has room for capacity bytes, and moves on to
+    // the next. The frame's bytes, 0 at the end, negative for a failure or when the
+    // frame does not fit; the position then stays.
+    virtual long long read_frame(void* buffer, unsigned long long capacity) = 0;
+
+  protected:
+    frame_reader();
+};
+
+// What is known about one track of any kind. Shared through ptr_refcount.
+class KIVCORE_API frame_reader::media_information : public morbase::object_refcount {
+  public:
+    enum media_type : unsigned int {
+        video = 0,
+        audio = 1,
+        meta = 2,
+        text = 3,
+        hint = 4,
+        invalid = 5
+    };
+
+    // "Video", "Audio", "Meta", "Text", "Hint", "INVALID"; "" for any other value. The
+    // text is static.
+    static char const* media_type_to_c_str(media_type type) noexcept;
+
+    ~media_information() override;
+
+    // The record as lines of "label: value", each ended by a newline.
+    virtual std::string describe() const = 0;
+
+    media_type const type;
+
+  protected:
+    explicit media_information(media_type kind) noexcept;
+};
+
+class KIVCORE_API frame_reader::video_media_information : public media_information {
+  public:
+    video_media_information(unsigned int format, unsigned int frame_bytes, unsigned int frames,
+                            float rate, morbase::timecode start, unsigned int width,
+                            unsigned int height, float aspect_ratio, unsigned int fields) noexcept;
+    ~video_media_information() override;
+
+    std::string describe() const override;
+
+    unsigned int const track_format;     // four-character code
+    unsigned int const frame_data_size;  // bytes
+    unsigned int const number_of_frames;
+    float const framerate;  // frames per second
+    morbase::timecode const start_timecode;
+    unsigned int const pixel_width;
+    unsigned int const pixel_height;
+    float const pixel_aspect_ratio;
+    unsigned int const field_order;
+};
+
+class KIVCORE_API frame_reader::audio_media_information : public media_information {
+  public:
+    audio_media_information(unsigned int format, unsigned int frame_bytes, unsigned int frames,
+                            unsigned int frame_samples, unsigned int samples,
+                            unsigned int channel_count, unsigned int sample_bits,
+                            unsigned int eighth, float rate, int offset) noexcept;
+    ~audio_media_information() override;
+
+    std::string describe() const override;
+
+    unsigned int const track_format;     // four-character code
+    unsigned int const frame_data_size;  // bytes
+    unsigned int const number_of_frames;
+    unsigned int const samples_per_frame;  // of one channel
+    unsigned int const total_samples;      // of one channel
+    unsigned int const channels;
+    unsigned int const bits_per_sample;
+    unsigned int const eighth_value;  // reserved: kept, without a meaning, not printed
+    float const sample_rate;          // samples per second
+    int const offset_from_video;      // samples
+};
+
+}  // namespace kivcore
+
+#endif

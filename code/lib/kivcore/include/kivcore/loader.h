@@ -1,0 +1,48 @@
+// A loader stands for one shared object of a plug-in directory. Making one
+// records the path and opens nothing; the object is opened when the first
+// function is bound and closed with the loader's last reference. Factories
+// share it. It takes no lock: callers hold the registry's.
+//
+// What comes out of an open object (addresses, objects made by its code) is valid
+// only while it stays open.
+
+#ifndef KIVCORE_LOADER_H
+#define KIVCORE_LOADER_H
+
+#include <kivcore/export.h>
+#include <morbase/object_refcount.h>
+
+#include <string>
+
+namespace kivcore {
+
+class KIVCORE_API loader : public morbase::object_refcount {
+  public:
+    explicit loader(std::string const& path);
+
+    // Closes the shared object if it is open; a failure to do so is dropped.
+    ~loader() override;
+
+    loader(loader const&) = delete;
+    loader& operator=(loader const&) = delete;
+
+    // Opens the shared object unless it is open. Raises es::call with the
+    // platform's reason when it cannot be opened; a later call tries again.
+    void load();
+
+    // Closes the shared object if it is open, however often load was called. Raises
+    // es::call with the platform's reason when it cannot be closed and stays open.
+    void unload();
+
+    // The address of an exported symbol. Null when there is none of this name, and
+    // while the shared object is not open.
+    void* lookup(std::string const& name);
+
+  private:
+    std::string image_path;
+    void* image_handle = nullptr;  // given back by unload
+};
+
+}  // namespace kivcore
+
+#endif

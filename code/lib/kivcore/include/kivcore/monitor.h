@@ -1,0 +1,60 @@
+// A plug-in object that watches something and tells a handler what changes. It
+// starts no thread of its own accord towards the host: events are delivered inside
+// poll, on the thread that calls it. One thread at a time uses a monitor.
+
+#ifndef KIVCORE_MONITOR_H
+#define KIVCORE_MONITOR_H
+
+#include <kivcore/export.h>
+#include <kivcore/plugin.h>
+#include <kivsys/severity.h>
+
+#include <string>
+
+namespace kivcore {
+
+class KIVCORE_API monitor : public plugin {
+  public:
+    class handler;
+
+    ~monitor() override;
+
+    // "monitor"
+    std::string kind() override;
+
+    // Watches path from now on and tells sink, which stays the caller's and must live
+    // until stop. 0 for success, negative for a failure.
+    virtual int start(std::string const& path, handler* sink) = 0;
+
+    // Delivers what has happened, waiting up to timeout_ms milliseconds for it; -1
+    // waits without a limit. Returns the number of events, 0 at the time limit,
+    // negative for a failure.
+    virtual int poll(int timeout_ms) = 0;
+
+    // Watches no longer. 0 for success, negative for a failure.
+    virtual int stop() = 0;
+};
+
+// Receives what a monitor sees. Owned by whoever made it; not reference counted.
+class KIVCORE_API monitor::handler {
+  public:
+    enum e_change : int { k_created = 0, k_modified = 1, k_removed = 2 };
+
+    virtual ~handler() = 0;
+
+    // Writes "<LEVEL> message" to standard error as one line, formatted as printf does
+    // and of any length. Writes nothing when format is null or cannot be formatted.
+    // Any thread may call this version.
+    virtual void log(kivsys::_severity::severity severity, char const* format, ...)
+        __attribute__((format(printf, 3, 4)));
+
+    // The watched thing is gone and nothing more will come. Does nothing here.
+    virtual void terminate();
+
+    // Something happened to path.
+    virtual void changed(std::string const& path, e_change change) = 0;
+};
+
+}  // namespace kivcore
+
+#endif

@@ -1,0 +1,40 @@
+// A reader over a row of files that belong together. As a stream it is the files
+// end to end. Files are counted from 0; sizes are in bytes.
+
+#ifndef KIVCORE_MULTI_FILE_READER_H
+#define KIVCORE_MULTI_FILE_READER_H
+
+#include <kivcore/export.h>
+#include <kivcore/reader.h>
+
+#include <string>
+
+namespace kivcore {
+
+class KIVCORE_API multi_file_reader : public reader {
+  public:
+    ~multi_file_reader() override;
+
+    // How many files there are; 0 while nothing is open.
+    virtual unsigned int file_count() = 0;
+
+    // A file's path; empty when there is no such file.
+    virtual std::string file_path(unsigned int index) = 0;
+
+    // A file's size; negative when there is no such file.
+    virtual long long file_size(unsigned int index) = 0;
+
+    // The file in which the stream's position lies.
+    virtual unsigned int current_file() = 0;
+
+    // Moves the position to the start of a file. 0 for success, negative when there
+    // is no such file.
+    virtual int select_file(unsigned int index) = 0;
+
+  protected:
+    multi_file_reader();
+};
+
+}  // namespace kivcore
+
+#endif

@@ -1,0 +1,174 @@
+// The registry of plug-ins, and the description of one plug-in.
+//
+// A registry maps plug-in ids to pairs of a factory and a description. Fill it
+// from disk (load_plugins, load_plugin) or by hand (register_with_id), list it
+// (find_plugins), read descriptions (describe_plugin) and make objects
+// (create_with_id). It owns one reference to every factory and description that
+// it holds; nothing is ever taken out of it but by the rule that a native plug-in
+// replaces a non-native one under the same id.
+//
+// A plug-in id is five fields joined by "/": category, type, key, developer id
+// and version. Fields are taken as they are and may be empty.
+//
+// Any thread may call any operation of a registry. One mutex guards its table and
+// is held for every registration, look-up, search and creation, the factory's own
+// create() included: a create() that calls back into its own registry is refused
+// with an es::call. Objects that a registry made must be released before it is,
+// and before a native plug-in takes over their id; kivcore::instance sees to that.
+//
+// Notices are printed: refusals and replacements to standard output, directories
+// that fail to load to standard error.
+
+#ifndef KIVCORE_PLUGINS_H
+#define KIVCORE_PLUGINS_H
+
+#include <kivcore/export.h>
+#include <kivcore/plugin.h>
+#include <morbase/mutex.h>
+#include <morbase/object_refcount.h>
+#include <morbase/ptr_refcount.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace kivsys::xml {
+class reader;
+}
+
+namespace kivcore {
+
+class KIVCORE_API plugins : public morbase::object_refcount {
+  public:
+    class info;
+    class factory;
+
+    // root: the directory whose plugin.rng stands for the description's schema. It
+    // is only named: descriptions are not validated, and nothing need be there.
+    explicit plugins(std::string const& root);
+    ~plugins() override;
+
+    plugins(plugins const&) = delete;
+    plugins& operator=(plugins const&) = delete;
+
+    // Enters the pair under every id of the description: one for each of the keys
+    // that its "interface.key" lists between "|". description is not null and is
+    // not written to from now on; maker may be null, for an interface that nothing
+    // serves. False, with a notice, as soon as one id is taken and the description
+    // may not replace what is there; ids entered before stay.
+    bool register_with_info(morbase::ptr_refcount<info> description,
+                            morbase::ptr_refcount<factory> maker);
+
+    // Enters maker under id with a description made from the id and the display
+    // name. False, with a notice, when id has not five fields or is taken.
+    bool register_with_id(std::string const& id, morbase::ptr_refcount<factory> maker,
+                          std::string const& name);
+
+    // A new object of the plug-in with this id, owned by the caller. Null when the
+    // id is unknown, when its entry has no factory, and when the factory made
+    // nothing. What the factory throws passes through.
+    morbase::ptr_refcount<plugin> create_with_id(std::string const& id);
+
+    // The same, and hands out the factory that made the object, which keeps the
+    // object's shared object open. maker is left alone when the id is unknown.
+    morbase::ptr_refcount<plugin> create_with_id(std::string const& id,
+                                                 morbase::ptr_refcount<factory>& maker);
+
+    // The ids that the regular expression matches as a whole, sorted by
+    // plugin_id_less: versions of one plug-in together, the newest first. Empty
+    // when the pattern does not compile.
+    std::vector<std::string> find_plugins(std::string const& pattern) const;
+
+    // The description registered under id, or null.
+    morbase::ptr_refcount<info> describe_plugin(std::string const& id) const;
+
+    // Loads every plug-in directory in dir, in the order in which the file system
+    // lists them. Hidden entries and plain files are passed over. Returns how many
+    // directories loaded; 0 when dir cannot be opened.
+    int load_plugins(std::string const& dir);
+
+    // Loads the plug-in directory dir: registers every plug-in that its plugin.xml
+    // describes, bound to its darwin/x86/plugin.so, which is opened only when a
+    // first object is made. True when the description was read to its end without
+    // an error. Raises nothing: a failure is printed and false is returned; what
+    // was registered before it stays.
+    bool load_plugin(std::string const& dir);
+
+  private:
+    struct entry {
+        morbase::ptr_refcount<factory> maker;
+        morbase::ptr_refcount<info> description;
+    };
+
+    std::string root_path;
+    std::map<std::string, entry> table;
+    morbase::mutex table_mutex;
+};
+
+// What is known about one plug-in: string keys with one string value each. Never
+// changed once it is registered, so any number of threads may read it.
+class KIVCORE_API plugins::info : public morbase::object_refcount {
+  public:
+    ~info() override;
+
+    // The value of key. False, with value left as it was, when there is no such key.
+    virtual bool get(std::string const& key, std::string& value) const = 0;
+
+    // Replaces keys by all keys that the regular expression matches as a whole, in
+    // ascending order. False when there is none, or the pattern does not compile.
+    virtual bool find(std::string const& pattern, std::vector<std::string>& keys) const = 0;
+};
+
+// Makes the objects of one plug-in.
+class KIVCORE_API plugins::factory : public morbase::object_refcount {
+  public:
+    ~factory() override;
+
+    // A new object, owned by the caller; may be null. The registry calls this with
+    // its lock held, so no two calls overlap and a call must not come back to the
+    // registry. Callers outside a registry serialise their calls themselves.
+    virtual morbase::ptr_refcount<plugin> create() = 0;
+};
+
+// The one description class. Built by the registry or by a host that registers by
+// hand, by way of `values`; or read from a description file.
+class KIVCORE_API
+    __info  // NOLINT(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): public name
+    : public plugins::info {
+  public:
+    __info();
+
+    // Reads the plugin element whose start tag is the reader's current node, and
+    // leaves the reader on its end tag or at the end of the document. path is the
+    // plug-in directory, kept under "path". Raises es::call for a description that
+    // cannot be understood; what the reader raises passes through.
+    __info(kivsys::xml::reader& reader, std::string const& path);
+
+    ~__info() override;
+
+    bool get(std::string const& key, std::string& value) const override;
+    bool find(std::string const& pattern, std::vector<std::string>& keys) const override;
+
+    // Written only until the record is registered.
+    std::map<std::string, std::string> values;
+
+  private:
+    void read_interface(kivsys::xml::reader& reader);
+    void read_info(kivsys::xml::reader& reader);
+};
+
+// Orders versions, the newest first: true when version a is greater than version
+// b. Up to four numbers between dots count, each meant to stay below 256; what is
+// no number counts as 0.
+struct KIVCORE_API version_greater {
+    bool operator()(std::string const& a, std::string const& b) const;
+};
+
+// Orders plug-in ids: by the text before the last "/", then the newest version first.
+struct KIVCORE_API plugin_id_less {
+    bool operator()(std::string const& a, std::string const& b) const;
+};
+
+}  // namespace kivcore
+
+#endif

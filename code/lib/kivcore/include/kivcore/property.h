@@ -1,0 +1,145 @@
+// Typed values that print themselves and compare: a string, bytes, an integer, a
+// real number, a list and a map. They are plain objects of whoever makes them.
+// Lists and maps refer to their elements and do not own them: keep every element
+// alive while a container that refers to it is described or compared, and delete
+// it afterwards. No element may be null. Nothing is locked: one thread at a time,
+// or any number that only read.
+
+#ifndef KIVCORE_PROPERTY_H
+#define KIVCORE_PROPERTY_H
+
+#include <kivcore/export.h>
+#include <morbase/buffer.h>
+
+#include <list>
+#include <map>
+#include <string>
+
+namespace kivcore {
+
+class constraint;  // reserved: declared here and defined nowhere
+
+class KIVCORE_API property {
+  public:
+    virtual ~property();
+
+    // The number of the concrete class, from 1 for a string to 6 for a map.
+    virtual int kind() const = 0;
+
+    // Appends the value's text to out.
+    virtual void describe(std::string& out) const = 0;
+
+    // Values of different kinds are neither equal nor ordered.
+    virtual bool operator==(property const& other) const = 0;
+    virtual bool operator<(property const& other) const = 0;
+
+    // False, for every property and constraint.
+    bool satisfies(constraint const& c) const;
+};
+
+// Printed between double quotes, up to its first NUL; nothing is escaped. Ordered
+// by unsigned bytes.
+class KIVCORE_API property_string : public property {
+  public:
+    explicit property_string(std::string const& value);
+
+    int kind() const override;
+    void describe(std::string& out) const override;
+    bool operator==(property const& other) const override;
+    bool operator<(property const& other) const override;
+
+    std::string const& value() const noexcept { return held; }
+
+  private:
+    std::string held;
+};
+
+KIVCORE_API bool operator>=(property_string const& a, property_string const& b);
+
+// Printed as Base64.
+class KIVCORE_API property_binary : public property {
+  public:
+    explicit property_binary(morbase::buffer const& value);
+    property_binary(property_binary const& other);
+    property_binary& operator=(property_binary const& other);
+
+    int kind() const override;
+    void describe(std::string& out) const override;
+    bool operator==(property const& other) const override;
+    bool operator<(property const& other) const override;
+
+    morbase::buffer const& value() const noexcept { return held; }
+
+  private:
+    morbase::buffer held;
+};
+
+class KIVCORE_API property_int : public property {
+  public:
+    explicit property_int(long long value);
+
+    int kind() const override;
+    void describe(std::string& out) const override;
+    bool operator==(property const& other) const override;
+    bool operator<(property const& other) const override;
+
+    long long value() const noexcept { return held; }
+
+  private:
+    long long held;
+};
+
+// Printed with six digits after the point. Compared as IEEE has it: NaN is equal
+// to nothing.
+class KIVCORE_API property_real : public property {
+  public:
+    explicit property_real(double value);
+
+    int kind() const override;
+    void describe(std::string& out) const override;
+    bool operator==(property const& other) const override;
+    bool operator<(property const& other) const override;
+
+    double value() const noexcept { return held; }
+
+  private:
+    double held;
+};
+
+// Printed as [a, b]. Copies share the elements. Compared by which elements these
+// are, never by what the elements hold.
+class KIVCORE_API property_list : public property {
+  public:
+    explicit property_list(std::list<property*> const& value);
+
+    int kind() const override;
+    void describe(std::string& out) const override;
+    bool operator==(property const& other) const override;
+    bool operator<(property const& other) const override;
+
+    std::list<property*> const& value() const noexcept { return held; }
+
+  private:
+    std::list<property*> held;
+};
+
+// Printed as {"key": a, "key": b}, keys in byte order. Copies share the elements.
+// Compared by keys and by which elements these are.
+class KIVCORE_API property_map : public property {
+  public:
+    explicit property_map(std::map<std::string, property*> const& value);
+
+    int kind() const override;
+    void describe(std::string& out) const override;
+    bool operator==(property const& other) const override;
+    bool operator<(property const& other) const override;
+
+    std::map<std::string, property*> const& value() const noexcept { return held; }
+
+  private:
+    std::map<std::string, property*> held;
+};
+
+}  // namespace kivcore
+
+#endif

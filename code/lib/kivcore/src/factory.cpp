@@ -1,0 +1,200 @@
+#include <kivcore/factory.h>
+#include <morbase/es.h>
+
+#include <string>
+
+namespace kivcore {
+
+namespace {
+
+constexpr char const* k_source = "code/lib/kivcore/src/factory";
+
+std::string value_of(plugins::info const& description, std::string const& key) {
+    std::string value;
+    description.get(key, value);
+    return value;
+}
+
+// The symbol that implements a function; empty when the description names none.
+std::string binding(plugins::info const& description, std::string const& function) {
+    return value_of(description, "interface.bind." + function);
+}
+
+// Raises unless the description names the function; `wanted` is what the message calls it.
+void require_binding(plugins::info const& description, std::string const& function,
+                     std::string const& wanted) {
+    if (binding(description, function).empty()) {
+        morbase::es::null::raise(k_source, __LINE__,
+                                 ("no binding for " + wanted + " function").c_str());
+    }
+}
+
+void require_binding(plugins::info const& description, std::string const& function) {
+    require_binding(description, function, function);
+}
+
+// A file is positioned by one seek function or by a pair that gets and sets the position.
+void require_positioning(plugins::info const& description) {
+    if (!binding(description, "seek").empty()) {
+        return;
+    }
+    require_binding(description, "get_pos", "seek or get_pos");
+    require_binding(description, "set_pos", "seek or set_pos");
+}
+
+// Looks the functions of a description up in its open shared object.
+class binder {
+  public:
+    binder(loader& open_image, plugins::info const& record)
+        : image(open_image), description(record) {}
+
+    // Raises unless the function is named and there.
+    template <typename function>
+    void bind(function& slot, char const* name) {
+        find(slot, name);
+        require(slot, std::string(name) + " function");
+    }
+
+    // The same for a function that need not be named: the slot is then null.
+    template <typename function>
+    void bind_if_named(function& slot, char const* name) {
+        if (find(slot, name)) {
+            require(slot, std::string(name) + " function");
+        }
+    }
+
+    // A function of the position pair may be missing where there is a seek function.
+    template <typename function>
+    void bind_unless(c_seek_function seek, function& slot, char const* name) {
+        find(slot, name);
+        if (seek == nullptr) {
+            require(slot, std::string(name) + " or seek functions");
+        }
+    }
+
+  private:
+    // Whether the description names the function at all.
+    template <typename function>
+    bool find(function& slot, char const* name) {
+        std::string const symbol = binding(description, name);
+        slot = symbol.empty() ? nullptr : reinterpret_cast<function>(image.lookup(symbol));
+        return !symbol.empty();
+    }
+
+    template <typename function>
+    void require(function slot, std::string const& wanted) {
+        if (slot == nullptr) {
+            morbase::es::null::raise(k_source, __LINE__,
+                                     ("couldn't find " + wanted + " in binary image").c_str());
+        }
+    }
+
+    loader& image;
+    plugins::info const& description;
+};
+
+}  // namespace
+
+morbase::ptr_refcount<plugins::factory> create_factory(
+    morbase::ptr_refcount<loader> const& image_loader,
+    morbase::ptr_refcount<plugins::info> const& description) {
+    std::string const flavor = value_of(*description, "interface.flavor");
+    if (flavor == "native") {
+        return new factory_native(image_loader, description);
+    }
+    if (flavor != "c-style" || value_of(*description, "interface.category") != "io") {
+        return nullptr;
+    }
+    std::string const type = value_of(*description, "interface.type");
+    if (type == "read") {
+        return new factory_c_file_read(image_loader, description);
+    }
+    if (type == "write") {
+        return new factory_c_file_write(image_loader, description);
+    }
+    return nullptr;
+}
+
+factory_native::factory_native(morbase::ptr_refcount<loader> const& image,
+                               morbase::ptr_refcount<plugins::info> const& record)
+    : image_loader(image), description(record) {
+    require_binding(*description, "create");
+}
+
+factory_native::~factory_native() = default;
+
+morbase::ptr_refcount<plugin> factory_native::create() {
+    if (create_function == nullptr) {
+        image_loader->load();
+        binder(*image_loader, *description).bind(create_function, "create");
+    }
+    return create_function();
+}
+
+factory_c_file_read::factory_c_file_read(morbase::ptr_refcount<loader> const& image,
+                                         morbase::ptr_refcount<plugins::info> const& record)
+    : image_loader(image), description(record) {
+    require_binding(*description, "open");
+    require_binding(*description, "close");
+    require_binding(*description, "read");
+    require_positioning(*description);
+    require_binding(*description, "size");
+}
+
+factory_c_file_read::~factory_c_file_read() = default;
+
+void factory_c_file_read::bind() {
+    image_loader->load();
+    binder functions(*image_loader, *description);
+    functions.bind(open_function, "open");
+    functions.bind(close_function, "close");
+    functions.bind(read_function, "read");
+    functions.bind_if_named(seek_function, "seek");
+    functions.bind_unless(seek_function, get_pos_function, "get_pos");
+    functions.bind_unless(seek_function, set_pos_function, "set_pos");
+    functions.bind(size_function, "size");
+}
+
+morbase::ptr_refcount<plugin> factory_c_file_read::create() {
+    if (size_function == nullptr) {
+        bind();
+    }
+    return new c_file_read(open_function, close_function, read_function, seek_function,
+                           get_pos_function, set_pos_function, size_function);
+}
+
+factory_c_file_write::factory_c_file_write(morbase::ptr_refcount<loader> const& image,
+                                           morbase::ptr_refcount<plugins::info> const& record)
+    : image_loader(image), description(record) {
+    require_binding(*description, "open");
+    require_binding(*description, "close");
+    require_binding(*description, "write");
+    require_binding(*description, "flush");
+    require_positioning(*description);
+    require_binding(*description, "size");
+}
+
+factory_c_file_write::~factory_c_file_write() = default;
+
+void factory_c_file_write::bind() {
+    image_loader->load();
+    binder functions(*image_loader, *description);
+    functions.bind(open_function, "open");
+    functions.bind(close_function, "close");
+    functions.bind(write_function, "write");
+    functions.bind(flush_function, "flush");
+    functions.bind_if_named(seek_function, "seek");
+    functions.bind_unless(seek_function, get_pos_function, "get_pos");
+    functions.bind_unless(seek_function, set_pos_function, "set_pos");
+    functions.bind(size_function, "size");
+}
+
+morbase::ptr_refcount<plugin> factory_c_file_write::create() {
+    if (size_function == nullptr) {
+        bind();
+    }
+    return new c_file_write(open_function, close_function, write_function, flush_function,
+                            seek_function, get_pos_function, set_pos_function, size_function);
+}
+
+}  // namespace kivcore

@@ -1,0 +1,144 @@
+#include <kivcore/plugins.h>
+#include <kivsys/readxml_base.h>
+#include <morbase/es.h>
+
+#include <string>
+#include <vector>
+
+#include "pattern.h"
+
+namespace kivcore {
+
+namespace {
+
+using kivsys::xml::reader;
+
+constexpr char const* k_source = "code/lib/kivcore/src/plugins";
+constexpr char const* k_no_element_name = "xml parse: failed to read element name";
+constexpr char const* k_no_end_element_name = "xml parse: failed to read end element name";
+
+// The text at or behind the reader's current node; `element` is whose text it is.
+std::string read_text(reader& document, std::string const& element) {
+    document.skip_to_node(reader::k_node_text);
+    std::string text;
+    if (!document.get_value(text)) {
+        morbase::es::call::raise(k_source, __LINE__,
+                                 ("xml parse: failed to read value of '" + element + "'").c_str());
+    }
+    return text;
+}
+
+std::string read_name(reader const& document, char const* failure) {
+    std::string name;
+    if (!document.get_name(name)) {
+        morbase::es::call::raise(k_source, __LINE__, failure);
+    }
+    return name;
+}
+
+// Walks on to the end tag called `section`, or to the end of the document, and shows
+// every start tag on the way to `visit`, which may walk on by itself.
+template <typename visitor>
+void walk_section(reader& document, char const* section, char const* end_name_failure,
+                  visitor const& visit) {
+    while (document.next_node()) {
+        switch (document.get_type()) {
+            case reader::k_node_element:
+                visit(read_name(document, k_no_element_name));
+                break;
+            case reader::k_node_end_element:
+                if (read_name(document, end_name_failure) == section) {
+                    return;
+                }
+                break;
+            default:
+                break;
+        }
+    }
+}
+
+// Adds one binding: the attribute names the function, the text the symbol.
+void read_bind(reader& document, std::map<std::string, std::string>& values) {
+    std::string function;
+    if (!document.get_attribute("function", function)) {
+        morbase::es::call::raise(k_source, __LINE__,
+                                 "xml parse: failed to read 'function' attribute of 'bind'");
+    }
+    values["interface.bind." + function] = read_text(document, "bind");
+}
+
+// Adds the developer's two facts, whatever they are called.
+void read_developer(reader& document, std::map<std::string, std::string>& values) {
+    document.next_node();
+    for (int child = 0; child < 2; ++child) {
+        document.skip_to_node(reader::k_node_element);
+        std::string const name = read_name(document, k_no_element_name);
+        values["info.developer." + name] = read_text(document, "developer");
+    }
+}
+
+}  // namespace
+
+__info::__info() = default;
+__info::~__info() = default;
+
+__info::__info(reader& document, std::string const& path) {
+    values["path"] = path;
+    if (document.has_attributes()) {
+        std::string id;
+        document.get_attribute("id", id);
+        values["id"] = id;
+    }
+    walk_section(document, "plugin", k_no_end_element_name, [&](std::string const& name) {
+        if (name == "interface") {
+            read_interface(document);
+        } else if (name == "info") {
+            read_info(document);
+        } else if (name == "config" || name == "input") {
+            document.skip_node();
+        }
+    });
+}
+
+void __info::read_interface(reader& document) {
+    walk_section(document, "interface", k_no_end_element_name, [&](std::string const& name) {
+        if (name == "category" || name == "type" || name == "key" || name == "flavor" ||
+            name == "version") {
+            values["interface." + name] = read_text(document, name);
+        } else if (name == "bind") {
+            read_bind(document, values);
+        }
+    });
+}
+
+void __info::read_info(reader& document) {
+    walk_section(document, "info", k_no_element_name, [&](std::string const& name) {
+        if (name == "name" || name == "version" || name == "copyright" || name == "description") {
+            values["info." + name] = read_text(document, name);
+        } else if (name == "developer") {
+            read_developer(document, values);
+        }
+    });
+}
+
+bool __info::get(std::string const& key, std::string& value) const {
+    auto const place = values.find(key);
+    if (place == values.end()) {
+        return false;
+    }
+    value = place->second;
+    return true;
+}
+
+bool __info::find(std::string const& expression, std::vector<std::string>& keys) const {
+    keys.clear();
+    pattern const wanted(expression);
+    for (auto const& [key, unused] : values) {
+        if (wanted.matches(key)) {
+            keys.push_back(key);
+        }
+    }
+    return !keys.empty();
+}
+
+}  // namespace kivcore

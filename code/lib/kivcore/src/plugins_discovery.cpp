@@ -1,0 +1,122 @@
+#include <dirent.h>
+#include <kivcore/factory.h>
+#include <kivcore/loader.h>
+#include <kivcore/plugins.h>
+#include <kivsys/readxml_base.h>
+#include <morbase/es.h>
+#include <morbase/path.h>
+#include <morbase/text.h>
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+namespace kivcore {
+
+namespace {
+
+using kivsys::xml::reader;
+
+constexpr char const* k_source = "code/lib/kivcore/src/plugins";
+
+struct close_directory {
+    void operator()(DIR* open) const noexcept { closedir(open); }
+};
+using directory = std::unique_ptr<DIR, close_directory>;
+
+// Whether an entry may be a plug-in directory. What a link leads to, and what a file
+// system does not say, shows when its description is opened.
+bool may_be_plugin(dirent const& entry) {
+    return entry.d_name[0] != '.' &&
+           (entry.d_type == DT_DIR || entry.d_type == DT_LNK || entry.d_type == DT_UNKNOWN);
+}
+
+// Opening a FIFO would block the host until somebody writes to it, and reading a device
+// may never end. What is not there at all is left to the reader to report.
+void refuse_special_file(std::string const& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+        morbase::es::call::raise(
+            k_source, __LINE__,
+            morbase::string_with_format("Could not create xml reader for \"%s\"", path.c_str())
+                .c_str());
+    }
+}
+
+// The description of the plugin element at which the reader stands. A document that
+// breaks off inside the element yields none: what the reader met explains more than
+// what the description lacks for it.
+morbase::ptr_refcount<plugins::info> read_description(reader& document, std::string const& dir) {
+    morbase::ptr_refcount<plugins::info> description;
+    try {
+        description = new __info(document, dir);
+    } catch (morbase::es::base const&) {
+        document.raise_if_broken_off();
+        throw;
+    }
+    document.raise_if_broken_off();
+    return description;
+}
+
+// Registers every plug-in that a directory's description tells of. False when an
+// element has no name to go by.
+bool load_description(plugins& registry, std::string const& dir, std::string const& schema) {
+    std::string const path = dir + "/plugin.xml";
+    refuse_special_file(path);
+    reader document(path, schema);
+    morbase::ptr_refcount<loader> const image(new loader(dir + "/darwin/x86/plugin.so"));
+
+    std::string name;
+    while (document.next_node()) {
+        if (document.get_type() != reader::k_node_element) {
+            continue;
+        }
+        if (!document.get_name(name)) {
+            std::puts("XML parse error");
+            std::fflush(stdout);
+            return false;
+        }
+        if (name == "plugin") {
+            auto const description = read_description(document, dir);
+            registry.register_with_info(description, create_factory(image, description));
+        }
+    }
+    document.raise_if_broken_off();
+    return true;
+}
+
+bool report_failure(char const* reason) {
+    std::fprintf(stderr, "failed to load plugin: %s\n", reason);
+    return false;
+}
+
+}  // namespace
+
+bool plugins::load_plugin(std::string const& dir) {
+    try {
+        return load_description(*this, dir, root_path + "/plugin.rng");
+    } catch (morbase::es::base const& error) {
+        return report_failure(error.what());
+    } catch (char const* reason) {
+        return report_failure(reason);
+    } catch (...) {
+        return report_failure("unknown reason");
+    }
+}
+
+int plugins::load_plugins(std::string const& dir) {
+    directory const open(opendir(dir.c_str()));
+    if (!open) {
+        return 0;
+    }
+    int count = 0;
+    while (dirent const* found = readdir(open.get())) {
+        if (may_be_plugin(*found) && load_plugin(morbase::path_appended(dir, found->d_name, '/'))) {
+            ++count;
+        }
+    }
+    return count;
+}
+
+}  // namespace kivcore

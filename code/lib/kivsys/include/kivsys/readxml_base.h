@@ -1,0 +1,152 @@
+// A pull reader for XML documents. Constructing a reader opens a document; each
+// advance moves on to the next node, whose type, name, value and attributes can
+// then be asked for. The document streams: memory does not grow with it.
+//
+// What the XML library reports while it advances, a warning as well as an error,
+// is printed to standard output and kept in the reader: that advance still ends
+// as the XML library has it, and every later one raises morbase::es::arg with
+// the text of the last report. The XML library reads ahead in blocks, so a report
+// may come before the nodes that stand in front of its cause.
+//
+// A reader owns its document and its schema and is never copied. It takes no
+// lock: one thread at a time uses it. Readers share no state. Nothing is fetched
+// from the network: not the document, and nothing that it refers to.
+
+#ifndef KIVSYS_READXML_BASE_H
+#define KIVSYS_READXML_BASE_H
+
+#include <kivsys/export.h>
+
+#include <memory>
+#include <string>
+
+struct _xmlTextReader;
+
+namespace kivsys::xml {
+
+// Opens, validates and advances. For callers that ask the XML library itself about
+// the nodes; `reader` adds the questions.
+class KIVSYS_API reader_base {
+  public:
+    // The XML library's node types, passed through unchanged; three have names here.
+    enum e_node_type : int {
+        k_node_element = 1,       // start tag, also of an empty element
+        k_node_text = 3,          // text that is not white space only
+        k_node_end_element = 15,  // end tag; empty elements have none
+    };
+
+    enum e_validation_type : int {
+        k_validation_dtd = 0,         // against the document's own type declaration
+        k_validation_relaxng = 1,     // against a RelaxNG schema
+        k_validation_xml_schema = 2,  // not supported
+    };
+
+    // Holds what a validation needs for as long as the document is read.
+    class KIVSYS_API validator {
+      public:
+        virtual ~validator() = 0;
+    };
+
+    // Opens the document at path. Raises es::call when it cannot be opened.
+    explicit reader_base(std::string const& path);
+
+    // The same, followed by set_validation(type, schema).
+    reader_base(std::string const& path, e_validation_type type, std::string const& schema);
+
+    // Opens the document as the first constructor does. The schema's path must hold a
+    // "." (raises es::arg otherwise), and that is all: the schema is not opened and the
+    // document not validated.
+    reader_base(std::string const& path, std::string const& schema);
+
+    reader_base(reader_base const&) = delete;
+    reader_base& operator=(reader_base const&) = delete;
+
+    // Opens the document at path; the constructors have done so already. Raises
+    // es::call when it cannot be opened.
+    virtual void create_reader(std::string const& path);
+
+    // Switches validation on; effective only before the first advance. Does nothing
+    // for a type that is not listed. Raises es::unsupp for XML Schema, es::call when
+    // the RelaxNG schema cannot be parsed; the reader then goes on without it.
+    virtual void set_validation(e_validation_type type, std::string const& schema);
+
+    // Advances to the next node in document order. False at the end of the document
+    // and when the XML library gives up; raise_if_broken_off tells the two apart. Raises
+    // es::arg once something was reported.
+    virtual bool read();
+
+    // The same, past everything inside the current node.
+    virtual bool skip();
+
+    virtual ~reader_base();
+
+    // Raises es::arg, as the next advance would, when the last advance was false for
+    // an error rather than for the end of the document. Does nothing otherwise.
+    void raise_if_broken_off() const;
+
+    // The XML library's handle, owned by the reader.
+    _xmlTextReader* get_xmlTextReader() const noexcept { return document.get(); }
+
+  private:
+    struct close_document {
+        void operator()(_xmlTextReader* open) const noexcept;
+    };
+
+    // What the XML library reported of this document.
+    struct error_state;
+
+    void raise_if_reported() const;
+    bool advance(int (*step)(_xmlTextReader*));
+
+    std::unique_ptr<_xmlTextReader, close_document> document;
+    std::unique_ptr<validator> schema_validator;
+    std::unique_ptr<error_state> errors;  // the XML library keeps its address
+    int last_step = 1;  // what the last advance gave: 1 a node, 0 the end, -1 failed
+};
+
+// A reader with the questions that one asks about nodes. The four that fill a
+// string return false and leave it untouched when there is nothing to give.
+class KIVSYS_API reader : public reader_base {
+  public:
+    explicit reader(std::string const& path);
+    reader(std::string const& path, e_validation_type type, std::string const& schema);
+    reader(std::string const& path, std::string const& schema);
+    ~reader() override;
+
+    // read() and skip() by other names.
+    virtual bool next_node();
+    virtual bool skip_node();
+
+    // Advances until the current node is of this type; stays where it is when it
+    // already is. False when the document ends first.
+    virtual bool skip_to_node(e_node_type type);
+
+    // The current node's type; -1 for an error.
+    virtual e_node_type get_type() const;
+
+    // How deep the current node lies; 0 for the root element, -1 for an error.
+    virtual int get_depth() const;
+
+    // The current node's qualified name.
+    virtual bool get_name(std::string& name) const;
+
+    // Whether the current node is an element written as an empty one.
+    virtual bool is_empty() const;
+
+    // The current node's text, in UTF-8.
+    virtual bool get_value(std::string& value) const;
+
+    virtual bool has_attributes() const;
+
+    // Makes the current element's next attribute the current node.
+    virtual bool next_attribute() const;
+
+    // An attribute of the current element, by name or by its number from 0.
+    virtual bool get_attribute(char const* name, std::string& value) const;
+    virtual int get_attribute_count() const;
+    virtual bool get_attribute(int index, std::string& value) const;
+};
+
+}  // namespace kivsys::xml
+
+#endif

@@ -1,0 +1,44 @@
+#include <stdlib.h>
+#include <support/files.h>
+
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+namespace support {
+
+namespace fs = std::filesystem;
+
+temporary_directory::temporary_directory() {
+    std::string pattern = (fs::temp_directory_path() / "kivcore-test-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) {
+        throw std::runtime_error("cannot make a temporary directory");
+    }
+    root = pattern;
+}
+
+temporary_directory::~temporary_directory() {
+    std::error_code ignored;  // what cannot be removed is left for the system to clean
+    fs::remove_all(root, ignored);
+}
+
+std::string temporary_directory::path(std::string const& name) const {
+    return name.empty() ? root.string() : (root / name).string();
+}
+
+std::string temporary_directory::write(std::string const& name, std::string const& content) const {
+    fs::path const file = root / name;
+    fs::create_directories(file.parent_path());
+    std::ofstream(file, std::ios::binary) << content;
+    return file.string();
+}
+
+std::string read_file(std::string const& path) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        throw std::runtime_error("cannot read " + path);
+    }
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+}  // namespace support

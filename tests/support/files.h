@@ -1,0 +1,33 @@
+// Files and directories made for one test and gone after it.
+
+#ifndef TESTS_SUPPORT_FILES_H
+#define TESTS_SUPPORT_FILES_H
+
+#include <filesystem>
+#include <string>
+
+namespace support {
+
+class temporary_directory {
+  public:
+    temporary_directory();
+    ~temporary_directory();
+
+    temporary_directory(temporary_directory const&) = delete;
+    temporary_directory& operator=(temporary_directory const&) = delete;
+
+    // Its path, or the path of something in it.
+    std::string path(std::string const& name = "") const;
+
+    // Writes a file, with the directories on the way to it; gives its path.
+    std::string write(std::string const& name, std::string const& content) const;
+
+  private:
+    std::filesystem::path root;
+};
+
+std::string read_file(std::string const& path);
+
+}  // namespace support
+
+#endif
