@@ -26,6 +26,8 @@ function(kivcore_library name macro)
                    SOVERSION ${PROJECT_VERSION_MAJOR}
                    INSTALL_RPATH "$ORIGIN")
     kivcore_warnings(${name})
+    # Calls between the libraries go through their addresses, without a stub on the way.
+    target_compile_options(${name} PRIVATE -fno-plt)
 
     install(
         TARGETS ${name}

@@ -1,6 +1,6 @@
-#include <morbase/buffer.h>
-
 #include <algorithm>
+
+#include <morbase/buffer.h>
 
 namespace morbase {
 

@@ -1,6 +1,6 @@
-#include <morbase/es.h>
-
 #include <string>
+
+#include <morbase/es.h>
 
 namespace morbase::es {
 

@@ -47,28 +47,8 @@ mutex::~mutex() {
     pthread_mutex_destroy(&handle);
 }
 
-void mutex::lock() const {
-    if (recursive) {
-        if (pthread_mutex_lock(&handle) != 0) {
-            es::call::raise(k_source, __LINE__, "failed to lock a mutex");
-        }
-        return;
-    }
-    pthread_t const self = pthread_self();
-    if (owner.load(std::memory_order_relaxed) == self) {
-        es::call::raise(k_source, __LINE__, "mutex is already locked by this thread");
-    }
-    if (pthread_mutex_lock(&handle) != 0) {
-        es::call::raise(k_source, __LINE__, "failed to lock a mutex");
-    }
-    owner.store(self, std::memory_order_relaxed);
-}
-
-void mutex::unlock() const noexcept {
-    if (!recursive) {
-        owner.store(0, std::memory_order_relaxed);
-    }
-    pthread_mutex_unlock(&handle);
+void mutex::raise_already_locked() {
+    es::call::raise(k_source, __LINE__, "mutex is already locked by this thread");
 }
 
 }  // namespace morbase

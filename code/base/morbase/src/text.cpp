@@ -1,8 +1,8 @@
-#include <morbase/es.h>
-#include <morbase/text.h>
-
 #include <cstdarg>
 #include <cstdio>
+
+#include <morbase/es.h>
+#include <morbase/text.h>
 
 namespace morbase {
 

@@ -1,6 +1,6 @@
-#include <kivcore/c_file.h>
-
 #include <utility>
+
+#include <kivcore/c_file.h>
 
 namespace kivcore {
 

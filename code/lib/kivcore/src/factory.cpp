@@ -1,7 +1,7 @@
+#include <string>
+
 #include <kivcore/factory.h>
 #include <morbase/es.h>
-
-#include <string>
 
 namespace kivcore {
 

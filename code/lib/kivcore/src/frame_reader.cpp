@@ -1,7 +1,7 @@
+#include <array>
+
 #include <kivcore/frame_reader.h>
 #include <morbase/text.h>
-
-#include <array>
 
 namespace kivcore {
 

@@ -1,4 +1,5 @@
 #include <dlfcn.h>
+
 #include <kivcore/loader.h>
 #include <morbase/es.h>
 

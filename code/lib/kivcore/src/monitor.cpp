@@ -1,8 +1,8 @@
-#include <kivcore/monitor.h>
-
 #include <cstdarg>
 #include <cstdio>
 #include <vector>
+
+#include <kivcore/monitor.h>
 
 namespace kivcore {
 

@@ -1,11 +1,13 @@
 #include "pattern.h"
 
-#include <pcrecpp.h>
 #include <pthread.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+
+#include <pcrecpp.h>
 
 namespace kivcore {
 
@@ -15,55 +17,86 @@ constexpr std::size_t k_level_bytes = 1024;  // more than one level of a match t
 constexpr int k_most_levels = 10000;
 constexpr int k_levels_of_unknown_stack = 300;
 
-// The lowest address of the calling thread's stack; null when the platform cannot tell.
-void const* stack_floor() {
+// The addresses of a thread's stack; empty when the platform cannot tell.
+struct stack_range {
+    std::uintptr_t floor = 0;
+    std::uintptr_t top = 0;
+};
+
+stack_range stack_of_this_thread() {
+    stack_range range;
 #ifdef __GLIBC__
     pthread_attr_t attributes;
     if (pthread_getattr_np(pthread_self(), &attributes) != 0) {
-        return nullptr;
+        return range;
     }
     void* floor = nullptr;
     std::size_t size = 0;
-    int const failed = pthread_attr_getstack(&attributes, &floor, &size);
+    if (pthread_attr_getstack(&attributes, &floor, &size) == 0) {
+        range.floor = reinterpret_cast<std::uintptr_t>(floor);
+        range.top = range.floor + size;
+    }
     pthread_attr_destroy(&attributes);
-    return failed == 0 ? floor : nullptr;
-#else
-    return nullptr;
 #endif
+    return range;
 }
 
 // How deep a match may recurse on what is left of this thread's stack, a quarter of
-// which is kept free.
+// which is kept free. Code that runs on a stack of its own making is not on the thread's.
 int levels_left() {
-    char const here = 0;
-    auto const top = reinterpret_cast<std::uintptr_t>(&here);
-    auto const floor = reinterpret_cast<std::uintptr_t>(stack_floor());
-    if (floor == 0 || floor >= top) {
+    static thread_local stack_range const stack = stack_of_this_thread();  // slow to find out
+    char const local = 0;
+    auto const here = reinterpret_cast<std::uintptr_t>(&local);
+    if (here < stack.floor || here >= stack.top) {
         return k_levels_of_unknown_stack;
     }
-    std::size_t const usable = (top - floor) / 4 * 3;
+    std::size_t const usable = (here - stack.floor) / 4 * 3;
     return static_cast<int>(std::min<std::size_t>(usable / k_level_bytes, k_most_levels));
 }
 
-pcrecpp::RE_Options bounded() {
+pcrecpp::RE_Options bounded(int levels) {
     pcrecpp::RE_Options options;
-    options.set_match_limit_recursion(std::max(levels_left(), 1));
+    options.set_match_limit_recursion(levels);
     return options;
+}
+
+// Characters that mean themselves, whatever stands around them.
+bool is_plain(char c) {
+    return c != '\0' && std::strchr("\\^$.[]|(){}?*+", c) == nullptr;
 }
 
 }  // namespace
 
 struct pattern::compiled {
-    explicit compiled(std::string const& text) : expression(text, bounded()) {}
+    compiled(std::string const& text, int levels) : expression(text, bounded(levels)) {}
     pcrecpp::RE expression;
 };
 
-pattern::pattern(std::string const& text) : expression(std::make_unique<compiled>(text)) {}
+pattern::pattern(std::string const& expression) : text(expression) {
+    int const levels = std::max(levels_left(), 1);
+    // Compiling recurses as well, by less than a level for each group within a group.
+    if (std::count(text.begin(), text.end(), '(') < levels) {
+        program = std::make_unique<compiled>(text, levels);
+    }
+}
 
 pattern::~pattern() = default;
 
-bool pattern::matches(std::string const& text) const {
-    return expression->expression.FullMatch(text);
+bool pattern::matches(std::string const& whole) const {
+    return program && program->expression.FullMatch(whole);
+}
+
+std::string pattern::literal_start() const {
+    if (text.find('|') != std::string::npos) {
+        return {};  // an alternative may begin with something else
+    }
+    auto const end = std::find_if_not(text.begin(), text.end(), is_plain);
+    std::string start(text.begin(), end);
+    if (!start.empty() && end != text.end()) {
+        // A quantifier may follow, also behind a comment: the last may be there no times.
+        start.pop_back();
+    }
+    return start;
 }
 
 }  // namespace kivcore

@@ -14,7 +14,7 @@ class pattern {
     // Compiles the expression; one that cannot be compiled matches nothing. Matching
     // is bounded by the stack that the calling thread has left, so match on the
     // thread that made the pattern.
-    explicit pattern(std::string const& text);
+    explicit pattern(std::string const& expression);
     ~pattern();
 
     pattern(pattern const&) = delete;
@@ -22,11 +22,15 @@ class pattern {
 
     // Whether the expression matches the text from its first to its last byte. False
     // for a text on which the bound is hit.
-    bool matches(std::string const& text) const;
+    bool matches(std::string const& whole) const;
+
+    // The plain characters with which every text that matches begins; may be empty.
+    std::string literal_start() const;
 
   private:
     struct compiled;
-    std::unique_ptr<compiled> expression;
+    std::string text;
+    std::unique_ptr<compiled> program;  // null when the stack has no room to compile it
 };
 
 }  // namespace kivcore

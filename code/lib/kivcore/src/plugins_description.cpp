@@ -1,9 +1,9 @@
+#include <string>
+#include <vector>
+
 #include <kivcore/plugins.h>
 #include <kivsys/readxml_base.h>
 #include <morbase/es.h>
-
-#include <string>
-#include <vector>
 
 #include "pattern.h"
 

@@ -1,4 +1,10 @@
 #include <dirent.h>
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
 #include <kivcore/factory.h>
 #include <kivcore/loader.h>
 #include <kivcore/plugins.h>
@@ -6,11 +12,6 @@
 #include <morbase/es.h>
 #include <morbase/path.h>
 #include <morbase/text.h>
-#include <sys/stat.h>
-
-#include <cstdio>
-#include <memory>
-#include <string>
 
 namespace kivcore {
 

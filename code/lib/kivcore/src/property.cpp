@@ -1,8 +1,8 @@
-#include <kivcore/property.h>
-#include <morbase/text.h>
-
 #include <algorithm>
 #include <functional>
+
+#include <kivcore/property.h>
+#include <morbase/text.h>
 
 namespace kivcore {
 

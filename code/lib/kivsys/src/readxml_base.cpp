@@ -1,13 +1,15 @@
-#include <kivsys/readxml_base.h>
-#include <libxml/parser.h>
-#include <libxml/relaxng.h>
-#include <libxml/xmlreader.h>
-#include <morbase/es.h>
-#include <morbase/text.h>
 #include <strings.h>
 
 #include <cstdio>
 #include <utility>
+
+#include <libxml/parser.h>
+#include <libxml/relaxng.h>
+#include <libxml/xmlreader.h>
+
+#include <kivsys/readxml_base.h>
+#include <morbase/es.h>
+#include <morbase/text.h>
 
 namespace kivsys::xml {
 
@@ -39,7 +41,13 @@ struct free_schema {
     void operator()(xmlRelaxNG* schema) const noexcept { xmlRelaxNGFree(schema); }
 };
 
-// Members go in the order that their libraries ask for: the schema before its context.
+// The XML library would fetch a document with such a path from the network.
+bool is_remote(std::string const& path) {
+    return strncasecmp(path.c_str(), "http://", 7) == 0 ||
+           strncasecmp(path.c_str(), "ftp://", 6) == 0;
+}
+
+// Members go in the order that the XML library asks for: the schema before its context.
 class relaxng_validator final : public reader_base::validator {
   public:
     explicit relaxng_validator(std::string const& path)
@@ -50,7 +58,9 @@ class relaxng_validator final : public reader_base::validator {
                                          "Could not create parser context for \"%s\"", path.c_str())
                                          .c_str());
         }
-        schema.reset(xmlRelaxNGParse(context.get()));
+        if (!is_remote(path)) {
+            schema.reset(xmlRelaxNGParse(context.get()));
+        }
         if (!schema) {
             morbase::es::call::raise(
                 k_source, __LINE__,
@@ -64,12 +74,6 @@ class relaxng_validator final : public reader_base::validator {
     std::unique_ptr<xmlRelaxNGParserCtxt, free_schema_context> context;
     std::unique_ptr<xmlRelaxNG, free_schema> schema;
 };
-
-// The XML library would fetch a document with such a path from the network.
-bool is_remote(std::string const& path) {
-    return strncasecmp(path.c_str(), "http://", 7) == 0 ||
-           strncasecmp(path.c_str(), "ftp://", 6) == 0;
-}
 
 // The XML library asks to be prepared by one thread before several use it.
 void prepare_xml_library() {
@@ -158,9 +162,8 @@ reader_base::~reader_base() {
 
 void reader_base::create_reader(std::string const& path) {
     prepare_xml_library();
-    if (!is_remote(path)) {
-        document.reset(xmlReaderForFile(path.c_str(), nullptr, XML_PARSE_NONET));
-    }
+    document.reset(is_remote(path) ? nullptr
+                                   : xmlReaderForFile(path.c_str(), nullptr, XML_PARSE_NONET));
     if (!document) {
         morbase::es::call::raise(
             k_source, __LINE__,

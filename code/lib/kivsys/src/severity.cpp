@@ -1,6 +1,6 @@
-#include <kivsys/severity.h>
-
 #include <array>
+
+#include <kivsys/severity.h>
 
 namespace kivsys {
 

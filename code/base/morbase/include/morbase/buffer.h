@@ -4,9 +4,9 @@
 #ifndef MORBASE_BUFFER_H
 #define MORBASE_BUFFER_H
 
-#include <morbase/export.h>
-
 #include <vector>
+
+#include <morbase/export.h>
 
 namespace morbase {
 

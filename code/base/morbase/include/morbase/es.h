@@ -5,10 +5,10 @@
 #ifndef MORBASE_ES_H
 #define MORBASE_ES_H
 
-#include <morbase/export.h>
-
 #include <exception>
 #include <memory>
+
+#include <morbase/export.h>
 
 namespace morbase::es {
 

@@ -6,10 +6,11 @@
 #ifndef MORBASE_MUTEX_H
 #define MORBASE_MUTEX_H
 
-#include <morbase/export.h>
 #include <pthread.h>
 
 #include <atomic>
+
+#include <morbase/export.h>
 
 namespace morbase {
 
@@ -25,15 +26,27 @@ class MORBASE_API mutex {
     // Waits until the mutex is free and takes it. Raises es::call ("mutex is
     // already locked by this thread") when it is not recursive and the calling
     // thread holds it.
-    void lock() const;
+    void lock() const {
+        pthread_t const self = pthread_self();
+        if (owner.load(std::memory_order_relaxed) == self && !recursive) {
+            raise_already_locked();
+        }
+        pthread_mutex_lock(&handle);
+        owner.store(self, std::memory_order_relaxed);
+    }
 
     // Gives the mutex back. Only the thread that holds it may call this.
-    void unlock() const noexcept;
+    void unlock() const noexcept {
+        owner.store(0, std::memory_order_relaxed);
+        pthread_mutex_unlock(&handle);
+    }
 
   private:
+    [[noreturn]] static void raise_already_locked();
+
     mutable pthread_mutex_t handle;
-    // The thread that holds a plain mutex; 0 while nobody does. Each thread can
-    // find its own number here only if it stored it, so no order is needed.
+    // The thread that holds a plain mutex, 0 while nobody does; of no use in a recursive
+    // one. A thread finds its own number here only if it stored it, so no order is needed.
     mutable std::atomic<pthread_t> owner{0};
     bool recursive;
 };

@@ -7,9 +7,9 @@
 #ifndef MORBASE_OBJECT_REFCOUNT_H
 #define MORBASE_OBJECT_REFCOUNT_H
 
-#include <morbase/export.h>
-
 #include <atomic>
+
+#include <morbase/export.h>
 
 namespace morbase {
 

@@ -3,9 +3,9 @@
 #ifndef MORBASE_PATH_H
 #define MORBASE_PATH_H
 
-#include <morbase/export.h>
-
 #include <string>
+
+#include <morbase/export.h>
 
 namespace morbase {
 

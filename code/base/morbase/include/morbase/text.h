@@ -3,10 +3,10 @@
 #ifndef MORBASE_TEXT_H
 #define MORBASE_TEXT_H
 
+#include <string>
+
 #include <morbase/export.h>
 #include <morbase/timecode.h>
-
-#include <string>
 
 namespace morbase {
 

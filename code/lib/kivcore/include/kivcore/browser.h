@@ -5,13 +5,13 @@
 #ifndef KIVCORE_BROWSER_H
 #define KIVCORE_BROWSER_H
 
-#include <kivcore/export.h>
-#include <kivcore/plugin.h>
-
 #include <map>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <kivcore/export.h>
+#include <kivcore/plugin.h>
 
 namespace kivcore {
 

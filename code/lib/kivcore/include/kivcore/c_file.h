@@ -16,12 +16,12 @@
 #ifndef KIVCORE_C_FILE_H
 #define KIVCORE_C_FILE_H
 
+#include <string>
+
 #include <kivcore/export.h>
 #include <kivcore/reader.h>
 #include <kivcore/writer.h>
 #include <morbase/whence.h>
-
-#include <string>
 
 namespace kivcore {
 

@@ -5,13 +5,13 @@
 #ifndef KIVCORE_FRAME_READER_H
 #define KIVCORE_FRAME_READER_H
 
+#include <string>
+
 #include <kivcore/export.h>
 #include <kivcore/reader.h>
 #include <morbase/object_refcount.h>
 #include <morbase/ptr_refcount.h>
 #include <morbase/timecode.h>
-
-#include <string>
 
 namespace kivcore {
 

@@ -8,12 +8,12 @@
 #ifndef KIVCORE_INSTANCE_H
 #define KIVCORE_INSTANCE_H
 
+#include <string>
+#include <utility>
+
 #include <kivcore/plugin.h>
 #include <kivcore/plugins.h>
 #include <morbase/ptr_refcount.h>
-
-#include <string>
-#include <utility>
 
 namespace kivcore {
 

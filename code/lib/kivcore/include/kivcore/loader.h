@@ -9,10 +9,10 @@
 #ifndef KIVCORE_LOADER_H
 #define KIVCORE_LOADER_H
 
+#include <string>
+
 #include <kivcore/export.h>
 #include <morbase/object_refcount.h>
-
-#include <string>
 
 namespace kivcore {
 

@@ -5,11 +5,11 @@
 #ifndef KIVCORE_MONITOR_H
 #define KIVCORE_MONITOR_H
 
+#include <string>
+
 #include <kivcore/export.h>
 #include <kivcore/plugin.h>
 #include <kivsys/severity.h>
-
-#include <string>
 
 namespace kivcore {
 

@@ -4,10 +4,10 @@
 #ifndef KIVCORE_MULTI_FILE_READER_H
 #define KIVCORE_MULTI_FILE_READER_H
 
+#include <string>
+
 #include <kivcore/export.h>
 #include <kivcore/reader.h>
-
-#include <string>
 
 namespace kivcore {
 

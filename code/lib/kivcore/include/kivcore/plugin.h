@@ -7,10 +7,10 @@
 #ifndef KIVCORE_PLUGIN_H
 #define KIVCORE_PLUGIN_H
 
+#include <string>
+
 #include <kivcore/export.h>
 #include <morbase/object_refcount.h>
-
-#include <string>
 
 namespace kivcore {
 

@@ -22,15 +22,16 @@
 #ifndef KIVCORE_PLUGINS_H
 #define KIVCORE_PLUGINS_H
 
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
 #include <kivcore/export.h>
 #include <kivcore/plugin.h>
 #include <morbase/mutex.h>
 #include <morbase/object_refcount.h>
 #include <morbase/ptr_refcount.h>
-
-#include <map>
-#include <string>
-#include <vector>
 
 namespace kivsys::xml {
 class reader;
@@ -77,7 +78,7 @@ class KIVCORE_API plugins : public morbase::object_refcount {
     // The ids that the regular expression matches as a whole, sorted by
     // plugin_id_less: versions of one plug-in together, the newest first. Empty
     // when the pattern does not compile.
-    std::vector<std::string> find_plugins(std::string const& pattern) const;
+    std::vector<std::string> find_plugins(std::string const& expression) const;
 
     // The description registered under id, or null.
     morbase::ptr_refcount<info> describe_plugin(std::string const& id) const;
@@ -95,13 +96,10 @@ class KIVCORE_API plugins : public morbase::object_refcount {
     bool load_plugin(std::string const& dir);
 
   private:
-    struct entry {
-        morbase::ptr_refcount<factory> maker;
-        morbase::ptr_refcount<info> description;
-    };
+    class plugin_table;
 
     std::string root_path;
-    std::map<std::string, entry> table;
+    std::unique_ptr<plugin_table> table;  // from id to factory and description
     morbase::mutex table_mutex;
 };
 
@@ -116,7 +114,7 @@ class KIVCORE_API plugins::info : public morbase::object_refcount {
 
     // Replaces keys by all keys that the regular expression matches as a whole, in
     // ascending order. False when there is none, or the pattern does not compile.
-    virtual bool find(std::string const& pattern, std::vector<std::string>& keys) const = 0;
+    virtual bool find(std::string const& expression, std::vector<std::string>& keys) const = 0;
 };
 
 // Makes the objects of one plug-in.
@@ -138,23 +136,23 @@ class KIVCORE_API
   public:
     __info();
 
-    // Reads the plugin element whose start tag is the reader's current node, and
-    // leaves the reader on its end tag or at the end of the document. path is the
+    // Reads the plugin element whose start tag is the document's current node, and
+    // leaves it on the element's end tag or at the end of the document. path is the
     // plug-in directory, kept under "path". Raises es::call for a description that
     // cannot be understood; what the reader raises passes through.
-    __info(kivsys::xml::reader& reader, std::string const& path);
+    __info(kivsys::xml::reader& document, std::string const& path);
 
     ~__info() override;
 
     bool get(std::string const& key, std::string& value) const override;
-    bool find(std::string const& pattern, std::vector<std::string>& keys) const override;
+    bool find(std::string const& expression, std::vector<std::string>& keys) const override;
 
     // Written only until the record is registered.
     std::map<std::string, std::string> values;
 
   private:
-    void read_interface(kivsys::xml::reader& reader);
-    void read_info(kivsys::xml::reader& reader);
+    void read_interface(kivsys::xml::reader& document);
+    void read_info(kivsys::xml::reader& document);
 };
 
 // Orders versions, the newest first: true when version a is greater than version

@@ -8,12 +8,12 @@
 #ifndef KIVCORE_PROPERTY_H
 #define KIVCORE_PROPERTY_H
 
-#include <kivcore/export.h>
-#include <morbase/buffer.h>
-
 #include <list>
 #include <map>
 #include <string>
+
+#include <kivcore/export.h>
+#include <morbase/buffer.h>
 
 namespace kivcore {
 

@@ -4,11 +4,11 @@
 #ifndef KIVCORE_READER_H
 #define KIVCORE_READER_H
 
+#include <string>
+
 #include <kivcore/export.h>
 #include <kivcore/plugin.h>
 #include <morbase/stream.h>
-
-#include <string>
 
 namespace kivcore {
 

@@ -10,15 +10,16 @@
 //
 // A reader owns its document and its schema and is never copied. It takes no
 // lock: one thread at a time uses it. Readers share no state. Nothing is fetched
-// from the network: not the document, and nothing that it refers to.
+// from the network: not the document, nothing that it refers to, and no schema. A
+// schema is the caller's own, though: what it includes is loaded as it asks for.
 
 #ifndef KIVSYS_READXML_BASE_H
 #define KIVSYS_READXML_BASE_H
 
-#include <kivsys/export.h>
-
 #include <memory>
 #include <string>
+
+#include <kivsys/export.h>
 
 struct _xmlTextReader;
 

@@ -1,0 +1,21 @@
+#include "plugin_table.h"
+
+namespace kivcore {
+
+void plugins::plugin_table::enter(std::string const& id, owned_entry const& pair) {
+    auto const place = entries.emplace(id, pair).first;
+    try {
+        exact.emplace(place->first, entry{pair.maker.get(), pair.description.get()});
+    } catch (...) {
+        entries.erase(place);  // in both or in neither
+        throw;
+    }
+}
+
+plugins::plugin_table::owned_entry plugins::plugin_table::replace(std::string const& id,
+                                                                  owned_entry const& pair) {
+    exact.at(id) = {pair.maker.get(), pair.description.get()};
+    return std::exchange(entries.find(id)->second, pair);
+}
+
+}  // namespace kivcore
