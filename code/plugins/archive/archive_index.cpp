@@ -1,0 +1,147 @@
+#include "archive_index.h"
+
+#include <algorithm>
+#include <cerrno>
+
+#include <archive_entry.h>
+
+#include "archive_path.h"
+#include "archive_walk.h"
+
+namespace kivcore_archive {
+
+namespace {
+
+// What an index may take. A small archive can hold names without end, compressed.
+constexpr std::size_t k_most_bytes = std::size_t{256} * 1024 * 1024;
+
+bool same_time(timespec const& a, timespec const& b) {
+    return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+}
+
+bool same_file(struct stat const& a, struct stat const& b) {
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
+           same_time(a.st_mtim, b.st_mtim) && same_time(a.st_ctim, b.st_ctim);
+}
+
+bool begins_with(std::string const& text, std::string const& start) {
+    return text.compare(0, start.size(), start) == 0;
+}
+
+// The smallest path behind all that begin with this directory's.
+std::string behind(std::string directory) {
+    directory.back() = '/' + 1;
+    return directory;
+}
+
+}  // namespace
+
+int archive_index::read(std::string const& archive) {
+    file_descriptor file;
+    int result = open_file(archive, file);
+    if (result != 0) {
+        return result;
+    }
+    if (fstat(file.get(), &status) != 0) {
+        return -errno;
+    }
+    archive_walk walk;
+    result = walk.start(file.get());
+    if (result == 0) {
+        result = walk.next();
+    }
+    if (result < 0) {
+        return result;
+    }
+    path = archive;
+    archive_format = walk.format();
+    outer_compression = walk.compression();
+    while (result == 1 && add(walk)) {
+        result = walk.next();
+    }
+    if (result < 0) {
+        damage_text = walk.message();
+    }
+    std::stable_sort(entries.begin(), entries.end(),
+                     [](entry const& a, entry const& b) { return a.path < b.path; });
+    return 0;
+}
+
+bool archive_index::is_of(std::string const& archive) const {
+    struct stat now = {};
+    return path == archive && stat(archive.c_str(), &now) == 0 && same_file(status, now);
+}
+
+// False when the index is full.
+bool archive_index::add(archive_walk const& walk) {
+    archive_entry* const from = walk.entry();
+    entry added;
+    added.path = walk.path();
+    added.link = walk.link();
+    bytes += sizeof added + added.path.size() + added.link.size();
+    if (bytes > k_most_bytes) {
+        damage_text = "the archive has too many entries: those from number " +
+                      std::to_string(entries.size() + 1) + " on are not listed";
+        return false;
+    }
+    added.format = &*formats.insert(walk.format()).first;
+    if (archive_entry_size_is_set(from) != 0) {
+        added.size = archive_entry_size(from);
+    }
+    if (archive_entry_mtime_is_set(from) != 0) {
+        added.modified = archive_entry_mtime(from);
+    }
+    added.type = archive_entry_filetype(from);
+    added.permissions = archive_entry_perm(from);
+    added.is_hard_link = archive_entry_hardlink(from) != nullptr;
+    added.is_encrypted = archive_entry_is_encrypted(from) != 0;
+    entries.push_back(std::move(added));
+    return true;
+}
+
+archive_index::iterator archive_index::first_from(iterator begin, std::string const& wanted) const {
+    return std::lower_bound(begin, entries.end(), wanted,
+                            [](entry const& e, std::string const& p) { return e.path < p; });
+}
+
+void archive_index::list(std::string const& directory, name_list& dirs, name_list& files) const {
+    archive_path child;
+    child.archive = path;
+    auto at = first_from(entries.begin(), directory);
+    while (at != entries.end() && begins_with(at->path, directory)) {
+        std::size_t const slash = at->path.find('/', directory.size());
+        std::string const name =
+            readable_name(at->path.substr(directory.size(), slash - directory.size()));
+        if (at->path == directory) {
+            ++at;  // the directory's own entry
+        } else if (slash != std::string::npos) {
+            child.inner = at->path.substr(0, slash + 1);
+            child.ordinal = 1;
+            dirs.emplace_back(name, text_of(child));
+            at = first_from(at, behind(child.inner));
+        } else {
+            child.ordinal = child.inner == at->path ? child.ordinal + 1 : 1;
+            child.inner = at->path;
+            std::string const number = " (" + std::to_string(child.ordinal) + ")";
+            files.emplace_back(child.ordinal > 1 ? name + number : name, text_of(child));
+            ++at;
+        }
+    }
+}
+
+bool archive_index::has_directory(std::string const& directory) const {
+    auto const at = first_from(entries.begin(), directory);
+    return directory.empty() || (at != entries.end() && begins_with(at->path, directory));
+}
+
+archive_index::entry const* archive_index::find(archive_path const& wanted) const {
+    auto const first = first_from(entries.begin(), wanted.inner);
+    std::size_t const skipped = wanted.ordinal - 1;
+    if (skipped >= static_cast<std::size_t>(entries.end() - first)) {
+        return nullptr;
+    }
+    entry const& found = first[static_cast<std::ptrdiff_t>(skipped)];
+    return found.path == wanted.inner ? &found : nullptr;
+}
+
+}  // namespace kivcore_archive

@@ -1,0 +1,308 @@
+// The reader of files in archives. It takes the paths that the browser gives as urls, with
+// the mode "r" or "rb".
+//
+// Reading streams: what is decompressed is one piece at a time. The position is a number
+// until bytes are read; forward of the piece at hand the next ones are fetched, back of it
+// the archive is read again from the start. It is read through the descriptor that open
+// made: a file that takes its place afterwards is not seen.
+//
+// Failures are negative errno values. open: EINVAL for a path or a mode that is none, ENOENT
+// for no such archive or no such file in it, EISDIR for a directory, ELOOP for a link, which
+// is not followed, EOPNOTSUPP for a device and its like, EACCES for an encrypted file,
+// EBADMSG for what is no archive or is damaged before the file, EBUSY while a file is open,
+// which stays so, and what the system has against opening the archive. read: EBADMSG for
+// damaged data, after the pieces before the damage were given. seek: EINVAL for a position
+// before the start, EOVERFLOW for one beyond counting. All: EBADF while nothing is open,
+// ENOMEM.
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <exception>
+#include <limits>
+#include <memory>
+#include <utility>
+
+#include <archive_entry.h>
+
+#include <kivcore/reader.h>
+
+#include "archive_path.h"
+#include "archive_walk.h"
+
+namespace kivcore_archive {
+
+namespace {
+
+constexpr long long k_beyond_any_end = std::numeric_limits<long long>::max();
+
+// 0 if the data of the entry can be read.
+int refuse_entry(archive_entry* entry) {
+    bool const is_link = archive_entry_hardlink(entry) != nullptr && archive_entry_size(entry) == 0;
+    if (is_link || archive_entry_filetype(entry) == AE_IFLNK) {
+        return -ELOOP;
+    }
+    if (archive_entry_filetype(entry) != AE_IFREG) {
+        return -EOPNOTSUPP;
+    }
+    return archive_entry_is_encrypted(entry) != 0 ? -EACCES : 0;
+}
+
+// Where an offset from base leads; negative for a failure, base's own included.
+long long moved_by(long long base, long long offset) {
+    if (base < 0) {
+        return base;
+    }
+    if (offset > k_beyond_any_end - base) {
+        return -EOVERFLOW;
+    }
+    return base + offset >= 0 ? base + offset : -EINVAL;
+}
+
+// Goes to the wanted entry. 0 or negative.
+int go_to(archive_walk& walk, int descriptor, archive_path const& wanted) {
+    int const started = walk.start(descriptor);
+    if (started != 0) {
+        return started;
+    }
+    unsigned int seen = 0;
+    int result = walk.next();
+    while (result == 1) {
+        seen += walk.path() == wanted.inner ? 1 : 0;
+        if (seen == wanted.ordinal) {
+            return refuse_entry(walk.entry());
+        }
+        result = walk.next();
+    }
+    return result < 0 ? result : -ENOENT;
+}
+
+// The data of one file: the piece at hand, and how to come to others.
+class file_data {
+  public:
+    int open(archive_path const& wanted);
+
+    // Copies what lies at the position. How much, 0 at the end, negative for a failure.
+    long long read_at(long long position, void* buffer, unsigned long long count);
+
+    // The header's, or found once by reading to the end.
+    long long size();
+
+  private:
+    int start_over();
+    int bring(long long position);
+    int fetch();
+
+    archive_path path;
+    file_descriptor file;
+    archive_walk walk;
+    // From start to end, the piece at hand: a hole up to data_start, then the data.
+    long long start = 0;
+    long long data_start = 0;
+    long long end = 0;
+    char const* data = nullptr;
+    int state = 1;  // what the last fetch gave
+    long long known_size = -1;
+};
+
+int file_data::open(archive_path const& wanted) {
+    path = wanted;
+    int const opened = open_file(path.archive, file);
+    if (opened != 0) {
+        return opened;
+    }
+    int const found = start_over();
+    if (found == 0 && archive_entry_size_is_set(walk.entry()) != 0) {
+        known_size = archive_entry_size(walk.entry());
+    }
+    return found;
+}
+
+int file_data::start_over() {
+    start = data_start = end = 0;
+    int const result = go_to(walk, file.get(), path);
+    state = result == 0 ? 1 : result;
+    return result;
+}
+
+// Goes on to the next piece. 1, 0 at the end (a hole may come before it), negative.
+int file_data::fetch() {
+    void const* fetched = nullptr;
+    unsigned long long count = 0;
+    long long offset = end;
+    start = data_start = end;  // the piece at hand is gone, also when there is no next one
+    state = walk.next_data(fetched, count, offset);
+    if (state < 0) {
+        return state;
+    }
+    if (state == 0) {
+        count = 0;
+        offset = std::max(offset, end);
+    }
+    if (offset < end || count > static_cast<unsigned long long>(k_beyond_any_end - offset)) {
+        state = -EBADMSG;  // pieces that overlap or lead beyond any file
+        return state;
+    }
+    data_start = offset;
+    end = offset + static_cast<long long>(count);
+    data = static_cast<char const*>(fetched);
+    return state;
+}
+
+// Has the piece that the position lies in. 1, 0 if it lies at the end or behind, negative.
+int file_data::bring(long long position) {
+    if (position < start) {
+        int const failed = start_over();
+        if (failed != 0) {
+            return failed;
+        }
+    }
+    while (position >= end && state == 1) {
+        fetch();
+    }
+    return position < end ? 1 : state;
+}
+
+long long file_data::read_at(long long position, void* buffer, unsigned long long count) {
+    int const brought = bring(position);
+    if (brought != 1) {
+        return brought;
+    }
+    bool const is_hole = position < data_start;
+    long long const left = (is_hole ? data_start : end) - position;
+    unsigned long long const taken = std::min(count, static_cast<unsigned long long>(left));
+    if (is_hole) {
+        std::memset(buffer, 0, taken);
+    } else {
+        std::memcpy(buffer, data + (position - data_start), taken);
+    }
+    return static_cast<long long>(taken);
+}
+
+long long file_data::size() {
+    if (known_size < 0) {
+        int const reached = bring(k_beyond_any_end);
+        if (reached < 0) {
+            return reached;
+        }
+        known_size = end;
+    }
+    return known_size;
+}
+
+// What an operation answers for want of memory, instead of raising.
+template <typename Operation>
+auto guarded(Operation operation) -> decltype(operation()) {
+    try {
+        return operation();
+    } catch (std::exception const&) {
+        return -ENOMEM;
+    }
+}
+
+class archive_reader : public kivcore::reader {
+  public:
+    int open(std::string const& text, std::string const& mode) override;
+    int close() override;
+    long long read(void* buffer, unsigned long long count) override;
+    long long seek(long long offset, morbase::whence origin) override;
+    long long tell() override { return file ? position : -EBADF; }
+    long long size() override;
+
+  private:
+    int open_path(std::string const& text);
+    long long read_on(char* buffer, unsigned long long count);
+
+    std::unique_ptr<file_data> file;
+    long long position = 0;
+};
+
+int archive_reader::open(std::string const& text, std::string const& mode) {
+    if (file) {
+        return -EBUSY;
+    }
+    if (mode != "r" && mode != "rb") {
+        return -EINVAL;
+    }
+    return guarded([&] { return open_path(text); });
+}
+
+int archive_reader::open_path(std::string const& text) {
+    archive_path path;
+    if (!parse(text, path)) {
+        return -EINVAL;
+    }
+    if (path.inner.empty() || path.inner.back() == '/') {
+        return -EISDIR;
+    }
+    auto opened = std::make_unique<file_data>();
+    int const result = opened->open(path);
+    if (result == 0) {
+        file = std::move(opened);
+        position = 0;
+    }
+    return result;
+}
+
+int archive_reader::close() {
+    if (!file) {
+        return -EBADF;
+    }
+    file.reset();
+    return 0;
+}
+
+long long archive_reader::read(void* buffer, unsigned long long count) {
+    if (!file) {
+        return -EBADF;
+    }
+    return guarded([&] { return read_on(static_cast<char*>(buffer), count); });
+}
+
+// A failure behind bytes that were read is the next call's to tell.
+long long archive_reader::read_on(char* buffer, unsigned long long count) {
+    unsigned long long done = 0;
+    while (done < count) {
+        long long const got = file->read_at(position, buffer + done, count - done);
+        if (got <= 0) {
+            return done > 0 ? static_cast<long long>(done) : got;
+        }
+        done += static_cast<unsigned long long>(got);
+        position += got;
+    }
+    return static_cast<long long>(done);
+}
+
+long long archive_reader::seek(long long offset, morbase::whence origin) {
+    if (!file) {
+        return -EBADF;
+    }
+    long long base = -EINVAL;
+    if (origin == morbase::from_start) {
+        base = 0;
+    } else if (origin == morbase::from_current) {
+        base = position;
+    } else if (origin == morbase::from_end) {
+        base = size();
+    }
+    long long const reached = moved_by(base, offset);
+    if (reached >= 0) {
+        position = reached;
+    }
+    return reached;
+}
+
+long long archive_reader::size() {
+    if (!file) {
+        return -EBADF;
+    }
+    return guarded([&] { return file->size(); });
+}
+
+}  // namespace
+
+}  // namespace kivcore_archive
+
+extern "C" __attribute__((visibility("default"))) kivcore::plugin* archive_create_reader() {
+    return new kivcore_archive::archive_reader;
+}

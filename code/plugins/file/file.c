@@ -1,0 +1,228 @@
+// Plain files behind the C functions of a reader and a writer.
+//
+// A handle keeps its own position and transfers with pread and pwrite. Two kinds of
+// handle cannot: pipes and terminals have no positions, and what is opened for
+// appending goes to the end wherever that is by then. Those are sequential: they
+// transfer where the system stands, and can only seek to where they are.
+//
+// Failures are negative errno values. A transfer that fails half-way gives the count
+// that it moved; the failure comes with the next one. Nothing is buffered here.
+
+#include <errno.h>
+#include <fcntl.h>
+#include <limits.h>
+#include <stdbool.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#define EXPORTED __attribute__((visibility("default")))
+
+struct file {
+    int descriptor;
+    bool sequential;
+    long long position;
+};
+
+struct mode {
+    char const* name;
+    int flags;
+};
+
+static struct mode const k_read_modes[] = {{"r", O_RDONLY}, {"rb", O_RDONLY}};
+
+static struct mode const k_write_modes[] = {
+    {"w", O_WRONLY | O_CREAT | O_TRUNC},
+    {"wb", O_WRONLY | O_CREAT | O_TRUNC},
+    {"a", O_WRONLY | O_CREAT | O_APPEND},
+    {"ab", O_WRONLY | O_CREAT | O_APPEND},
+    {"r+", O_WRONLY},
+    {"r+b", O_WRONLY},
+    {"rb+", O_WRONLY},
+};
+
+// The flags of a mode, or -EINVAL.
+static int flags_of(char const* name, struct mode const* modes, size_t count) {
+    for (size_t i = 0; i < count; ++i) {
+        if (strcmp(name, modes[i].name) == 0) {
+            return modes[i].flags;
+        }
+    }
+    return -EINVAL;
+}
+
+static int open_descriptor(char const* path, int flags) {
+    int descriptor = -1;
+    do {
+        descriptor = open(path, flags | O_CLOEXEC, 0666);
+    } while (descriptor < 0 && errno == EINTR);
+    return descriptor >= 0 ? descriptor : -errno;
+}
+
+// A directory opens for reading, and then every read fails: refused at once.
+static int refuse_directory(int descriptor) {
+    struct stat status;
+    if (fstat(descriptor, &status) != 0) {
+        return -errno;
+    }
+    return S_ISDIR(status.st_mode) ? -EISDIR : 0;
+}
+
+// Leaves *handle alone unless it succeeds.
+static int open_file(char const* path, int flags, void** handle) {
+    int const descriptor = open_descriptor(path, flags);
+    if (descriptor < 0) {
+        return descriptor;
+    }
+    int const refused = refuse_directory(descriptor);
+    struct file* file = refused == 0 ? malloc(sizeof *file) : NULL;
+    if (file == NULL) {
+        close(descriptor);
+        return refused != 0 ? refused : -ENOMEM;
+    }
+    bool const appending = (flags & O_APPEND) != 0;
+    off_t const start = lseek(descriptor, 0, appending ? SEEK_END : SEEK_CUR);
+    file->descriptor = descriptor;
+    file->sequential = appending || start < 0;
+    file->position = start < 0 ? 0 : start;
+    *handle = file;
+    return 0;
+}
+
+static size_t bounded(unsigned int count) {
+    return count < INT_MAX ? count : INT_MAX;
+}
+
+static ssize_t read_some(struct file const* file, char* target, size_t count) {
+    ssize_t moved = 0;
+    do {
+        moved = file->sequential ? read(file->descriptor, target, count)
+                                 : pread(file->descriptor, target, count, file->position);
+    } while (moved < 0 && errno == EINTR);
+    return moved >= 0 ? moved : -errno;
+}
+
+static ssize_t write_some(struct file const* file, char const* source, size_t count) {
+    ssize_t moved = 0;
+    do {
+        moved = file->sequential ? write(file->descriptor, source, count)
+                                 : pwrite(file->descriptor, source, count, file->position);
+    } while (moved < 0 && errno == EINTR);
+    return moved >= 0 ? moved : -errno;
+}
+
+EXPORTED int file_open_reader(char const* path, char const* mode, void** handle) {
+    int const flags = flags_of(mode, k_read_modes, sizeof k_read_modes / sizeof *k_read_modes);
+    return flags < 0 ? flags : open_file(path, flags, handle);
+}
+
+EXPORTED int file_open_writer(char const* path, char const* mode, void** handle) {
+    int const flags = flags_of(mode, k_write_modes, sizeof k_write_modes / sizeof *k_write_modes);
+    return flags < 0 ? flags : open_file(path, flags, handle);
+}
+
+EXPORTED int file_close(void* handle) {
+    struct file* file = handle;
+    if (file == NULL) {
+        return -EBADF;
+    }
+    int const failure = close(file->descriptor) == 0 ? 0 : errno;
+    free(file);
+    // An interrupted close has closed: trying again might hit another thread's file.
+    return failure == EINTR ? 0 : -failure;
+}
+
+EXPORTED int file_read(void* handle, void* target, unsigned int count) {
+    struct file* file = handle;
+    if (file == NULL) {
+        return -EBADF;
+    }
+    size_t const wanted = bounded(count);
+    size_t done = 0;
+    ssize_t moved = 0;
+    while (done < wanted && (moved = read_some(file, (char*)target + done, wanted - done)) > 0) {
+        done += (size_t)moved;
+        file->position += moved;
+    }
+    return done > 0 || moved == 0 ? (int)done : (int)moved;
+}
+
+EXPORTED int file_write(void* handle, void const* source, unsigned int count) {
+    struct file* file = handle;
+    if (file == NULL) {
+        return -EBADF;
+    }
+    size_t const wanted = bounded(count);
+    size_t done = 0;
+    ssize_t moved = 0;
+    while (done < wanted &&
+           (moved = write_some(file, (char const*)source + done, wanted - done)) > 0) {
+        done += (size_t)moved;
+        file->position += moved;
+    }
+    // Others may append too: the system knows where these bytes went.
+    off_t const end = file->sequential ? lseek(file->descriptor, 0, SEEK_CUR) : -1;
+    file->position = end >= 0 ? end : file->position;
+    return done > 0 || moved == 0 ? (int)done : (int)moved;
+}
+
+// What was written is with the system already. That it is on the disk as well is not
+// promised: a host that flushes often would pay for it each time.
+EXPORTED int file_flush(void* handle) {
+    return handle != NULL ? 0 : -EBADF;
+}
+
+EXPORTED long long file_size(void* handle) {
+    struct file const* file = handle;
+    struct stat status;
+    if (file == NULL) {
+        return -EBADF;
+    }
+    if (fstat(file->descriptor, &status) != 0) {
+        return -errno;
+    }
+    if (S_ISREG(status.st_mode)) {
+        return status.st_size;
+    }
+    if (!S_ISBLK(status.st_mode)) {
+        return -ESPIPE;
+    }
+    off_t const end = lseek(file->descriptor, 0, SEEK_END);
+    return end >= 0 ? end : -errno;
+}
+
+// Where a seek by offset leads; negative for a failure.
+static long long target_of(struct file* file, long long offset, unsigned char origin) {
+    long long base = 0;
+    if (origin == 1) {
+        base = file->position;
+    } else if (origin == 2) {
+        base = file_size(file);
+    } else if (origin != 0) {
+        return -EINVAL;
+    }
+    if (base < 0) {
+        return base;
+    }
+    if (offset > LLONG_MAX - base) {
+        return -EOVERFLOW;
+    }
+    return base + offset >= 0 ? base + offset : -EINVAL;
+}
+
+EXPORTED long long file_seek(void* handle, long long offset, unsigned char origin) {
+    struct file* file = handle;
+    if (file == NULL) {
+        return -EBADF;
+    }
+    long long const target = target_of(file, offset, origin);
+    if (target < 0) {
+        return target;
+    }
+    if (file->sequential && target != file->position) {
+        return -ESPIPE;
+    }
+    file->position = target;
+    return target;
+}

@@ -1,0 +1,57 @@
+// The files of one sequence, found once and described by what they were then: names
+// from a pattern, sizes, and where each begins when they stand end to end. It keeps
+// their directory open and none of the files.
+
+#ifndef SEQUENCE_FILE_ROW_H
+#define SEQUENCE_FILE_ROW_H
+
+#include <dirent.h>
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "name_pattern.h"
+
+namespace sequence {
+
+class file_row {
+  public:
+    // Finds the files of a pattern, which may have a directory in front. 0, or a
+    // negative errno value after a line on standard error that tells what is wrong. To
+    // be called once, on a new row. Raises std::bad_alloc.
+    int find(std::string const& pattern);
+
+    std::size_t count() const { return ends.size(); }  // at least 1 when found
+    std::string path(std::size_t index) const;
+    long long begin(std::size_t index) const { return index == 0 ? 0 : ends[index - 1]; }
+    long long end(std::size_t index) const { return ends[index]; }
+    long long size() const { return ends.back(); }
+
+    // The file with the byte at position; the last one when position is the end.
+    std::size_t index_at(long long position) const;
+
+    // A descriptor of a file, the caller's to close; a negative errno value for a
+    // failure. Raises std::bad_alloc.
+    int open_file(std::size_t index) const;
+
+  private:
+    struct close_directory {
+        void operator()(DIR* opened) const { closedir(opened); }
+    };
+
+    int list_numbers(std::vector<long long>& numbers);
+    int refuse_gap(std::vector<long long> const& numbers) const;
+    int measure(std::size_t files);
+
+    std::string directory_path;  // with its separator; empty for the current directory
+    name_pattern names;
+    std::unique_ptr<DIR, close_directory> directory;
+    long long first_number = 0;
+    std::vector<long long> ends;
+};
+
+}  // namespace sequence
+
+#endif

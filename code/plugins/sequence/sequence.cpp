@@ -1,0 +1,211 @@
+// Numbered files as a kivcore::multi_file_reader. The pattern that is opened, and which
+// files belong to it, are the matter of name_pattern.h and file_row.h.
+//
+// One file is open at a time, the one that was read last. A position lies between 0 and
+// the size; a seek to anywhere else is refused. A file without bytes holds no position:
+// where it is selected, the current file is the next one that has some.
+//
+// Failures are negative errno values:
+//   EBADF     nothing is open
+//   EBUSY     open, and something is open already
+//   EINVAL    a mode other than "r" and "rb", a file, origin or position that is not there;
+//             open also for a pattern without exactly one number field and for a row in
+//             which something is no regular file
+//   ENOENT    open, when no file is there or one is missing in between
+//   EIO       read, of a file that has become shorter than it was
+//   ENOMEM, EOVERFLOW   open; and whatever the system has against opening or reading
+// A read that fails half-way gives what comes before, and the failure the next time.
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <memory>
+#include <new>
+#include <string>
+#include <utility>
+
+#include <kivcore/multi_file_reader.h>
+
+#include "file_row.h"
+
+namespace {
+
+class descriptor {
+  public:
+    descriptor() noexcept = default;
+    ~descriptor() { reset(); }
+
+    descriptor(descriptor const&) = delete;
+    descriptor& operator=(descriptor const&) = delete;
+
+    int get() const { return number; }
+    void reset(int opened = -1) {
+        int const old = std::exchange(number, opened);
+        if (old >= 0) {
+            ::close(old);
+        }
+    }
+
+  private:
+    int number = -1;
+};
+
+class sequence_reader final : public kivcore::multi_file_reader {
+  public:
+    int open(std::string const& path, std::string const& mode) override;
+    int close() override;
+
+    long long read(void* buffer, unsigned long long count) override;
+    long long seek(long long offset, morbase::whence origin) override;
+    long long tell() override { return row ? position : -EBADF; }
+    long long size() override { return row ? row->size() : -EBADF; }
+
+    unsigned int file_count() override { return row ? static_cast<unsigned>(row->count()) : 0; }
+    std::string file_path(unsigned int index) override;
+    long long file_size(unsigned int index) override;
+    unsigned int current_file() override;
+    int select_file(unsigned int index) override;
+
+  private:
+    int use_file(std::size_t index);
+    long long read_some(char* target, long long wanted);
+
+    std::unique_ptr<sequence::file_row> row;  // null while closed
+    long long position = 0;
+    descriptor file;             // of the file that was read last
+    std::size_t file_index = 0;  // its number, while there is one
+};
+
+int sequence_reader::open(std::string const& path, std::string const& mode) {
+    if (row) {
+        return -EBUSY;
+    }
+    if (mode != "r" && mode != "rb") {
+        return -EINVAL;
+    }
+    try {
+        auto found = std::make_unique<sequence::file_row>();
+        int const failure = found->find(path);
+        if (failure == 0) {
+            row = std::move(found);
+            position = 0;
+        }
+        return failure;
+    } catch (std::bad_alloc const&) {
+        return -ENOMEM;
+    }
+}
+
+int sequence_reader::close() {
+    file.reset();
+    row.reset();
+    return 0;
+}
+
+long long sequence_reader::read(void* buffer, unsigned long long count) {
+    if (!row) {
+        return -EBADF;
+    }
+    auto const left = static_cast<unsigned long long>(row->size() - position);
+    auto const wanted = static_cast<long long>(std::min(count, left));
+    auto* const target = static_cast<char*>(buffer);
+    long long done = 0;
+    while (done < wanted) {
+        long long const moved = read_some(target + done, wanted - done);
+        if (moved < 0) {
+            return done > 0 ? done : moved;
+        }
+        done += moved;
+        position += moved;
+    }
+    return done;
+}
+
+// At least one byte of the file at the position, or a failure.
+long long sequence_reader::read_some(char* target, long long wanted) {
+    std::size_t const index = row->index_at(position);
+    int const failure = use_file(index);
+    if (failure != 0) {
+        return failure;
+    }
+    auto const count = static_cast<std::size_t>(std::min(wanted, row->end(index) - position));
+    ssize_t moved = -1;
+    do {
+        moved = pread(file.get(), target, count, position - row->begin(index));
+    } while (moved < 0 && errno == EINTR);
+    if (moved < 0) {
+        return -errno;
+    }
+    return moved > 0 ? moved : -EIO;
+}
+
+int sequence_reader::use_file(std::size_t index) try {
+    if (file.get() >= 0 && file_index == index) {
+        return 0;
+    }
+    file.reset();
+    int const opened = row->open_file(index);
+    if (opened < 0) {
+        return opened;
+    }
+    file.reset(opened);
+    file_index = index;
+    return 0;
+} catch (std::bad_alloc const&) {
+    return -ENOMEM;
+}
+
+long long sequence_reader::seek(long long offset, morbase::whence origin) {
+    if (!row) {
+        return -EBADF;
+    }
+    long long const end = row->size();
+    long long base = 0;
+    if (origin == morbase::from_current) {
+        base = position;
+    } else if (origin == morbase::from_end) {
+        base = end;
+    } else if (origin != morbase::from_start) {
+        return -EINVAL;
+    }
+    if (offset < -base || offset > end - base) {
+        return -EINVAL;
+    }
+    position = base + offset;
+    return position;
+}
+
+std::string sequence_reader::file_path(unsigned int index) try {
+    return index < file_count() ? row->path(index) : std::string();
+} catch (std::bad_alloc const&) {
+    return {};
+}
+
+long long sequence_reader::file_size(unsigned int index) {
+    if (!row) {
+        return -EBADF;
+    }
+    return index < file_count() ? row->end(index) - row->begin(index) : -EINVAL;
+}
+
+unsigned int sequence_reader::current_file() {
+    return row ? static_cast<unsigned int>(row->index_at(position)) : 0;
+}
+
+int sequence_reader::select_file(unsigned int index) {
+    if (!row) {
+        return -EBADF;
+    }
+    if (index >= file_count()) {
+        return -EINVAL;
+    }
+    position = row->begin(index);
+    return 0;
+}
+
+}  // namespace
+
+extern "C" __attribute__((visibility("default"))) kivcore::plugin* sequence_create() {
+    return new sequence_reader;
+}

@@ -1,0 +1,99 @@
+// A directory and everything below it as one inotify descriptor sees it: which watch
+// stands for which directory, and which entries are known. An entry is named by its
+// path below the root, which itself is "". Symbolic links are entries like any other
+// and are not followed.
+//
+// The known entries are what makes reports exact: between the moment when a directory
+// appears and the moment when its watch stands, entries can only be found by looking,
+// and those made in between are both found and announced.
+
+#ifndef WATCH_TREE_H
+#define WATCH_TREE_H
+
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace watch {
+
+// An open file descriptor, closed by its destructor; -1 for none.
+class descriptor {
+  public:
+    explicit descriptor(int open_number = -1) noexcept : number(open_number) {}
+    descriptor(descriptor&& other) noexcept;
+    descriptor& operator=(descriptor&& other) noexcept;
+    ~descriptor();
+
+    int get() const noexcept { return number; }
+
+  private:
+    int number;
+};
+
+class tree {
+  public:
+    struct problem {
+        std::string path;
+        int error;
+    };
+
+    // What add came across: new entries, parents before what is in them; directories
+    // that cannot be watched or listed, whose content stays unknown.
+    struct findings {
+        std::vector<std::string> entries;
+        std::vector<problem> problems;
+    };
+
+    // An entry, and the watch on it if it is a watched directory.
+    static constexpr int k_unwatched = -1;
+    using entry_map = std::map<std::string, int>;
+
+    explicit tree(std::string root) : root_path(std::move(root)) {}
+
+    // Watches the root and what is below it. Negative errno values when the root
+    // cannot be watched and when the system has no more watches; the tree is then of
+    // no use. Once for each tree.
+    int open(findings& found);
+
+    // Lets all watches go. The entries stay known.
+    void close();
+
+    // Makes path known and, if it is a directory, what is below it, with watches; the
+    // latter also when it was known, for it may be another directory by now. Whether
+    // path was new.
+    bool add(std::string const& path, bool is_directory, findings& found);
+
+    // Adds whatever is at path now, if anything is.
+    void refresh(std::string const& path, findings& found);
+
+    // Forgets path and what is below it, and gives what was known, parents last.
+    std::vector<std::string> remove(std::string const& path);
+
+    // The watch has ended on the system's side.
+    void forget_watch(int watch);
+
+    // The directory that the watch stands for; null for a watch that has been let go.
+    std::string const* directory(int watch) const;
+
+    bool knows(std::string const& path) const { return known.count(path) != 0; }
+    entry_map const& entries() const { return known; }
+    int events() const { return inotify.get(); }
+
+  private:
+    int watch_directory(std::string const& path, unsigned int flags);
+    int look_into(std::string const& path, findings& found, std::vector<std::string>& unread);
+    int descend(std::vector<std::string> unread, findings& found);
+
+    std::string root_path;
+    descriptor inotify;
+    std::map<int, std::string> directories;
+    entry_map known;  // without the root
+};
+
+// The path of the entry name in a directory of the tree.
+std::string joined(std::string const& directory, std::string const& name);
+
+}  // namespace watch
+
+#endif

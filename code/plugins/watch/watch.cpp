@@ -1,0 +1,278 @@
+#include "watch.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <climits>
+#include <cstring>
+#include <filesystem>
+#include <new>
+#include <system_error>
+
+#include <morbase/path.h>
+
+namespace watch {
+
+namespace {
+
+using clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+constexpr unsigned int k_root_gone = IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT | IN_IGNORED;
+
+// Until when to wait, or for ever.
+class time_limit {
+  public:
+    explicit time_limit(int timeout_ms)
+        : endless(timeout_ms < 0), end(clock::now() + milliseconds(timeout_ms)) {}
+
+    // What is left of it, as poll(2) takes it.
+    int left_ms() const {
+        if (endless) {
+            return -1;
+        }
+        auto const left = std::chrono::ceil<milliseconds>(end - clock::now()).count();
+        return static_cast<int>(std::clamp<long long>(left, 0, INT_MAX));
+    }
+
+  private:
+    bool endless;
+    clock::time_point end;
+};
+
+// Positive when there is something to read, 0 at the time limit and after a signal.
+int wait_for_events(int descriptor, time_limit const& limit) {
+    pollfd wanted = {descriptor, POLLIN, 0};
+    int const ready = ::poll(&wanted, 1, limit.left_ms());
+    if (ready < 0) {
+        return errno == EINTR ? 0 : -errno;
+    }
+    return ready;
+}
+
+}  // namespace
+
+int directory_monitor::start(std::string const& path, handler* sink) {
+    if (listener != nullptr) {
+        return -EBUSY;
+    }
+    if (sink == nullptr || path.empty() || path.find('\0') != std::string::npos) {
+        return -EINVAL;
+    }
+    try {
+        std::error_code failure;
+        root_path = std::filesystem::canonical(path, failure).string();
+        if (failure) {
+            return -failure.value();
+        }
+        root_shown = path;
+        auto fresh = std::make_unique<tree>(root_path);
+        tree::findings found;
+        if (int const result = fresh->open(found); result < 0) {
+            return result;
+        }
+        warn_of(found.problems);
+        watched = std::move(fresh);
+        listener = sink;
+        return 0;
+    } catch (std::bad_alloc const&) {
+        pending.clear();
+        return -ENOMEM;
+    }
+}
+
+int directory_monitor::poll(int timeout_ms) {
+    if (listener == nullptr) {
+        return -EBADF;
+    }
+    if (pending.empty()) {
+        if (!watched) {
+            return -ENOENT;
+        }
+        if (int const result = fill(timeout_ms); result < 0) {
+            return result;
+        }
+    }
+    int told = 0;
+    for (; !pending.empty(); ++told) {  // a handler that stops the monitor empties it
+        pending.tell_first(*listener);
+    }
+    return told;
+}
+
+int directory_monitor::stop() {
+    if (listener == nullptr) {
+        return -EBADF;
+    }
+    listener = nullptr;
+    watched.reset();
+    rescan_due = false;
+    pending.clear();
+    return 0;
+}
+
+// Waits until there is something to tell, but not beyond the time limit.
+int directory_monitor::fill(int timeout_ms) {
+    time_limit const limit(timeout_ms);
+    try {
+        for (;;) {
+            int const lost = rescan_due ? rescan() : 0;
+            if (lost < 0 || !pending.empty()) {
+                return lost;
+            }
+            int const ready = wait_for_events(watched->events(), limit);
+            if (ready <= 0) {
+                return ready;
+            }
+            if (int const result = read_events(); result < 0) {
+                return result;
+            }
+        }
+    } catch (std::bad_alloc const&) {
+        rescan_due = watched != nullptr;  // what was read and not noted is lost
+        return -ENOMEM;
+    }
+}
+
+int directory_monitor::read_events() {
+    ssize_t const size = read(watched->events(), buffer.data(), buffer.size());
+    if (size < 0) {
+        return errno == EAGAIN || errno == EINTR ? 0 : -errno;
+    }
+    char const* const end = buffer.data() + size;
+    // After the end and after a loss the rest says nothing that is still of use.
+    for (char const* at = buffer.data(); at != end && watched && !rescan_due;) {
+        auto const& event = *reinterpret_cast<inotify_event const*>(at);
+        take(event);
+        at += sizeof(inotify_event) + event.len;
+    }
+    return 0;
+}
+
+void directory_monitor::take(inotify_event const& event) {
+    if ((event.mask & IN_Q_OVERFLOW) != 0) {
+        pending.add_warning("watch: events below " + root_shown +
+                            " were lost, modifications among them may go unreported; poll more "
+                            "often or raise fs.inotify.max_queued_events");
+        rescan_due = true;
+        return;
+    }
+    std::string const* const directory = watched->directory(event.wd);
+    if (directory == nullptr) {
+        return;
+    }
+    if (directory->empty() && (event.mask & k_root_gone) != 0) {
+        end();
+    } else if ((event.mask & IN_UNMOUNT) != 0) {
+        rescan_due = true;  // other entries come to light where the mounted ones were
+    } else if ((event.mask & IN_IGNORED) != 0) {
+        watched->forget_watch(event.wd);
+    } else if (event.len > 0) {
+        take_change(joined(*directory, event.name), event.mask);
+    }
+}
+
+void directory_monitor::take_change(std::string const& path, unsigned int mask) {
+    if ((mask & (IN_CREATE | IN_MOVED_TO)) != 0) {
+        appeared(path, mask);
+    } else if ((mask & (IN_DELETE | IN_MOVED_FROM)) != 0) {
+        vanished(path, mask);
+    } else if ((mask & IN_MODIFY) != 0 && watched->knows(path)) {
+        report(path, handler::k_modified);
+    }
+}
+
+void directory_monitor::appeared(std::string const& path, unsigned int mask) {
+    bool const is_directory = (mask & IN_ISDIR) != 0;
+    tree::findings found;
+    bool const is_new = watched->add(path, is_directory, found);
+    report_found(found);
+    // A known file was found by looking before its event came; or the move replaced it,
+    // and its content is another.
+    if (!is_new && !is_directory && (mask & IN_MOVED_TO) != 0) {
+        report(path, handler::k_modified);
+    }
+}
+
+void directory_monitor::vanished(std::string const& path, unsigned int mask) {
+    for (std::string const& entry : watched->remove(path)) {
+        report(entry, handler::k_removed);
+    }
+    // Two names that are exchanged are announced as two moves, each onto a name that is
+    // still taken: what took this one's place will not be announced after this event.
+    if ((mask & IN_MOVED_FROM) != 0) {
+        tree::findings found;
+        watched->refresh(path, found);
+        report_found(found);
+    }
+}
+
+void directory_monitor::report_found(tree::findings const& found) {
+    for (std::string const& entry : found.entries) {
+        report(entry, handler::k_created);
+    }
+    warn_of(found.problems);
+}
+
+// Looks at everything anew and reports what differs from what was known.
+int directory_monitor::rescan() {
+    watched->close();  // there may not be watches for both
+    auto fresh = std::make_unique<tree>(root_path);
+    tree::findings found;
+    int const result = fresh->open(found);
+    if (result == -ENOENT || result == -ENOTDIR) {
+        end();
+        return 0;
+    }
+    if (result < 0) {
+        return result;
+    }
+    auto const& before = watched->entries();
+    for (auto i = before.rbegin(); i != before.rend(); ++i) {
+        if (!fresh->knows(i->first)) {
+            report(i->first, handler::k_removed);
+        }
+    }
+    for (std::string const& entry : found.entries) {
+        if (!watched->knows(entry)) {
+            report(entry, handler::k_created);
+        }
+    }
+    warn_of(found.problems);
+    watched = std::move(fresh);
+    rescan_due = false;
+    return 0;
+}
+
+void directory_monitor::end() {
+    pending.add_end();
+    watched.reset();
+    rescan_due = false;
+}
+
+void directory_monitor::warn_of(std::vector<tree::problem> const& problems) {
+    for (tree::problem const& one : problems) {
+        pending.add_warning("watch: cannot watch " + shown(one.path) + ": " +
+                            std::generic_category().message(one.error) +
+                            "; what happens in it goes unreported");
+    }
+}
+
+void directory_monitor::report(std::string const& path, handler::e_change change) {
+    pending.add_change(shown(path), change);
+}
+
+std::string directory_monitor::shown(std::string const& path) const {
+    return morbase::path_appended(root_shown, path, '/');
+}
+
+}  // namespace watch
+
+extern "C" [[gnu::visibility("default")]] kivcore::plugin* watch_create();
+
+kivcore::plugin* watch_create() {
+    return new watch::directory_monitor;
+}

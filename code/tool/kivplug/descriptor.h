@@ -1,0 +1,86 @@
+// Bytes in and out of file descriptors, for verbs that stream. Each of these owns
+// its descriptor, moves and does not copy. What goes wrong is raised as a failure
+// that names the file.
+
+#ifndef KIVPLUG_DESCRIPTOR_H
+#define KIVPLUG_DESCRIPTOR_H
+
+#include <string>
+
+namespace kivplug {
+
+// Closes its file descriptor in the end. A negative number stands for none.
+class descriptor {
+  public:
+    explicit descriptor(int number) noexcept : held(number) {}
+    descriptor(descriptor&& other) noexcept : held(other.release()) {}
+    descriptor& operator=(descriptor&& other) noexcept;
+    ~descriptor();
+
+    descriptor(descriptor const&) = delete;
+    descriptor& operator=(descriptor const&) = delete;
+
+    int number() const noexcept { return held; }
+
+    // Hands the number over to the caller, who closes it.
+    int release() noexcept;
+
+  private:
+    int held;
+};
+
+class byte_source {
+  public:
+    // Both raise at once when there is nothing to read, so that no output is touched:
+    // no such file, a directory, a closed standard input.
+    static byte_source from_file(std::string const& path);
+    static byte_source from_standard_input();
+
+    // Reads at most count bytes. Returns how many, 0 at the end.
+    std::size_t read(void* buffer, std::size_t count);
+
+  private:
+    // errno still tells why when opened holds none.
+    byte_source(descriptor opened, std::string called);
+
+    descriptor file;
+    std::string name;
+};
+
+class byte_sink {
+  public:
+    // Creates a file, or empties the one that is there.
+    static byte_sink to_file(std::string const& path);
+
+    // The program's standard output, whatever its number is now.
+    static byte_sink to_standard_output(descriptor file);
+
+    // Writes all of it. Raises output_closed when nobody reads standard output any more.
+    void write(void const* bytes, std::size_t count);
+    void write(std::string const& text);
+
+    // Closes the descriptor: some file systems report a full disk only then. Nothing
+    // can be written afterwards.
+    void finish();
+
+    // How many bytes have been written.
+    unsigned long long written() const noexcept { return count_written; }
+
+    bool is_terminal() const noexcept;
+
+    // What a failed transfer leaves behind, as the end of its message.
+    std::string remains() const;
+
+  private:
+    byte_sink(descriptor opened, std::string opened_path);
+
+    [[noreturn]] void fail(int error) const;
+
+    descriptor file;
+    std::string path;  // empty for standard output
+    unsigned long long count_written = 0;
+};
+
+}  // namespace kivplug
+
+#endif

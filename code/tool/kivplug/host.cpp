@@ -1,0 +1,164 @@
+#include "host.h"
+
+#include <dirent.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <memory>
+#include <sstream>
+#include <system_error>
+
+#include <kivcore/plugin.h>
+
+#include "failure.h"
+#include "text.h"
+
+namespace kivplug {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct close_directory {
+    void operator()(DIR* directory) const { closedir(directory); }
+};
+
+struct search_path {
+    std::vector<std::string> directories;
+    std::string origin;  // who named them, for messages
+};
+
+std::vector<std::string> directories_of_environment() {
+    char const* const value = std::getenv("KIVPLUG_PATH");
+    std::istringstream fields(value != nullptr ? value : "");
+    std::vector<std::string> directories;
+    for (std::string field; std::getline(fields, field, ':');) {
+        if (!field.empty()) {
+            directories.push_back(field);
+        }
+    }
+    return directories;
+}
+
+std::string own_plugin_directory() {
+    std::error_code error;
+    auto const program = fs::read_symlink("/proc/self/exe", error);
+    if (error) {
+        throw failure("cannot tell where kivplug is installed: " + error.message() +
+                      "; name a plug-in directory with -d");
+    }
+    return (program.parent_path() / KIVPLUG_PLUGINS_FROM_BIN).lexically_normal().string();
+}
+
+search_path chosen_path(std::vector<std::string> const& directories) {
+    if (!directories.empty()) {
+        return {directories, "given with -d"};
+    }
+    auto const named = directories_of_environment();
+    if (!named.empty()) {
+        return {named, "named in KIVPLUG_PATH"};
+    }
+    return {{own_plugin_directory()}, "where this kivplug has its plug-ins"};
+}
+
+// The library passes over a directory that it cannot open without a word.
+void require_readable(std::string const& directory, std::string const& origin) {
+    std::unique_ptr<DIR, close_directory> const opened(opendir(directory.c_str()));
+    if (!opened) {
+        throw failure("cannot open the directory " + quoted(directory) + ", " + origin + ": " +
+                      std::generic_category().message(errno) +
+                      "; name a readable directory of plug-ins with -d");
+    }
+}
+
+// What to do with an object of this kind.
+std::string advice_for(std::string const& kind) {
+    if (kind == kivcore::plugin::k_kind_reader) {
+        return "use 'kivplug read'";
+    }
+    if (kind == kivcore::plugin::k_kind_writer) {
+        return "use 'kivplug write'";
+    }
+    return "'kivplug list' shows the plug-ins that there are";
+}
+
+std::string plugin_directory(kivcore::plugins const& registry, std::string const& id) {
+    auto const description = registry.describe_plugin(id);
+    return description ? value_of(*description, "path", "") : "";
+}
+
+}  // namespace
+
+host::host(std::vector<std::string> const& directories) {
+    auto const path = chosen_path(directories);
+    loaded = new kivcore::plugins(path.directories.front());
+    for (auto const& directory : path.directories) {
+        load(directory, path.origin);
+    }
+}
+
+void host::load(std::string const& directory, std::string const& origin) const {
+    require_readable(directory, origin);
+    std::error_code unknown;  // what cannot be looked at is left to the library's notices
+    if (!fs::exists(fs::path(directory) / "plugin.xml", unknown)) {
+        loaded->load_plugins(directory);
+        return;
+    }
+    if (!loaded->load_plugin(directory)) {
+        throw failure("cannot load the plug-in directory " + quoted(directory) + ", " + origin +
+                      "; mend its plugin.xml, the line above says what is wrong");
+    }
+}
+
+std::string host::resolve(std::string const& wanted) const {
+    if (loaded->describe_plugin(wanted)) {
+        return wanted;
+    }
+    auto const matches = loaded->find_plugins(wanted);
+    if (matches.empty()) {
+        throw failure("no plug-in has the id " + quoted(wanted) +
+                      ", or matches it as a pattern; 'kivplug list' shows the ids");
+    }
+    return matches.front();
+}
+
+// The texts are copied here, inside the call: an exception that a plug-in defines
+// itself cannot be asked any more once its shared object is closed.
+void host::creating(std::string const& id, std::function<void()> const& create) const {
+    std::string reason = "unknown exception";
+    try {
+        create();
+        return;
+    } catch (std::exception const& error) {
+        reason = error.what();
+    } catch (...) {  // NOLINT(bugprone-empty-catch): what else a plug-in throws has no text
+    }
+    throw failure("no object of " + printable(id) + " can be made from " +
+                  quoted(plugin_directory(*loaded, id)) + ": " + reason +
+                  "; check darwin/x86/plugin.so and the bindings in plugin.xml there");
+}
+
+void host::fail_for_kind(std::string const& id, std::string const& wanted) const {
+    kivcore::instance<kivcore::plugin> made;
+    std::string kind;
+    creating(id, [&] {
+        made = kivcore::create<kivcore::plugin>(loaded, id);
+        kind = made ? made->kind() : "";
+    });
+    if (!made) {
+        throw failure(printable(id) + " makes no objects; check the flavor, category and type in " +
+                      quoted(plugin_directory(*loaded, id) + "/plugin.xml"));
+    }
+    throw failure(printable(id) + " is a " + kind + ", not a " + wanted + "; " + advice_for(kind));
+}
+
+std::string value_of(kivcore::plugins::info const& description, std::string const& key,
+                     std::string const& absent) {
+    std::string value = absent;
+    description.get(key, value);
+    return value;
+}
+
+}  // namespace kivplug

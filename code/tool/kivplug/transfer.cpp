@@ -1,0 +1,183 @@
+#include "transfer.h"
+
+#include <algorithm>
+#include <exception>
+#include <filesystem>
+#include <functional>
+#include <vector>
+
+#include <kivcore/reader.h>
+#include <kivcore/writer.h>
+
+#include "failure.h"
+#include "progress.h"
+#include "text.h"
+
+namespace kivplug {
+
+namespace {
+
+constexpr std::size_t k_step = 256 * std::size_t{1024};
+
+// By now the path /dev/stdout leads to where notices go, as everything does that is
+// not ours: it must not be opened like a file.
+bool is_standard_output(std::string const& output) {
+    return output == k_standard || output == "/dev/stdout";
+}
+
+// One plug-in at one path: what every message about it names.
+struct place {
+    std::string id;
+    std::string path;
+
+    std::string describe(std::string const& operation) const {
+        return printable(id) + ": " + operation + " of " + quoted(path);
+    }
+};
+
+// Calls one operation of a plug-in object; its result is never negative. What the
+// plug-in throws is turned into a failure here, while the object and with it the
+// shared object that may define the exception are still there.
+long long checked(place const& where, std::string const& operation,
+                  std::function<long long()> const& call, std::string const& advice) {
+    std::string reason = "unknown exception";
+    try {
+        long long const result = call();
+        if (result >= 0) {
+            return result;
+        }
+        reason = "result " + std::to_string(result);
+    } catch (std::exception const& error) {
+        reason = error.what();
+    } catch (...) {  // NOLINT(bugprone-empty-catch): what else a plug-in throws has no text
+    }
+    throw failure(where.describe(operation) + " failed: " + reason + advice);
+}
+
+// A count that a plug-in reports and that cannot be true must not be believed.
+std::size_t checked_count(place const& where, std::string const& operation, long long count,
+                          std::size_t most) {
+    if (static_cast<unsigned long long>(count) > most) {
+        throw failure(where.describe(operation) + " reported " + std::to_string(count) +
+                      " bytes where " + std::to_string(most) +
+                      " is the most; the plug-in is faulty, report it to its developer");
+    }
+    return static_cast<std::size_t>(count);
+}
+
+// Opening the output would empty the input before it is read.
+void require_different_files(std::string const& input, std::string const& output,
+                             std::string const& option) {
+    std::error_code none;  // what does not exist is not the same file
+    if (std::filesystem::equivalent(input, output, none) &&
+        std::filesystem::is_regular_file(input, none)) {
+        throw failure(quoted(input) + " and " + quoted(output) +
+                      " are the same file; give another one with " + option);
+    }
+}
+
+void seek_to(kivcore::reader& file, place const& where, long long offset) {
+    if (offset == 0) {
+        return;  // so that a reader that cannot seek is of use
+    }
+    std::string const advice = "; read without --offset, or with one inside the data";
+    auto const call = [&] { return file.seek(offset, morbase::from_start); };
+    long long const reached = checked(where, "seek", call, advice);
+    if (reached != offset) {
+        throw failure(where.describe("seek") + " went to " + std::to_string(reached) +
+                      " instead of " + std::to_string(offset) + advice);
+    }
+}
+
+void copy(kivcore::reader& file, place const& where, byte_sink& out, long long count) {
+    std::vector<char> buffer(k_step);
+    progress shown(!out.is_terminal());
+    while (count > 0) {
+        auto const step = std::min(k_step, static_cast<std::size_t>(count));
+        auto const call = [&] { return file.read(buffer.data(), step); };
+        std::string const advice =
+            " after " + std::to_string(out.written()) + " bytes; check that it is intact";
+        std::size_t const got =
+            checked_count(where, "read", checked(where, "read", call, advice), step);
+        if (got == 0) {
+            return;
+        }
+        out.write(buffer.data(), got);
+        count -= static_cast<long long>(got);
+        shown.update(out.written());
+    }
+}
+
+void write_all(kivcore::writer& file, place const& where, char const* bytes, std::size_t count) {
+    std::string const advice =
+        "; " + quoted(where.path) + " is incomplete, make room or write it again";
+    while (count > 0) {
+        auto const call = [&] { return file.write(bytes, count); };
+        std::size_t const done =
+            checked_count(where, "write", checked(where, "write", call, advice), count);
+        if (done == 0) {
+            throw failure(where.describe("write") + " failed: result 0" + advice);
+        }
+        bytes += done;
+        count -= done;
+    }
+}
+
+void copy(byte_source& in, kivcore::writer& file, place const& where) {
+    std::vector<char> buffer(k_step);
+    progress shown(true);
+    unsigned long long total = 0;
+    for (std::size_t got = 0; (got = in.read(buffer.data(), buffer.size())) > 0;) {
+        write_all(file, where, buffer.data(), got);
+        total += got;
+        shown.update(total);
+    }
+}
+
+void copy_and_close(kivcore::reader& file, place const& where, byte_sink& out, long long count) {
+    try {
+        copy(file, where, out, count);
+        auto const close = [&] { return file.close(); };
+        checked(where, "close", close, "; what was read may be incomplete");
+        out.finish();
+    } catch (failure const& error) {
+        throw failure(error.what() + out.remains());
+    }
+}
+
+}  // namespace
+
+void read(host const& from, byte_sink& standard_output, read_options const& options) {
+    place const where{from.resolve(options.id), options.path};
+    auto const file = from.create<kivcore::reader>(where.id, kivcore::plugin::k_kind_reader);
+    require_different_files(options.path, options.output, "-o");
+    auto const open = [&] { return file->open(options.path, options.mode); };
+    checked(where, "open", open,
+            "; check that it is there and of the kind that this plug-in reads, and the mode " +
+                quoted(options.mode));
+    seek_to(*file, where, options.offset);
+    if (is_standard_output(options.output)) {
+        copy_and_close(*file, where, standard_output, options.count);
+        return;
+    }
+    byte_sink out = byte_sink::to_file(options.output);
+    copy_and_close(*file, where, out, options.count);
+}
+
+void write(host const& from, write_options const& options) {
+    place const where{from.resolve(options.id), options.path};
+    auto const file = from.create<kivcore::writer>(where.id, kivcore::plugin::k_kind_writer);
+    require_different_files(options.input, options.path, "-i");
+    byte_source in = options.input == k_standard ? byte_source::from_standard_input()
+                                                 : byte_source::from_file(options.input);
+    auto const open = [&] { return file->open(options.path, options.mode); };
+    checked(where, "open", open,
+            "; check that its directory is there and can be written, and the mode " +
+                quoted(options.mode));
+    copy(in, *file, where);
+    auto const close = [&] { return file->close(); };
+    checked(where, "close", close,
+            "; " + quoted(options.path) + " is incomplete, make room or write it again");
+}
+
+}  // namespace kivplug

@@ -1,0 +1,42 @@
+// The verbs that stream bytes through a plug-in: read and write.
+
+#ifndef KIVPLUG_TRANSFER_H
+#define KIVPLUG_TRANSFER_H
+
+#include <limits>
+#include <string>
+
+#include "descriptor.h"
+#include "host.h"
+
+namespace kivplug {
+
+// Stands for standard input or output in place of a file name.
+constexpr char const* k_standard = "-";
+
+struct read_options {
+    std::string id;
+    std::string path;  // the plug-in's to interpret
+    std::string mode = "r";
+    std::string output = k_standard;
+    long long offset = 0;
+    long long count = std::numeric_limits<long long>::max();
+};
+
+// Copies what the reader gives to the output, which is neither created nor emptied
+// before the reader has opened the path.
+void read(host const& from, byte_sink& standard_output, read_options const& options);
+
+struct write_options {
+    std::string id;
+    std::string path;
+    std::string mode = "w";
+    std::string input = k_standard;
+};
+
+// Copies the input to the writer, which does not open the path before the input is open.
+void write(host const& from, write_options const& options);
+
+}  // namespace kivplug
+
+#endif
