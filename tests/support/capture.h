@@ -24,7 +24,7 @@ class capture {
 
   private:
     struct close_file {
-        void operator()(std::FILE* file) const { std::fclose(file); }
+        void operator()(std::FILE* opened) const { std::fclose(opened); }
     };
 
     void stop();

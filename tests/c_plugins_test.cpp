@@ -1,0 +1,395 @@
+// The bundled C-style plug-ins, file and gzip, as a host meets them: loaded from
+// their directories, made by id, working on real files.
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <iterator>
+#include <limits>
+#include <memory>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <kivcore/kivcore.h>
+#include <support/files.h>
+
+namespace {
+
+using kivcore::plugins;
+using morbase::from_current;
+using morbase::from_end;
+using morbase::from_start;
+
+constexpr long long k_farthest = std::numeric_limits<long long>::max();
+
+// Repetitive enough to compress, irregular enough that no two places are alike.
+std::string sample(std::size_t size) {
+    std::string text;
+    for (unsigned int line = 0; text.size() < size; ++line) {
+        text += "line " + std::to_string(line * 2654435761U) + " of the sample\n";
+    }
+    text.resize(size);
+    return text;
+}
+
+// Up to count bytes; a failure is appended as "!" and its number.
+std::string take(kivcore::reader& from, std::size_t count) {
+    std::string bytes(count, '\0');
+    long long const got = from.read(bytes.data(), count);
+    return got >= 0 ? bytes.substr(0, static_cast<std::size_t>(got)) : "!" + std::to_string(got);
+}
+
+// Everything up to the end or to a failure, in pieces that divide nothing evenly.
+std::string take_all(kivcore::reader& from) {
+    std::string all;
+    for (std::string piece; !(piece = take(from, 10007)).empty();) {
+        all += piece;
+        if (piece[0] == '!') {
+            return all;
+        }
+    }
+    return all;
+}
+
+std::string failure(int number) {
+    return "!-" + std::to_string(number);
+}
+
+std::size_t open_descriptors() {
+    std::filesystem::directory_iterator const all("/proc/self/fd");
+    return static_cast<std::size_t>(std::distance(begin(all), end(all)));
+}
+
+struct close_command {
+    void operator()(FILE* pipe) const { pclose(pipe); }
+};
+using command = std::unique_ptr<FILE, close_command>;
+
+command started(std::string const& line) {
+    // NOLINTNEXTLINE(cert-env33-c): the commands are this file's own
+    return command(popen(line.c_str(), "r"));
+}
+
+std::string output_of(std::string const& line) {
+    command const running = started(line);
+    std::string text;
+    for (int c = 0; (c = fgetc(running.get())) != EOF;) {
+        text += static_cast<char>(c);
+    }
+    return text;
+}
+
+// A path under which what the command writes is a pipe.
+std::string path_of(command const& running) {
+    return "/dev/fd/" + std::to_string(fileno(running.get()));
+}
+
+struct c_plugins_test : testing::Test {
+    c_plugins_test() {
+        EXPECT_TRUE(registry->load_plugin(BUILT_PLUGIN_DIR "/file"));
+        EXPECT_TRUE(registry->load_plugin(BUILT_PLUGIN_DIR "/gzip"));
+    }
+
+    kivcore::instance<kivcore::reader> reader(std::string const& key) const {
+        return kivcore::create<kivcore::reader>(registry, "io/read/" + key + "/kivcore/1.0");
+    }
+
+    kivcore::instance<kivcore::writer> writer(std::string const& key) const {
+        return kivcore::create<kivcore::writer>(registry, "io/write/" + key + "/kivcore/1.0");
+    }
+
+    kivcore::instance<kivcore::reader> opened(std::string const& key,
+                                              std::string const& path) const {
+        auto made = reader(key);
+        EXPECT_EQ(0, made->open(path, "r")) << path;
+        return made;
+    }
+
+    std::string put(std::string const& key, std::string const& name, std::string const& mode,
+                    std::string const& content) const {
+        auto made = writer(key);
+        EXPECT_EQ(0, made->open(files.path(name), mode)) << mode;
+        for (std::size_t done = 0; done < content.size(); done += 70001) {
+            std::size_t const count = std::min<std::size_t>(70001, content.size() - done);
+            EXPECT_EQ(static_cast<int>(count), made->write(content.data() + done, count));
+        }
+        EXPECT_EQ(0, made->close());
+        return files.path(name);
+    }
+
+    std::set<std::string> bound_functions(std::string const& id) const {
+        auto const about = registry->describe_plugin(id);
+        std::vector<std::string> keys;
+        EXPECT_TRUE(about->find("interface\\.bind\\..*", keys));
+        std::set<std::string> functions;
+        for (std::string const& key : keys) {
+            std::string name;
+            EXPECT_TRUE(about->get(key, name));
+            functions.insert(name);
+        }
+        return functions;
+    }
+
+    support::temporary_directory files;
+    morbase::ptr_refcount<plugins> registry{new plugins("")};
+};
+
+TEST_F(c_plugins_test, what_is_written_is_read_back_whole) {
+    for (std::string const key : {"file", "gzip", "gz"}) {
+        for (std::size_t const size : {0U, 1U, 65536U, 3000000U}) {
+            std::string const content = sample(size);
+            auto const from = opened(key, put(key, "copy", "w", content));
+            EXPECT_EQ(static_cast<long long>(size), from->size()) << key;
+            EXPECT_EQ(0, from->tell()) << key;
+            EXPECT_TRUE(content == take_all(*from)) << key << " " << size;
+            EXPECT_EQ(static_cast<long long>(size), from->tell()) << key;
+            EXPECT_EQ(0, from->close());
+        }
+    }
+}
+
+TEST_F(c_plugins_test, a_seek_leads_where_the_bytes_say) {
+    std::string const content = sample(700000);
+    auto const size = static_cast<long long>(content.size());
+    for (std::string const key : {"file", "gzip"}) {
+        auto const from = opened(key, put(key, "sought", "w", content));
+        for (unsigned int i = 0; i < 40; ++i) {
+            long long const target = i * 2654435761U % 750000;
+            long long const base[] = {0, from->tell(), size};
+            auto const origin = static_cast<morbase::whence>(i % 3);
+            ASSERT_EQ(target, from->seek(target - base[i % 3], origin));
+            std::string const there =
+                content.substr(static_cast<std::size_t>(std::min(target, size)), 100);
+            ASSERT_EQ(there, take(*from, 100)) << key << " at " << target;
+            ASSERT_EQ(target + static_cast<long long>(there.size()), from->tell());
+        }
+    }
+}
+
+TEST_F(c_plugins_test, a_refused_seek_leaves_the_position_alone) {
+    struct {
+        long long offset;
+        int origin;
+    } const refused[] = {
+        {-1, 0}, {-6, 1}, {-11, 2}, {k_farthest, 1}, {k_farthest, 2}, {0, 3}, {-k_farthest - 1, 2}};
+    for (std::string const key : {"file", "gzip"}) {
+        auto const from = opened(key, put(key, "short", "w", "0123456789"));
+        EXPECT_EQ(5, from->seek(5, from_start));
+        for (auto const& [offset, origin] : refused) {
+            EXPECT_GT(0, from->seek(offset, static_cast<morbase::whence>(origin)))
+                << key << " " << offset << " from " << origin;
+            EXPECT_EQ(5, from->tell());
+        }
+        EXPECT_EQ("56789", take_all(*from));
+    }
+}
+
+TEST_F(c_plugins_test, what_cannot_be_opened_is_refused_and_leaks_nothing) {
+    std::string const plain = files.write("plain", "no gzip file");
+    std::string const empty = files.write("empty", "");
+    std::string const missing = files.path("missing");
+    std::string const unreachable = files.path("no/such/directory");
+    struct {
+        std::string key, path, mode;
+        int read, write;  // the expected errno value; 0 is not tried
+    } const cases[] = {
+        {"file", missing, "r", ENOENT, 0},      {"gzip", missing, "r", ENOENT, 0},
+        {"file", files.path(), "r", EISDIR, 0}, {"gzip", files.path(), "r", EISDIR, 0},
+        {"file", plain, "", EINVAL, EINVAL},    {"gzip", plain, "", EINVAL, EINVAL},
+        {"file", plain, "w", EINVAL, 0},        {"gzip", plain, "r+", EINVAL, EINVAL},
+        {"file", plain, "r", 0, EINVAL},        {"gzip", plain, "w10", 0, EINVAL},
+        {"file", missing, "r+", 0, ENOENT},     {"gzip", plain, "wT", 0, EINVAL},
+        {"file", unreachable, "w", 0, ENOENT},  {"gzip", unreachable, "a", 0, ENOENT},
+        {"gzip", plain, "r", EBADMSG, 0},       {"gzip", empty, "r", EBADMSG, 0},
+    };
+    auto const before = open_descriptors();
+    for (auto const& [key, path, mode, read, write] : cases) {
+        auto const from = reader(key);
+        auto const to = writer(key);
+        EXPECT_EQ(-read, read != 0 ? from->open(path, mode) : 0) << key << path << mode;
+        EXPECT_EQ(-write, write != 0 ? to->open(path, mode) : 0) << key << path << mode;
+        EXPECT_GT(0, from->read(nullptr, 1) & from->tell() & from->size());
+        EXPECT_GT(0, to->write("x", 1) & to->flush() & to->tell() & to->size());
+        EXPECT_EQ(0, from->close() | to->close());
+    }
+    EXPECT_EQ(before, open_descriptors());
+    EXPECT_EQ("no gzip file", support::read_file(plain));
+}
+
+TEST_F(c_plugins_test, a_full_device_is_a_failure) {
+    auto to = writer("file");
+    ASSERT_EQ(0, to->open("/dev/full", "w"));
+    EXPECT_EQ(-ENOSPC, to->write("x", 1));
+    EXPECT_EQ(0, to->tell());
+
+    to = writer("gzip");
+    ASSERT_EQ(0, to->open("/dev/full", "w"));
+    EXPECT_EQ(1, to->write("x", 1));
+    EXPECT_EQ(-ENOSPC, to->close()) << "what was buffered is lost";
+    ASSERT_EQ(0, to->open("/dev/full", "w"));
+    EXPECT_EQ(1, to->write("x", 1));
+    EXPECT_EQ(-ENOSPC, to->flush());
+    EXPECT_EQ(-ENOSPC, to->write("x", 1)) << "a hole in the file does not heal";
+    EXPECT_EQ(-ENOSPC, to->close());
+    ASSERT_EQ(0, to->open("/dev/full", "w"));
+    EXPECT_EQ(-ENOSPC, to->write(sample(4000000).data(), 4000000));
+}
+
+TEST_F(c_plugins_test, files_reach_beyond_4_gib) {
+    long long const far = 5LL << 30;
+    auto const to = writer("file");
+    ASSERT_EQ(0, to->open(files.path("sparse"), "w"));
+    ASSERT_EQ(far, to->seek(far, from_start));
+    EXPECT_EQ(0, to->size());
+    EXPECT_EQ(3, to->write("end", 3));
+    EXPECT_EQ(far + 3, to->tell());
+    EXPECT_EQ(far + 3, to->size());
+    auto const from = opened("file", files.path("sparse"));
+    EXPECT_EQ(far - 1, from->seek(-4, from_end));
+    EXPECT_EQ(std::string("\0end", 4), take_all(*from));
+}
+
+TEST_F(c_plugins_test, file_modes_replace_extend_and_change) {
+    std::string const path = put("file", "text", "w", "0123456789");
+    auto const to = writer("file");
+    ASSERT_EQ(0, to->open(path, "r+"));
+    EXPECT_EQ(4, to->seek(4, from_start));
+    EXPECT_EQ(2, to->write("ab", 2));
+    EXPECT_EQ(0, to->close());
+    EXPECT_EQ("0123ab6789", support::read_file(path));
+
+    ASSERT_EQ(0, to->open(path, "a"));
+    EXPECT_EQ(10, to->tell());
+    EXPECT_EQ(-ESPIPE, to->seek(0, from_start));
+    put("file", "text", "a", "XY");
+    EXPECT_EQ(1, to->write("Z", 1));
+    EXPECT_EQ(13, to->tell()) << "the other writer's bytes count";
+    EXPECT_EQ(0, to->close());
+    EXPECT_EQ("0123ab6789XYZ", support::read_file(path));
+    EXPECT_EQ("new", support::read_file(put("file", "text", "w", "new")));
+}
+
+TEST_F(c_plugins_test, pipes_are_read_forward_only) {
+    std::string const content = sample(20000);
+    command const plain = started("cat " + files.write("plain", content));
+    auto from = opened("file", path_of(plain));
+    EXPECT_EQ(-ESPIPE, from->size());
+    EXPECT_EQ(-ESPIPE, from->seek(1, from_start));
+    EXPECT_EQ(content, take_all(*from));
+    EXPECT_EQ(20000, from->tell());
+
+    command const packed = started("gzip -c " + files.path("plain"));
+    from = opened("gzip", path_of(packed));
+    EXPECT_EQ(-ESPIPE, from->size());
+    EXPECT_EQ(7000, from->seek(7000, from_start));
+    EXPECT_EQ(content.substr(7000, 10), take(*from, 10));
+    EXPECT_EQ(-ESPIPE, from->seek(-1, from_current));
+    EXPECT_EQ(content.substr(7010), take_all(*from));
+    EXPECT_EQ(20000, from->size()) << "known once the end was seen";
+
+    command const cut = started("gzip -c " + files.path("plain") + " | head -c 100");
+    from = opened("gzip", path_of(cut));
+    EXPECT_EQ(1000, from->seek(1000, from_start));
+    EXPECT_EQ(failure(EBADMSG), take(*from, 1));
+    EXPECT_EQ(failure(EBADMSG), take(*from, 1));
+}
+
+TEST_F(c_plugins_test, gzip_agrees_with_the_gzip_program) {
+    std::string const content = sample(200000);
+    std::string const path = put("gzip", "a.gz", "w1", content);
+    EXPECT_TRUE(content == output_of("gzip -dc " + path));
+    EXPECT_GT(std::filesystem::file_size(path),
+              std::filesystem::file_size(put("gzip", "b.gz", "w9", content)));
+
+    put("gzip", "a.gz", "a", "second member");
+    files.write("third", "third member");
+    std::string const whole = content + "second memberthird member";
+    ASSERT_EQ("", output_of("gzip -c " + files.path("third") + " 2>&1 >> " + path));
+    EXPECT_TRUE(whole == output_of("gzip -dc " + path));
+    for (std::string const& tail : {std::string(), std::string(600, '\0'), std::string("rest")}) {
+        auto const from = opened("gzip", files.write("tail.gz", support::read_file(path) + tail));
+        EXPECT_EQ(-5 + static_cast<long long>(whole.size()), from->seek(-5, from_end));
+        EXPECT_EQ("ember", take_all(*from));
+        EXPECT_EQ(0, from->seek(0, from_start));
+        EXPECT_TRUE(whole == take_all(*from));
+    }
+}
+
+TEST_F(c_plugins_test, a_cut_or_damaged_gzip_file_never_looks_whole) {
+    std::string const whole = support::read_file(put("gzip", "whole.gz", "w", sample(300)));
+    auto const verdict = [&](std::string const& bytes) {
+        auto const from = reader("gzip");
+        int const refused = from->open(files.write("bad.gz", bytes), "r");
+        return refused != 0 ? "!" + std::to_string(refused) : take_all(*from);
+    };
+    for (std::size_t length = 0; length < whole.size(); ++length) {
+        std::string const end = verdict(whole.substr(0, length));
+        EXPECT_NE(std::string::npos, end.find(failure(EBADMSG))) << "cut to " << length;
+    }
+    // Of the header's ten bytes only the first four are checked by anyone.
+    for (std::size_t at = 10; at < whole.size(); ++at) {
+        std::string bytes = whole;
+        bytes[at] = static_cast<char>(bytes[at] ^ 0x10);
+        EXPECT_NE(std::string::npos, verdict(bytes).find(failure(EBADMSG))) << "damaged at " << at;
+    }
+}
+
+TEST_F(c_plugins_test, a_seek_does_not_hide_gzip_damage) {
+    std::string const content = sample(2000000);
+    std::string const whole = support::read_file(put("gzip", "whole.gz", "w", content));
+    std::string damaged = whole;
+    damaged.replace(whole.size() / 2, 40, 40, 'x');
+    for (std::string const& bytes : {whole.substr(0, whole.size() / 2), damaged}) {
+        auto const from = opened("gzip", files.write("bad.gz", bytes));
+        EXPECT_EQ(-EBADMSG, from->size());
+        EXPECT_EQ(-EBADMSG, from->seek(0, from_end));
+        EXPECT_EQ(content.substr(0, 500), take(*from, 500)) << "what comes before is there";
+        EXPECT_NE(std::string::npos, take_all(*from).find(failure(EBADMSG)));
+        EXPECT_EQ(failure(EBADMSG), take(*from, 10007)) << "a failure is no passing thing";
+        for (long long const target : {1999999LL, 2000000LL, k_farthest}) {
+            EXPECT_EQ(target, from->seek(target, from_start));
+            EXPECT_EQ(failure(EBADMSG), take(*from, 1)) << target;
+        }
+        EXPECT_EQ(1000, from->seek(1000, from_start));
+        EXPECT_EQ(content.substr(1000, 500), take(*from, 500));
+        EXPECT_EQ(0, from->close());
+    }
+}
+
+TEST_F(c_plugins_test, a_gzip_writer_goes_forward_only) {
+    auto const to = writer("gzip");
+    ASSERT_EQ(0, to->open(files.path("gap.gz"), "w"));
+    EXPECT_EQ(3, to->write("abc", 3));
+    EXPECT_EQ(-EINVAL, to->seek(-1, from_current));
+    EXPECT_EQ(k_farthest, to->seek(k_farthest, from_start));
+    EXPECT_EQ(5, to->seek(2, from_end)) << "a seek alone commits to nothing";
+    EXPECT_EQ(3, to->size());
+    EXPECT_EQ(1, to->write("d", 1));
+    EXPECT_EQ(6, to->size());
+    EXPECT_EQ(6, to->tell());
+    EXPECT_EQ(0, to->flush());
+
+    std::string const expected("abc\0\0d", 6);
+    auto const from = opened("gzip", files.path("gap.gz"));
+    EXPECT_EQ(expected, take(*from, 100)) << "flushed bytes are there before the close";
+    EXPECT_EQ(1000, to->seek(1000, from_start));
+    EXPECT_EQ(0, to->close());
+    EXPECT_EQ(expected, take_all(*opened("gzip", files.path("gap.gz"))));
+}
+
+TEST_F(c_plugins_test, only_the_bound_functions_are_exported) {
+    for (std::string const key : {"file", "gzip"}) {
+        std::set<std::string> functions = bound_functions("io/read/" + key + "/kivcore/1.0");
+        functions.merge(bound_functions("io/write/" + key + "/kivcore/1.0"));
+        std::string const image = BUILT_PLUGIN_DIR "/" + key + "/darwin/x86/plugin.so";
+        std::istringstream names(output_of("nm -D --defined-only -j " + image));
+        EXPECT_EQ(functions, std::set<std::string>(std::istream_iterator<std::string>(names), {}));
+    }
+}
+
+}  // namespace

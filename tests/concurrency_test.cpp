@@ -1,0 +1,213 @@
+#include <algorithm>
+#include <atomic>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include <morbase/es.h>
+#include <support/capture.h>
+#include <support/fakes.h>
+#include <support/files.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int k_threads = 6;
+constexpr int k_rounds = 40;
+
+std::string id_of(std::string const& key) {
+    return "io/read/" + key + "/tests/1.0";
+}
+
+std::string key_of(int thread, int round) {
+    return std::to_string(thread) + "-" + std::to_string(round);
+}
+
+// Runs act(number) on several threads, started together.
+template <typename action>
+void in_parallel(action const& act) {
+    std::atomic<int> waiting{k_threads};
+    std::vector<std::thread> threads;
+    for (int number = 0; number < k_threads; ++number) {
+        threads.emplace_back([&, number] {
+            --waiting;
+            while (waiting > 0) {
+                std::this_thread::yield();
+            }
+            act(number);
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+}
+
+class concurrency : public testing::Test {
+  protected:
+    // A plug-in directory over the shared object of `memory`.
+    void install(std::string const& directory, std::string const& key) {
+        files.write(directory + "/plugin.xml",
+                    support::plugin_element("c-style", "read", key, support::k_memory_reader));
+        fs::create_directories(files.path(directory + "/darwin/x86"));
+        fs::copy(support::built_object("memory"), files.path(directory + "/darwin/x86/plugin.so"));
+    }
+
+    std::size_t registered() const { return registry->find_plugins(".*").size(); }
+
+    support::temporary_directory files;
+    support::registry_ptr registry = new kivcore::plugins("/nowhere");
+};
+
+TEST_F(concurrency, directories_load_side_by_side) {
+    constexpr int k_directories = 5;
+    for (int thread = 0; thread < k_threads; ++thread) {
+        for (int i = 0; i < k_directories; ++i) {
+            std::string const key = key_of(thread, i);
+            install(std::to_string(thread) + "/" + key, key);
+        }
+    }
+    std::atomic<int> loaded{0};
+    std::atomic<int> created{0};
+    in_parallel([&](int thread) {
+        loaded += registry->load_plugins(files.path(std::to_string(thread)));
+        for (int i = 0; i < k_directories; ++i) {
+            auto const file = kivcore::create<kivcore::reader>(registry, id_of(key_of(thread, i)));
+            created += file && file->open("any", "r") == 0 ? 1 : 0;
+        }
+    });
+    EXPECT_EQ(loaded, k_threads * k_directories);
+    EXPECT_EQ(created, k_threads * k_directories);
+    EXPECT_EQ(registered(), static_cast<std::size_t>(k_threads * k_directories));
+}
+
+TEST_F(concurrency, broken_and_sound_directories_load_side_by_side) {
+    files.write("broken/plugin.xml", "<bundle><plugin></bundle>");
+    install("sound", "sound");
+    support::captured_output output;
+    std::atomic<int> loaded{0};
+    in_parallel([&](int /*thread*/) { loaded += registry->load_plugins(files.path()); });
+    std::string const errors = output.err.text();
+    output.out.text();
+    EXPECT_EQ(loaded, k_threads);
+    std::string const head = "failed to load plugin: Parser error: \"";
+    int failures = 0;
+    for (auto at = errors.find(head); at != std::string::npos; at = errors.find(head, at + 1)) {
+        ++failures;
+    }
+    EXPECT_EQ(failures, k_threads) << errors;
+}
+
+TEST_F(concurrency, one_thread_wins_an_id_and_notices_stay_whole) {
+    std::atomic<int> entered{0};
+    support::capture out(1);
+    in_parallel([&](int /*thread*/) {
+        for (int round = 0; round < k_rounds; ++round) {
+            entered += registry->register_with_id(id_of(key_of(0, round)), nullptr, "") ? 1 : 0;
+        }
+    });
+    std::string notices = out.text();
+    EXPECT_EQ(entered, k_rounds);
+    EXPECT_EQ(registered(), static_cast<std::size_t>(k_rounds));
+    for (int round = 0; round < k_rounds; ++round) {
+        std::string const notice = "Not inserting plugin " + id_of(key_of(0, round)) +
+                                   " in database (already present with native interface)\n";
+        for (int loser = 1; loser < k_threads; ++loser) {
+            auto const at = notices.find(notice);
+            ASSERT_NE(at, std::string::npos) << notices;
+            notices.erase(at, notice.size());
+        }
+    }
+    EXPECT_EQ(notices, "");
+}
+
+TEST_F(concurrency, everything_at_once_counts_exactly) {
+    int created = 0;  // guarded by the registry: no two creations overlap
+    support::factory_ptr const counting = new support::fake_factory([&] {
+        ++created;
+        return new support::fake_reader;
+    });
+    registry->register_with_info(support::described_as("", "shared"), counting);
+    std::atomic<int> wrong{0};
+    in_parallel([&](int thread) {
+        std::size_t seen = 0;
+        for (int round = 0; round < k_rounds; ++round) {
+            std::string const key = key_of(thread, round);
+            registry->register_with_info(support::described_as("", key), counting);
+            auto const object = registry->create_with_id(id_of("shared"));
+            auto const own = kivcore::create<kivcore::reader>(registry, id_of(key));
+            std::size_t const now = registry->find_plugins("io/.*").size();
+            wrong += !object || !own || now <= seen ? 1 : 0;
+            wrong +=
+                support::value_of(registry->describe_plugin(id_of(key)), "interface.key") != key;
+            seen = now;
+        }
+    });
+    EXPECT_EQ(wrong, 0);
+    EXPECT_EQ(created, 2 * k_threads * k_rounds);
+    EXPECT_EQ(registered(), static_cast<std::size_t>(k_threads * k_rounds + 1));
+}
+
+TEST_F(concurrency, the_first_creations_bind_once_and_all_succeed) {
+    for (int round = 0; round < 10; ++round) {
+        registry = new kivcore::plugins("/nowhere");
+        registry->load_plugin(TEST_PLUGIN_DIR "/memory");
+        std::atomic<int> working{0};
+        in_parallel([&](int thread) {
+            char const* const key = thread % 2 == 0 ? "seek" : "pair";
+            auto const file = kivcore::create<kivcore::reader>(registry, id_of(key));
+            working += file && file->open("any", "r") == 0 && file->tell() == 0 ? 1 : 0;
+        });
+        EXPECT_EQ(working, k_threads);
+    }
+}
+
+TEST_F(concurrency, instances_survive_a_native_plugin_that_takes_over) {
+    install("memory", "native");
+    for (int round = 0; round < 10; ++round) {
+        registry = new kivcore::plugins("/nowhere");
+        registry->load_plugin(files.path("memory"));
+        std::atomic<int> working{0};
+        support::capture out(1);
+        in_parallel([&](int thread) {
+            if (thread == 0) {
+                registry->load_plugin(TEST_PLUGIN_DIR "/native");
+            }
+            auto const file = kivcore::create<kivcore::reader>(registry, id_of("native"));
+            working += file && file->open("any", "r") == 0 && file->seek(0, morbase::from_end) >= 0;
+        });
+        EXPECT_EQ(out.text(), "Overriding plugin io/read/native/tests/1.0 with native interface\n");
+        EXPECT_EQ(working, k_threads);
+    }
+}
+
+TEST_F(concurrency, a_create_that_calls_back_into_its_registry_is_refused) {
+    support::registry_ptr const other = new kivcore::plugins("/nowhere");
+    auto* const plugins = registry.get();
+    registry->register_with_info(support::described_as("", "nested"),
+                                 new support::fake_factory([=] {
+                                     plugins->find_plugins(".*");
+                                     return nullptr;
+                                 }));
+    registry->register_with_info(support::described_as("", "k"), new support::fake_factory([=] {
+                                     other->find_plugins(".*");  // another registry is another lock
+                                     return new support::fake_reader;
+                                 }));
+    std::atomic<int> refused{0};
+    std::atomic<int> created{0};
+    in_parallel([&](int /*thread*/) {
+        for (int round = 0; round < k_rounds; ++round) {
+            try {
+                registry->create_with_id(id_of("nested"));
+            } catch (morbase::es::call const& error) {
+                std::string const reason = error.what();
+                refused += reason == "mutex is already locked by this thread" ? 1 : 0;
+            }
+            created += registry->create_with_id(id_of("k")) ? 1 : 0;
+        }
+    });
+    EXPECT_EQ(refused, k_threads * k_rounds);
+    EXPECT_EQ(created, k_threads * k_rounds);
+}
+
+}  // namespace

@@ -1,0 +1,137 @@
+#include <map>
+#include <stdexcept>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include <kivcore/browser.h>
+#include <kivcore/monitor.h>
+#include <kivcore/reader.h>
+#include <morbase/ptr_refcount.h>
+#include <support/capture.h>
+
+namespace {
+
+using kivcore::plugin;
+using morbase::ptr_refcount;
+
+struct silent_reader final : kivcore::reader {
+    explicit silent_reader(int& ended) : ends(&ended) {}
+    silent_reader(silent_reader const&) = delete;
+    silent_reader& operator=(silent_reader const&) = delete;
+    ~silent_reader() override { ++*ends; }
+
+    int open(std::string const& /*path*/, std::string const& /*mode*/) override { return 0; }
+    int close() override { return 0; }
+    long long read(void* /*buffer*/, unsigned long long /*count*/) override { return 0; }
+    long long seek(long long offset, morbase::whence /*origin*/) override { return offset; }
+
+    int* ends;
+};
+
+// Lists a/ and b; fails below "broken"; records which lists were wanted.
+struct small_browser final : kivcore::browser {
+    bool can_browse(std::string const& path) override { return path.empty(); }
+    std::string root() override { return {}; }
+    void get_list(std::string const& path, entry_list* dirs, entry_list* files) override {
+        wanted = std::string(dirs != nullptr ? "dirs " : "") + (files != nullptr ? "files" : "");
+        if (dirs != nullptr) {
+            dirs->emplace_back("a", path + "/a");
+        }
+        fail_if_broken(path);
+        if (files != nullptr) {
+            files->emplace_back("b", path + "/b");
+        }
+    }
+    void get_info(std::string const& path, std::map<std::string, std::string>& info) override {
+        info["path"] = path;
+        fail_if_broken(path);
+    }
+    void get_url(std::string const& path, std::string& url) override {
+        url = "small:" + path;
+        fail_if_broken(path);
+    }
+
+    static void fail_if_broken(std::string const& path) {
+        if (path == "broken") {
+            throw std::runtime_error("broken");
+        }
+    }
+
+    std::string wanted;
+};
+
+TEST(plugin, a_reader_ends_through_either_base) {
+    int ended = 0;
+    {
+        ptr_refcount<plugin> const object = new silent_reader(ended);
+        EXPECT_EQ(object->kind(), "reader");
+    }
+    EXPECT_EQ(ended, 1);
+    morbase::stream::rd const* const stream = new silent_reader(ended);
+    delete stream;
+    EXPECT_EQ(ended, 2);
+}
+
+TEST(browser, asks_only_for_the_lists_that_are_wanted) {
+    using list = kivcore::browser::entry_list;
+    ptr_refcount<small_browser> const browser = new small_browser;
+    list const dirs = {{"a", "p/a"}};
+    list const files = {{"b", "p/b"}};
+    EXPECT_EQ(browser->list("p"), std::make_pair(dirs, files));
+    EXPECT_EQ(browser->wanted, "dirs files");
+    EXPECT_EQ(browser->list_dirs("p"), dirs);
+    EXPECT_EQ(browser->wanted, "dirs ");
+    EXPECT_EQ(browser->list_files("p"), files);
+    EXPECT_EQ(browser->wanted, "files");
+    EXPECT_EQ(browser->info("p"), (std::map<std::string, std::string>{{"path", "p"}}));
+    EXPECT_EQ(browser->url("p"), "small:p");
+}
+
+TEST(browser, what_the_plugin_throws_passes_through) {
+    ptr_refcount<small_browser> const browser = new small_browser;
+    EXPECT_THROW(browser->list("broken"), std::runtime_error);
+    EXPECT_THROW(browser->info("broken"), std::runtime_error);
+    EXPECT_THROW(browser->url("broken"), std::runtime_error);
+}
+
+struct plain_handler final : kivcore::monitor::handler {
+    void changed(std::string const& /*path*/, e_change /*change*/) override {}
+};
+
+using kivsys::_severity;
+
+TEST(monitor_handler, every_severity_has_its_name) {
+    plain_handler handler;
+    support::captured_output output;
+    for (unsigned int const severity : {0U, 1U, 2U, 3U, 4U, 5U, 6U, 7U, 8U, 9U, ~0U}) {
+        handler.log(static_cast<_severity::severity>(severity), "%s", "%d");
+    }
+    EXPECT_EQ(output.out.text(), "");
+    EXPECT_EQ(output.err.text(),
+              "<DEBUG> %d\n<INFO> %d\n<NOTICE> %d\n<WARNING> %d\n<ERROR> %d\n<CRITICAL> %d\n"
+              "<ALERT> %d\n<EMERGENCY> %d\n<UNKNOWN> %d\n<UNKNOWN> %d\n<UNKNOWN> %d\n");
+}
+
+TEST(monitor_handler, a_message_of_any_length_is_one_whole_line) {
+    plain_handler handler;
+    for (std::size_t const length : {1020U, 1021U, 1022U, 5000U, 300000U}) {  // 1023 fit at once
+        std::string const text(length, 'x');
+        support::capture output(2);
+        handler.log(_severity::k_warning, "%d %s%c", 5, text.c_str(), '!');
+        EXPECT_TRUE(output.text() == "<WARNING> 5 " + text + "!\n") << length;
+    }
+}
+
+TEST(monitor_handler, nothing_is_written_without_a_message) {
+    plain_handler handler;
+    char const* volatile none = nullptr;  // hidden from the compiler's format check
+    support::captured_output output;
+    handler.log(_severity::k_error, none, 0);
+    // No wide character beyond ASCII exists in the "C" locale.
+    handler.log(_severity::k_error, "%ls", L"\u20ac");
+    handler.terminate();
+    EXPECT_EQ(output.out.text() + output.err.text(), "");
+}
+
+}  // namespace

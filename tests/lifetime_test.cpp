@@ -1,0 +1,154 @@
+#include <gtest/gtest.h>
+
+#include <support/capture.h>
+#include <support/fakes.h>
+#include <support/files.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using kivcore::reader;
+
+constexpr char const* k_id = "io/read/k/tests/1.0";
+
+// A plug-in directory of its own for each test, so that no other test maps its object.
+class lifetime : public testing::Test {
+  protected:
+    // Makes the directory from a shared object of tests/plugins.
+    void install(std::string const& name, std::string const& object, std::string const& element) {
+        files.write(name + "/plugin.xml", element);
+        fs::create_directories(files.path(name + "/darwin/x86"));
+        fs::copy(support::built_object(object), object_path(name),
+                 fs::copy_options::overwrite_existing);
+    }
+
+    void install_memory(std::string const& name) {
+        install(name, "memory",
+                support::plugin_element("c-style", "read", "k", support::k_memory_reader));
+    }
+
+    void install_native(std::string const& name) {
+        install(name, "native",
+                support::plugin_element("native", "read", "k", {{"create", "native_create"}}));
+    }
+
+    void load(std::string const& name) { ASSERT_TRUE(registry->load_plugin(files.path(name))); }
+
+    std::string object_path(std::string const& name) const {
+        return files.path(name + "/darwin/x86/plugin.so");
+    }
+
+    bool mapped(std::string const& name) const {
+        return support::read_file("/proc/self/maps").find(object_path(name)) != std::string::npos;
+    }
+
+    support::temporary_directory files;
+    support::registry_ptr registry = new kivcore::plugins("/nowhere");
+};
+
+TEST_F(lifetime, a_shared_object_is_mapped_from_the_first_object_to_the_end_of_the_registry) {
+    install_memory("memory");
+    load("memory");
+    EXPECT_FALSE(mapped("memory"));
+    registry->create_with_id(k_id);
+    EXPECT_TRUE(mapped("memory"));
+    registry = nullptr;
+    EXPECT_FALSE(mapped("memory"));
+}
+
+TEST_F(lifetime, a_factory_keeps_its_shared_object_beyond_the_registry) {
+    install_native("native");
+    load("native");
+    support::factory_ptr maker;
+    auto object = registry->create_with_id(k_id, maker);
+    registry = nullptr;
+    ASSERT_TRUE(mapped("native"));
+    EXPECT_EQ(object->kind(), kivcore::plugin::k_kind_reader);
+    EXPECT_TRUE(maker->create());
+    object = nullptr;
+    EXPECT_TRUE(mapped("native"));
+    maker = nullptr;
+    EXPECT_FALSE(mapped("native"));
+}
+
+TEST_F(lifetime, a_description_outlives_everything_and_maps_nothing) {
+    install_memory("memory");
+    load("memory");
+    registry->create_with_id(k_id);
+    support::info_ptr const description = registry->describe_plugin(k_id);
+    registry = nullptr;
+    EXPECT_FALSE(mapped("memory"));
+    EXPECT_EQ(support::value_of(description, "path"), files.path("memory"));
+}
+
+TEST_F(lifetime, a_native_plugin_closes_the_shared_object_that_it_replaces) {
+    install_memory("memory");
+    install_native("native");
+    load("memory");
+    registry->create_with_id(k_id);
+    support::capture out(1);
+    load("native");
+    EXPECT_EQ(out.text(), "Overriding plugin io/read/k/tests/1.0 with native interface\n");
+    EXPECT_FALSE(mapped("memory"));
+    EXPECT_TRUE(registry->create_with_id(k_id));
+    EXPECT_TRUE(mapped("native"));
+}
+
+TEST_F(lifetime, an_instance_keeps_a_replaced_shared_object_until_it_goes) {
+    install_memory("memory");
+    install_native("native");
+    load("memory");
+    auto old = kivcore::create<reader>(registry, k_id);
+    ASSERT_TRUE(old);
+    support::capture out(1);
+    load("native");
+    out.text();
+    EXPECT_TRUE(mapped("memory"));
+    EXPECT_EQ(old->open("any", "r"), 0);
+    registry = nullptr;
+    EXPECT_EQ(old->size(), 0);
+    old = {};  // closes its handle on the way
+    EXPECT_FALSE(mapped("memory"));
+}
+
+TEST_F(lifetime, a_failed_creation_keeps_nothing_beyond_the_registry) {
+    install("native", "native",
+            support::plugin_element("native", "read", "k", {{"create", "native_create_throwing"}}));
+    load("native");
+    EXPECT_THROW(kivcore::create<reader>(registry, k_id), std::runtime_error);
+    EXPECT_TRUE(mapped("native"));
+    registry = nullptr;
+    EXPECT_FALSE(mapped("native"));
+}
+
+TEST_F(lifetime, instances_go_in_any_order_round_after_round) {
+    install_memory("memory");
+    install_native("native");
+    for (unsigned int round = 0; round < 60; ++round) {
+        registry = new kivcore::plugins("/nowhere");
+        char const* const name = round % 2 == 0 ? "memory" : "native";
+        load(name);
+        kivcore::instance<reader> held[3];
+        for (auto& slot : held) {
+            slot = kivcore::create<reader>(registry, k_id);
+            ASSERT_TRUE(slot);
+            ASSERT_EQ(slot->open("any", "r"), 0);
+        }
+        // The registry goes before, between or after the instances; these go in turn.
+        for (unsigned int step = 0; step < 4; ++step) {
+            ASSERT_TRUE(mapped(name)) << "round " << round << ", step " << step;
+            if (step == round % 4) {
+                registry = nullptr;
+            } else {
+                held[(step + round / 4) % 4 % 3] = {};
+            }
+        }
+        for (auto& slot : held) {
+            slot = {};
+        }
+        ASSERT_FALSE(mapped(name)) << "round " << round;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,152 @@
+#include <dlfcn.h>
+
+#include <gtest/gtest.h>
+
+#include <morbase/es.h>
+#include <support/fakes.h>
+#include <support/files.h>
+
+namespace {
+
+int opened = 0;
+bool refuse_to_close = false;
+
+template <typename function>
+function* platform(char const* name) {
+    static auto* const found = reinterpret_cast<function*>(dlsym(RTLD_NEXT, name));
+    return found;
+}
+
+}  // namespace
+
+// The library's calls come through here: the platform alone tells neither how often it
+// was called, nor does it ever refuse to close.
+extern "C" __attribute__((visibility("default"))) void* dlopen(char const* path,
+                                                               int flags) noexcept {
+    ++opened;
+    return platform<void*(char const*, int)>("dlopen")(path, flags);
+}
+
+extern "C" __attribute__((visibility("default"))) int dlclose(void* handle) noexcept {
+    return refuse_to_close ? 1 : platform<int(void*)>("dlclose")(handle);
+}
+
+namespace {
+
+using kivcore::loader;
+using support::built_object;
+
+bool is_open(std::string const& path) {
+    void* const handle = platform<void*(char const*, int)>("dlopen")(
+        path.c_str(), RTLD_LAZY | RTLD_LOCAL | RTLD_NOLOAD);
+    return handle != nullptr && platform<int(void*)>("dlclose")(handle) == 0;
+}
+
+// The message of a load, empty when it went well.
+std::string load_failure(loader& image) {
+    try {
+        image.load();
+    } catch (morbase::es::call const& failure) {
+        return failure.what();
+    }
+    return "";
+}
+
+TEST(loader_test, opens_on_load_and_closes_on_one_unload_however_often_it_was_loaded) {
+    std::string const path = built_object("memory");
+    morbase::ptr_refcount<loader> const image(new loader(path));
+    EXPECT_NO_THROW(image->unload());
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_FALSE(is_open(path));
+        EXPECT_EQ(image->lookup("memory_open"), nullptr);
+        EXPECT_EQ(image->lookup("malloc"), nullptr);
+        opened = 0;
+        image->load();
+        void* const address = image->lookup("memory_open");
+        image->load();
+        EXPECT_EQ(opened, 1);
+        EXPECT_NE(address, nullptr);
+        EXPECT_EQ(image->lookup("memory_open"), address);
+        EXPECT_EQ(image->lookup("memory_opened"), nullptr);
+        EXPECT_EQ(image->lookup("content"), nullptr);
+        image->unload();
+    }
+    EXPECT_FALSE(is_open(path));
+}
+
+TEST(loader_test, keeps_the_symbols_of_a_shared_object_to_itself) {
+    morbase::ptr_refcount<loader> const image(new loader(built_object("memory")));
+    image->load();
+    EXPECT_EQ(dlsym(RTLD_DEFAULT, "memory_open"), nullptr);
+}
+
+TEST(loader_test, what_cannot_be_opened_is_reported_with_the_platforms_reason_each_time) {
+    support::temporary_directory const files;
+    std::string const paths[] = {
+        files.path("missing.so"),
+        files.write("empty.so", ""),
+        files.write("garbage.so", "this is no shared object, however long the text is"),
+        files.write("magic.so", "\177ELF"),
+        files.path(),
+        files.path(std::string(5000, 'n')),
+        built_object("unresolved"),
+    };
+    for (std::string const& path : paths) {
+        ASSERT_EQ(dlopen(path.c_str(), RTLD_LAZY | RTLD_LOCAL), nullptr);
+        std::string const expected = "failed to load binary image: " + std::string(dlerror());
+        morbase::ptr_refcount<loader> const image(new loader(path));
+        EXPECT_EQ(load_failure(*image), expected);
+        EXPECT_EQ(load_failure(*image), expected);
+        EXPECT_EQ(image->lookup("malloc"), nullptr);
+        EXPECT_NO_THROW(image->unload());
+    }
+}
+
+TEST(loader_test, a_later_load_finds_what_was_missing_before) {
+    support::temporary_directory const files;
+    morbase::ptr_refcount<loader> const image(new loader(files.path("late.so")));
+    EXPECT_NE(load_failure(*image), "");
+    std::filesystem::copy(built_object("memory"), files.path("late.so"));
+    EXPECT_EQ(load_failure(*image), "");
+    EXPECT_NE(image->lookup("memory_open"), nullptr);
+}
+
+TEST(loader_test, a_refused_close_is_raised_by_unload_and_dropped_by_the_destructor) {
+    std::string const path = built_object("memory");
+    morbase::ptr_refcount<loader> image(new loader(path));
+    image->load();
+    void* const address = image->lookup("memory_open");
+    refuse_to_close = true;
+    dlerror();
+    try {
+        image->unload();
+        ADD_FAILURE() << "nothing was raised";
+    } catch (morbase::es::call const& failure) {
+        EXPECT_STREQ(failure.what(), "failed to unload binary image: unknown reason");
+    }
+    EXPECT_EQ(image->lookup("memory_open"), address);
+
+    auto* const lost = dlopen(path.c_str(), RTLD_LAZY | RTLD_LOCAL | RTLD_NOLOAD);
+    image = nullptr;
+    refuse_to_close = false;
+    EXPECT_TRUE(is_open(path));
+    dlclose(lost);
+    dlclose(lost);  // the reference that the destructor could not give back
+    EXPECT_FALSE(is_open(path));
+}
+
+TEST(loader_test, the_plugins_of_a_bundle_share_one_shared_object_opened_once) {
+    kivcore::plugins plugins("/nowhere");
+    opened = 0;
+    ASSERT_TRUE(plugins.load_plugin(TEST_PLUGIN_DIR "/memory"));
+    EXPECT_EQ(opened, 0);
+    for (int round = 0; round < 2; ++round) {
+        for (char const* id : {"io/read/seek/tests/1.0", "io/read/pair/tests/1.0",
+                               "io/write/seek/tests/1.0", "io/write/pair/tests/1.0"}) {
+            EXPECT_TRUE(plugins.create_with_id(id)) << id;
+        }
+    }
+    EXPECT_EQ(opened, 1);
+}
+
+}  // namespace

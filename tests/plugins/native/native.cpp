@@ -1,0 +1,52 @@
+// Create functions: one that makes a reader of a fixed text, one that makes nothing and
+// one that throws.
+
+#include <algorithm>
+#include <cstring>
+#include <stdexcept>
+
+#include <kivcore/kivcore.h>
+
+namespace {
+
+constexpr char k_text[] = "native text";
+constexpr long long k_size = sizeof k_text - 1;
+
+class text_reader final : public kivcore::reader {
+  public:
+    int open(std::string const& /*path*/, std::string const& /*mode*/) override { return 0; }
+    int close() override { return 0; }
+
+    long long read(void* buffer, unsigned long long count) override {
+        auto const left = static_cast<unsigned long long>(k_size - position);
+        auto const moved = std::min(count, left);
+        std::memcpy(buffer, k_text + position, moved);
+        position += static_cast<long long>(moved);
+        return static_cast<long long>(moved);
+    }
+
+    long long seek(long long offset, morbase::whence origin) override {
+        long long const bases[] = {0, position, k_size};
+        long long const target = bases[origin] + offset;
+        return target >= 0 && target <= k_size ? position = target : -1;
+    }
+
+  private:
+    long long position = 0;
+};
+
+}  // namespace
+
+#define EXPORTED extern "C" __attribute__((visibility("default")))
+
+EXPORTED kivcore::plugin* native_create() {
+    return new text_reader;
+}
+
+EXPORTED kivcore::plugin* native_create_nothing() {
+    return nullptr;
+}
+
+EXPORTED kivcore::plugin* native_create_throwing() {
+    throw std::runtime_error("the device is busy");
+}

@@ -1,0 +1,295 @@
+#include <pthread.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <random>
+#include <set>
+#include <tuple>
+
+#include <gtest/gtest.h>
+
+#include <support/fakes.h>
+
+namespace {
+
+using kivcore::plugin_id_less;
+using kivcore::version_greater;
+using strings = std::vector<std::string>;
+
+strings found(strings const& ids, std::string const& pattern) {
+    kivcore::plugins plugins("/nowhere");
+    for (std::string const& id : ids) {
+        plugins.register_with_id(id, nullptr, "");
+    }
+    return plugins.find_plugins(pattern);
+}
+
+TEST(version_order, a_greater_version_is_greater_one_way_only) {
+    std::pair<char const*, char const*> const pairs[] = {
+        {"1.10", "1.9"},     {"2.0", "1.255"},          {"0.1", "0"},
+        {"0.0.0.1", ""},     {"1.0.0.1", "1.0"},        {"1.2.3", "1.2"},
+        {"1.2.4", "1.2.3"},  {"0.257", "0.1"},          {"0.512", "1.255"},
+        {"1b3", "0.9"},      {".1", "0.0.255"},         {"10", "9"},
+        {"128", "127"},      {"-1", "254.255.255.255"}, {"0.0.0.4294967295", "255.255.255.254"},
+        {"1.0.0.256", "1.0"}};
+    for (auto const& [greater, less] : pairs) {
+        EXPECT_TRUE(version_greater()(greater, less)) << greater << " against " << less;
+        EXPECT_FALSE(version_greater()(less, greater)) << less << " against " << greater;
+    }
+}
+
+TEST(version_order, versions_of_one_weight_are_neither_greater) {
+    std::pair<char const*, char const*> const pairs[] = {
+        {"1", "1.0.0"},
+        {"1.0", "1.0.0.0"},
+        {"1.256", "1.0"},
+        {"256", "0"},
+        {"1.257", "1.1"},
+        {"1.0b3", "1.0"},
+        {"01.002", "1.2"},
+        {"1.2.3.4", "1.2.3.4.5"},
+        {"1.2.3.4", "1.2.3.4.255.1"},
+        {"", "text"},
+        {"", "..."},
+        // signs and blanks
+        {"+2", "2"},
+        {" \t\n\v\f\r7", "7"},
+        {"- 1", "0"},
+        {"+-1", "0"},
+        {"-", "0"},
+        {"\xc2\xa0"
+         "7",
+         "0"},
+        {"0.0.0.-1", "255.255.255.255"},
+        {"0.0.0.-255", "255.255.255.1"},
+        // 32 bits, whatever the platform's long holds
+        {"0.0.0.4294967295", "255.255.255.255"},
+        {"0.0.0.4294967296", "255.255.255.255"},
+        {"0.0.0.18446744073709551616", "255.255.255.255"},
+        {"0.0.0.-4294967295", "0.0.0.1"},
+        {"0.0.0.-4294967296", "255.255.255.255"},
+        {"0.0.0.99999999999999999999999999", "255.255.255.255"},
+        {"0.0.0.00000000000000000000000000001", "0.0.0.1"},
+        {"0.0.0.0x10", "0"}};
+    for (auto const& [a, b] : pairs) {
+        EXPECT_FALSE(version_greater()(a, b)) << a << " against " << b;
+        EXPECT_FALSE(version_greater()(b, a)) << b << " against " << a;
+    }
+}
+
+TEST(id_order, ids_are_ordered_by_prefix_and_then_newest_first) {
+    std::pair<char const*, char const*> const pairs[] = {{"io/read/k/d/1.10", "io/read/k/d/1.9"},
+                                                         {"io/read/a/d/1.0", "io/read/b/d/9.0"},
+                                                         {"io/read/k/d1/1.0", "io/read/k/d2/2.0"},
+                                                         {"io/read/k/d/1", "io/read/k/d\x80/2"},
+                                                         {"a/1", "ab/9"},
+                                                         {"/9", "/1"},
+                                                         {"plain", "plain2"},
+                                                         {"a", "a/b/1"}};
+    for (auto const& [less, greater] : pairs) {
+        EXPECT_TRUE(plugin_id_less()(less, greater)) << less << " against " << greater;
+        EXPECT_FALSE(plugin_id_less()(greater, less)) << greater << " against " << less;
+    }
+    EXPECT_FALSE(plugin_id_less()("a/1.0", "a/1"));
+    EXPECT_FALSE(plugin_id_less()("a/1", "a/1.0"));
+}
+
+// Ids that meet often: few prefixes, and versions of few pieces.
+class random_ids {
+  public:
+    std::string next() { return prefix() + '/' + version(); }
+
+    std::string prefix() {
+        std::string text = "io/read/";
+        text += pick(std::string("ab\xff."));
+        return text + '/' + pick(std::string("dD"));
+    }
+
+    std::string version() {
+        std::string text;
+        for (auto fields = random() % 6; fields > 0; --fields) {
+            text += pick(pieces);
+            text += fields > 1 ? "." : "";
+        }
+        return text;
+    }
+
+  private:
+    template <typename choices>
+    typename choices::value_type pick(choices const& from) {
+        return from[random() % from.size()];
+    }
+
+    strings const pieces{"0", "1", "2", "10", "255", "256", "257", "-1", " 3", "+4", "x", "5x", ""};
+    std::mt19937 random{20240229};
+};
+
+// The place of an id, computed the plain way.
+std::tuple<std::string, unsigned int> place(std::string const& id) {
+    auto const slash = id.rfind('/');
+    std::string version = id.substr(slash + 1) + '.';
+    unsigned int key = 0;
+    for (int shift = 24; shift >= 0 && !version.empty(); shift -= 8) {
+        key |= static_cast<unsigned int>(std::strtoul(version.c_str(), nullptr, 10)) << shift;
+        version.erase(0, version.find('.') + 1);
+    }
+    return {id.substr(0, slash), ~key};
+}
+
+TEST(id_order, random_tables_come_out_as_a_plain_sort_puts_them) {
+    random_ids ids;
+    for (int round = 0; round < 50; ++round) {
+        std::set<std::string> table;
+        while (table.size() < 40) {
+            table.insert(ids.next());
+        }
+        std::vector<std::tuple<std::string, unsigned int>> expected;
+        std::vector<std::tuple<std::string, unsigned int>> actual;
+        for (std::string const& id : table) {
+            expected.push_back(place(id));
+        }
+        std::sort(expected.begin(), expected.end());
+        strings const listed = found({table.begin(), table.end()}, "[^|]*");
+        for (std::string const& id : listed) {
+            actual.push_back(place(id));
+        }
+        ASSERT_EQ(actual, expected);
+        ASSERT_EQ(std::set<std::string>(listed.begin(), listed.end()), table);
+    }
+}
+
+TEST(id_order, is_a_strict_weak_ordering) {
+    random_ids ids;
+    plugin_id_less const less;
+    auto const equivalent = [&](std::string const& a, std::string const& b) {
+        return !less(a, b) && !less(b, a);
+    };
+    for (int round = 0; round < 20000; ++round) {
+        std::string const a = ids.next();
+        std::string const b = ids.next();
+        std::string const c = ids.next();
+        ASSERT_FALSE(less(a, a)) << a;
+        ASSERT_FALSE(less(a, b) && less(b, a)) << a << " and " << b;
+        ASSERT_TRUE(!less(a, b) || !less(b, c) || less(a, c)) << a << ", " << b << ", " << c;
+        ASSERT_TRUE(!equivalent(a, b) || !equivalent(b, c) || equivalent(a, c))
+            << a << ", " << b << ", " << c;
+    }
+}
+
+TEST(search, a_pattern_selects_whole_ids_newest_version_first) {
+    strings const ids{"io/read/k/d/1.9", "io/read/k/d/1.10", "io/read/k/d/2.0", "io/write/k/d/1.0"};
+    strings const readers{"io/read/k/d/2.0", "io/read/k/d/1.10", "io/read/k/d/1.9"};
+    EXPECT_EQ(found(ids, "io/read/.*"), readers);
+    EXPECT_EQ(found(ids, "io/read/k/d/1.1."), strings{"io/read/k/d/1.10"});
+    EXPECT_EQ(found(ids, ".*/(1\\.9|1\\.10)"), (strings{readers[1], readers[2]}));
+    EXPECT_EQ(found(ids, ".*").size(), ids.size());
+    for (char const* nothing :
+         {"io", "", "/read/", "IO/read/.*", "io/read/k/d/1", "io/[", "(", "*"}) {
+        EXPECT_TRUE(found(ids, nothing).empty()) << nothing;
+    }
+}
+
+TEST(search, a_pattern_selects_the_same_whatever_it_begins_with) {
+    strings const ids{"a/b/c/d/1", "ab/b/c/d/1", "abb/b/c/d/1", "b/b/c/d/1"};
+    struct {
+        char const* pattern;
+        strings ids;
+    } const cases[] = {
+        {"ab?/.*", {ids[0], ids[1]}},
+        {"ab*/.*", {ids[0], ids[1], ids[2]}},
+        {"ab+/.*", {ids[1], ids[2]}},
+        {"ab{0,1}/.*", {ids[0], ids[1]}},
+        {"ab{2}/.*", {ids[2]}},
+        {"ab/.*|b/.*", {ids[1], ids[3]}},
+        {"(?i)AB/.*", {ids[1]}},
+        {"a(?i)B/.*", {ids[1]}},
+        {"a(?#note)?b/.*", {ids[1], ids[3]}},
+        {"a\\E?b/.*", {ids[1], ids[3]}},
+        {"a\\Q\\E*b/.*", {ids[1], ids[3]}},
+        {"\\Qab/\\E.*", {ids[1]}},
+        {"^ab/.*$", {ids[1]}},
+        {"ab/b/c/d/1", {ids[1]}},
+        {"[ab]/.*", {ids[0], ids[3]}},
+        {"(?x) a b / .*", {ids[1]}},
+    };
+    for (auto const& [pattern, expected] : cases) {
+        EXPECT_EQ(found(ids, pattern), expected) << pattern;
+    }
+}
+
+TEST(search, a_description_is_the_one_that_was_registered) {
+    kivcore::plugins plugins("/nowhere");
+    support::info_ptr const description = support::described_as("native", "k");
+    plugins.register_with_info(description, nullptr);
+    EXPECT_EQ(plugins.describe_plugin("io/read/k/tests/1.0"), description);
+    EXPECT_FALSE(plugins.describe_plugin("io/read/k/tests/1"));
+    EXPECT_FALSE(plugins.describe_plugin(""));
+}
+
+std::string repeated(std::string const& text, int times) {
+    std::string all;
+    for (int i = 0; i < times; ++i) {
+        all += text;
+    }
+    return all;
+}
+
+// Less than platforms give by default. One size for all tests: the platform may well give
+// a thread the larger stack of one that ended.
+constexpr std::size_t k_small_stack = 128 << 10;
+
+// Runs something on a thread with a small stack of its own.
+template <typename action>
+void on_a_small_stack(action const& act) {
+    pthread_attr_t attributes;
+    ASSERT_EQ(pthread_attr_init(&attributes), 0);
+    ASSERT_EQ(pthread_attr_setstacksize(&attributes, k_small_stack), 0);
+    auto const body = [](void* argument) -> void* {
+        (*static_cast<action const*>(argument))();
+        return nullptr;
+    };
+    pthread_t thread{};
+    ASSERT_EQ(pthread_create(&thread, &attributes, body, const_cast<action*>(&act)), 0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attributes);
+}
+
+// Long ids and long patterns, which would recurse once for each byte or group.
+void search_with_long_texts() {
+    std::string const long_id = "a/" + std::string(1 << 20, 'b') + "/c/d/1.0";
+    strings const ids{long_id, "a/b/c/d/1.0"};
+    EXPECT_EQ(found(ids, ".*"), (strings{"a/b/c/d/1.0", long_id}));
+    for (char const* recursive : {"(?:.|x)*", "(.|x)*", "a/(b|bb)+/c/d/1\\.0"}) {
+        EXPECT_EQ(found(ids, recursive), strings{"a/b/c/d/1.0"}) << recursive;
+    }
+    EXPECT_TRUE(found(ids, repeated("(x)", 200000)).empty());
+}
+
+TEST(search, long_texts_do_not_overflow_the_stack) {
+    search_with_long_texts();
+}
+
+TEST(search, long_texts_do_not_overflow_a_small_stack) {
+    on_a_small_stack([] {
+        search_with_long_texts();
+        strings const ids{"a/b/c/d/" + std::string(3000, 'x')};
+        EXPECT_TRUE(found(ids, "a/b/c/d/" + repeated("(?:x|y)?", 3000)).empty());
+    });
+}
+
+std::string nested(int depth) {
+    return repeated("(", depth) + "a/b/c/d/1" + repeated(")", depth);
+}
+
+TEST(search, nested_groups_do_not_overflow_the_stack) {
+    strings const ids{"a/b/c/d/1"};
+    EXPECT_EQ(found(ids, nested(200)), ids);
+    EXPECT_TRUE(found(ids, nested(50000)).empty());
+    on_a_small_stack([&] {
+        EXPECT_EQ(found(ids, nested(10)), ids);
+        EXPECT_TRUE(found(ids, nested(250)).empty());
+        EXPECT_TRUE(found(ids, nested(50000)).empty());
+    });
+}
+
+}  // namespace

@@ -1,0 +1,308 @@
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <kivcore/kivcore.h>
+#include <support/files.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+using lines = std::vector<std::string>;
+
+// Notes every call as one line, with the path below the watched directory.
+class recorder : public kivcore::monitor::handler {
+  public:
+    explicit recorder(std::string const& root) : prefix(root + '/') {}
+
+    void changed(std::string const& path, e_change change) override {
+        char const* const k_names[] = {"created ", "modified ", "removed "};
+        EXPECT_EQ(path.compare(0, prefix.size(), prefix), 0) << path;
+        calls.push_back(k_names[change] + path.substr(std::min(prefix.size(), path.size())));
+        if (on_change) {
+            on_change();
+        }
+    }
+    void terminate() override { calls.emplace_back("terminate"); }
+    void log(kivsys::_severity::severity severity, char const* format, ...) override {
+        char text[8192];
+        std::va_list arguments;
+        va_start(arguments, format);
+        EXPECT_GT(std::vsnprintf(text, sizeof text, format, arguments), 0);
+        va_end(arguments);
+        logged.push_back(std::string(kivsys::cstr_with_severity(severity)) + ' ' + text);
+    }
+
+    std::string prefix;
+    lines calls;
+    lines logged;
+    std::function<void()> on_change;
+};
+
+class watch_plugin : public testing::Test {
+  protected:
+    watch_plugin() {
+        registry->load_plugin(BUILT_PLUGIN_DIR "/watch");
+        watch = kivcore::create<kivcore::monitor>(registry, "io/monitor/watch/kivcore/1.0");
+    }
+
+    void SetUp() override {
+        ASSERT_TRUE(watch);
+        fs::create_directory(root);
+    }
+
+    // Everything there is to tell, in the order in which it is told.
+    lines told() {
+        while (watch->poll(0) > 0) {
+        }
+        return std::exchange(sink.calls, {});
+    }
+    std::string in_root(std::string const& name) const { return root + '/' + name; }
+    void write(std::string const& name, std::string const& content = "x") const {
+        std::ofstream(in_root(name), std::ios::app) << content;
+    }
+
+  public:
+    support::temporary_directory place;
+    std::string root = place.path("root");
+    recorder sink{root};
+    morbase::ptr_refcount<kivcore::plugins> registry{new kivcore::plugins("")};
+    kivcore::instance<kivcore::monitor> watch;
+};
+
+TEST_F(watch_plugin, changes_are_reported_on_each_level_and_links_are_not_followed) {
+    fs::create_directories(in_root("old/deep"));
+    write("old/deep/file");
+    fs::create_directory(place.path("elsewhere"));
+    fs::create_directory_symlink(place.path("elsewhere"), in_root("old/link"));
+    ASSERT_EQ(watch->start(root, &sink), 0);
+    EXPECT_EQ(told(), lines{});
+    write("new");
+    fs::create_directory_symlink(place.path("elsewhere"), in_root("link"));
+    place.write("elsewhere/unseen", "");
+    write("old/deep/file");
+    write("old/deep/file");
+    EXPECT_EQ(told(), (lines{"created new", "created link", "modified old/deep/file"}));
+    write("new");
+    EXPECT_EQ(told(), lines{"modified new"});
+    fs::resize_file(in_root("old/deep/file"), 0);
+    fs::remove(in_root("old/link"));
+    fs::remove_all(in_root("old"));
+    EXPECT_EQ(told(), (lines{"modified old/deep/file", "removed old/link", "removed old/deep/file",
+                             "removed old/deep", "removed old"}));
+}
+
+TEST_F(watch_plugin, what_a_new_directory_holds_before_its_watch_stands_is_created_once) {
+    ASSERT_EQ(watch->start(root, &sink), 0);
+    std::thread maker([&] {
+        for (int i = 0; i < 100; ++i) {
+            std::string const outer = std::to_string(i);
+            fs::create_directories(in_root(outer + "/inner"));
+            write(outer + "/file");
+            write(outer + "/inner/file");
+        }
+    });
+    lines expected;
+    for (int i = 0; i < 100; ++i) {
+        for (char const* below : {"", "/inner", "/file", "/inner/file"}) {
+            expected.push_back("created " + std::to_string(i) + below);
+        }
+    }
+    // Writes to a file that was told of between its creation and its content are seen.
+    auto const created = [&] {
+        return std::count_if(sink.calls.begin(), sink.calls.end(),
+                             [](std::string const& call) { return call[0] == 'c'; });
+    };
+    while (created() < 400 && watch->poll(2000) > 0) {
+    }
+    maker.join();
+    lines calls = told();
+    calls.erase(std::remove_if(calls.begin(), calls.end(),
+                               [](std::string const& call) { return call[0] == 'm'; }),
+                calls.end());
+    std::sort(calls.begin(), calls.end());
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(calls, expected);
+    write("42/inner/late");
+    EXPECT_EQ(told(), lines{"created 42/inner/late"});
+}
+
+TEST_F(watch_plugin, a_rename_is_a_removal_and_a_creation_with_all_that_is_below) {
+    fs::create_directories(in_root("a/sub"));
+    write("a/sub/file");
+    write("plain");
+    ASSERT_EQ(watch->start(root, &sink), 0);
+    fs::rename(in_root("a"), in_root("b"));
+    write("b/sub/file");
+    fs::rename(in_root("plain"), in_root("other"));
+    EXPECT_EQ(told(),
+              (lines{"removed a/sub/file", "removed a/sub", "removed a", "created b",
+                     "created b/sub", "created b/sub/file", "removed plain", "created other"}));
+    fs::rename(in_root("b"), place.path("outside"));
+    place.write("outside/sub/unseen", "");
+    EXPECT_EQ(told(), (lines{"removed b/sub/file", "removed b/sub", "removed b"}));
+    fs::rename(place.path("outside"), in_root("back"));
+    EXPECT_EQ(told().size(), 4U);
+    write("back/sub/file");
+    EXPECT_EQ(told(), lines{"modified back/sub/file"});
+}
+
+TEST_F(watch_plugin, what_takes_the_place_of_a_name_is_watched_in_its_stead) {
+    for (char const* name : {"a", "b", "empty"}) {
+        fs::create_directory(in_root(name));
+    }
+    write("target");
+    write("source");
+    ASSERT_EQ(watch->start(root, &sink), 0);
+    fs::rename(in_root("source"), in_root("target"));
+    EXPECT_EQ(told(), (lines{"removed source", "modified target"}));
+    ASSERT_EQ(
+        renameat2(AT_FDCWD, in_root("a").c_str(), AT_FDCWD, in_root("b").c_str(), RENAME_EXCHANGE),
+        0);
+    fs::create_directory(place.path("fresh"));
+    fs::rename(place.path("fresh"), in_root("empty"));
+    told();
+    for (char const* name : {"a/1", "b/2", "empty/3", "target"}) {
+        write(name);
+    }
+    EXPECT_EQ(told(), (lines{"created a/1", "created b/2", "created empty/3", "modified target"}));
+}
+
+// Mounts something there that only this process sees. Needs a privilege.
+bool mounted_in_private(std::string const& directory) {
+    return unshare(CLONE_NEWNS) == 0 &&
+           mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+           mount("none", directory.c_str(), "tmpfs", 0, nullptr) == 0;
+}
+
+TEST_F(watch_plugin, the_end_of_the_directory_is_told_once_and_then_there_is_nothing_to_poll) {
+    auto const expect_end = [&](std::function<void()> const& end) {
+        fs::create_directory(root);
+        ASSERT_EQ(watch->start(root, &sink), 0);
+        end();
+        EXPECT_EQ(watch->poll(-1), 1);
+        EXPECT_EQ(watch->poll(-1), -ENOENT);
+        EXPECT_EQ(told(), lines{"terminate"});
+        EXPECT_EQ(watch->stop(), 0);
+    };
+    expect_end([&] { fs::remove(root); });
+    expect_end([&] { fs::rename(root, place.path("moved")); });
+    fs::create_directory(root);
+    if (mounted_in_private(root)) {
+        expect_end([&] { EXPECT_EQ(umount(root.c_str()), 0); });
+    }
+}
+
+TEST_F(watch_plugin, lost_events_are_warned_of_and_made_up_for) {
+    write("doomed");
+    ASSERT_EQ(watch->start(root, &sink), 0);
+    unsigned long limit = 0;
+    std::ifstream("/proc/sys/fs/inotify/max_queued_events") >> limit;
+    for (unsigned long i = 0; i <= limit / 2; ++i) {
+        close(creat(in_root("churn").c_str(), 0600));
+        unlink(in_root("churn").c_str());
+    }
+    fs::remove(in_root("doomed"));
+    fs::create_directories(in_root("new/sub"));
+    lines const calls = told();
+    ASSERT_GE(calls.size(), 3U);
+    EXPECT_EQ(lines(calls.end() - 3, calls.end()),
+              (lines{"removed doomed", "created new", "created new/sub"}));
+    EXPECT_EQ(sink.logged,
+              lines{"WARNING watch: events below " + root +
+                    " were lost, modifications among them may go unreported; poll more often or "
+                    "raise fs.inotify.max_queued_events"});
+    write("new/sub/file");
+    EXPECT_EQ(told(), lines{"created new/sub/file"});
+}
+
+TEST_F(watch_plugin, a_directory_that_cannot_be_watched_is_warned_of) {
+    fs::path const before = fs::current_path();
+    fs::create_directory(in_root("x"));
+    fs::current_path(in_root("x"));
+    std::string const long_name(250, 'n');
+    for (int i = 0; i < 18; ++i) {  // beyond the length that a path may have
+        fs::create_directory(long_name);
+        fs::current_path(long_name);
+    }
+    fs::current_path(before);
+    ASSERT_EQ(watch->start(root, &sink), 0);
+    write("file");
+    EXPECT_EQ(told(), lines{"created file"});
+    ASSERT_EQ(sink.logged.size(), 1U);
+    EXPECT_NE(sink.logged[0].find(": File name too long; what happens in it goes unreported"),
+              std::string::npos);
+}
+
+TEST_F(watch_plugin, refusals_leave_it_ready_for_a_better_start) {
+    EXPECT_EQ(watch->poll(0), -EBADF);
+    EXPECT_EQ(watch->stop(), -EBADF);
+    EXPECT_EQ(watch->start(root, nullptr), -EINVAL);
+    EXPECT_EQ(watch->start("", &sink), -EINVAL);
+    EXPECT_EQ(watch->start(in_root("missing"), &sink), -ENOENT);
+    EXPECT_EQ(watch->start(place.write("file", ""), &sink), -ENOTDIR);
+    EXPECT_EQ(watch->start(root + '\0', &sink), -EINVAL);
+    ASSERT_EQ(watch->start(root, &sink), 0);
+    EXPECT_EQ(watch->start(root, &sink), -EBUSY);
+    write("dropped");
+    EXPECT_EQ(watch->stop(), 0);
+    EXPECT_EQ(watch->poll(0), -EBADF);
+    ASSERT_EQ(watch->start(root + '/', &sink), 0);
+    write("seen");
+    EXPECT_EQ(told(), lines{"created seen"});
+}
+
+TEST_F(watch_plugin, a_handler_may_throw_or_stop_the_monitor) {
+    ASSERT_EQ(watch->start(root, &sink), 0);
+    for (char const* name : {"a", "b", "c"}) {
+        write(name);
+    }
+    sink.on_change = [] { throw std::runtime_error("from the handler"); };
+    EXPECT_THROW(watch->poll(0), std::runtime_error);
+    sink.on_change = [&] { EXPECT_EQ(watch->stop(), 0); };
+    EXPECT_EQ(watch->poll(0), 1);
+    EXPECT_EQ(sink.calls, (lines{"created a", "created b"}));
+    EXPECT_EQ(watch->poll(0), -EBADF);
+}
+
+TEST_F(watch_plugin, a_signal_ends_an_endless_wait) {
+    ASSERT_EQ(watch->start(root, &sink), 0);
+    struct sigaction note = {};
+    note.sa_handler = [](int) {};
+    ASSERT_EQ(sigaction(SIGALRM, &note, nullptr), 0);
+    itimerval const repeated = {{0, 50000}, {0, 50000}};  // one may come before the wait does
+    ASSERT_EQ(setitimer(ITIMER_REAL, &repeated, nullptr), 0);
+    EXPECT_EQ(watch->poll(-1), 0);
+    itimerval const none = {};
+    setitimer(ITIMER_REAL, &none, nullptr);
+}
+
+TEST_F(watch_plugin, exports_its_create_function_alone) {
+    std::string const list = place.path("exports");
+    std::string const command =
+        "nm -D --defined-only -j " BUILT_PLUGIN_DIR "/watch/darwin/x86/plugin.so >" + list;
+    // NOLINTNEXTLINE(cert-env33-c): the command is this test's own
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    EXPECT_EQ(support::read_file(list), "watch_create\n");
+}
+
+}  // namespace
