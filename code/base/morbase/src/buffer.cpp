@@ -1,6 +1,5 @@
-#include <algorithm>
 
-#include <morbase/buffer.h>
+#include "morbase/buffer.h"
 
 namespace morbase {
 

@@ -1,6 +1,6 @@
-#include <string>
+#include "morbase/es.h"
 
-#include <morbase/es.h>
+#include <string>
 
 namespace morbase::es {
 

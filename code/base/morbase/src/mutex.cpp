@@ -1,5 +1,6 @@
+#include "morbase/mutex.h"
+
 #include <morbase/es.h>
-#include <morbase/mutex.h>
 
 namespace morbase {
 
@@ -49,6 +50,10 @@ mutex::~mutex() {
 
 void mutex::raise_already_locked() {
     es::call::raise(k_source, __LINE__, "mutex is already locked by this thread");
+}
+
+void mutex::raise_cannot_lock() {
+    es::call::raise(k_source, __LINE__, "failed to lock a mutex");
 }
 
 }  // namespace morbase

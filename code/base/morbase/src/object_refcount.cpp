@@ -1,4 +1,4 @@
-#include <morbase/object_refcount.h>
+#include "morbase/object_refcount.h"
 
 namespace morbase {
 

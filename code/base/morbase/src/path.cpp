@@ -1,4 +1,6 @@
-#include <morbase/path.h>
+#include "morbase/path.h"
+
+#include <cstddef>
 
 namespace morbase {
 

@@ -1,4 +1,4 @@
-#include <morbase/stream.h>
+#include "morbase/stream.h"
 
 namespace morbase::stream {
 

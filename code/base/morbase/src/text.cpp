@@ -1,8 +1,9 @@
+#include "morbase/text.h"
+
 #include <cstdarg>
 #include <cstdio>
 
 #include <morbase/es.h>
-#include <morbase/text.h>
 
 namespace morbase {
 

@@ -1,4 +1,4 @@
-#include <kivcore/browser.h>
+#include "kivcore/browser.h"
 
 namespace kivcore {
 

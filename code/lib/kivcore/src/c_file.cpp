@@ -1,6 +1,6 @@
-#include <utility>
+#include "kivcore/c_file.h"
 
-#include <kivcore/c_file.h>
+#include <utility>
 
 namespace kivcore {
 

@@ -1,6 +1,7 @@
+#include "kivcore/factory.h"
+
 #include <string>
 
-#include <kivcore/factory.h>
 #include <morbase/es.h>
 
 namespace kivcore {
@@ -55,20 +56,17 @@ class binder {
         require(slot, std::string(name) + " function");
     }
 
-    // The same for a function that need not be named: the slot is then null.
-    template <typename function>
-    void bind_if_named(function& slot, char const* name) {
-        if (find(slot, name)) {
-            require(slot, std::string(name) + " function");
+    // Raises unless there is a seek function, when one is named, or else the pair.
+    void bind_positioning(c_seek_function& seek, c_get_pos_function& get_pos,
+                          c_set_pos_function& set_pos) {
+        if (find(seek, "seek")) {
+            require(seek, "seek function");
         }
-    }
-
-    // A function of the position pair may be missing where there is a seek function.
-    template <typename function>
-    void bind_unless(c_seek_function seek, function& slot, char const* name) {
-        find(slot, name);
+        find(get_pos, "get_pos");
+        find(set_pos, "set_pos");
         if (seek == nullptr) {
-            require(slot, std::string(name) + " or seek functions");
+            require(get_pos, "get_pos or seek functions");
+            require(set_pos, "set_pos or seek functions");
         }
     }
 
@@ -149,9 +147,7 @@ void factory_c_file_read::bind() {
     functions.bind(open_function, "open");
     functions.bind(close_function, "close");
     functions.bind(read_function, "read");
-    functions.bind_if_named(seek_function, "seek");
-    functions.bind_unless(seek_function, get_pos_function, "get_pos");
-    functions.bind_unless(seek_function, set_pos_function, "set_pos");
+    functions.bind_positioning(seek_function, get_pos_function, set_pos_function);
     functions.bind(size_function, "size");
 }
 
@@ -183,9 +179,7 @@ void factory_c_file_write::bind() {
     functions.bind(close_function, "close");
     functions.bind(write_function, "write");
     functions.bind(flush_function, "flush");
-    functions.bind_if_named(seek_function, "seek");
-    functions.bind_unless(seek_function, get_pos_function, "get_pos");
-    functions.bind_unless(seek_function, set_pos_function, "set_pos");
+    functions.bind_positioning(seek_function, get_pos_function, set_pos_function);
     functions.bind(size_function, "size");
 }
 

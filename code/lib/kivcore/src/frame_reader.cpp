@@ -1,6 +1,7 @@
+#include "kivcore/frame_reader.h"
+
 #include <array>
 
-#include <kivcore/frame_reader.h>
 #include <morbase/text.h>
 
 namespace kivcore {

@@ -1,6 +1,7 @@
+#include "kivcore/loader.h"
+
 #include <dlfcn.h>
 
-#include <kivcore/loader.h>
 #include <morbase/es.h>
 
 namespace kivcore {

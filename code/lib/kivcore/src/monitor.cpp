@@ -1,14 +1,27 @@
+#include "kivcore/monitor.h"
+
 #include <cstdarg>
 #include <cstdio>
 #include <vector>
-
-#include <kivcore/monitor.h>
 
 namespace kivcore {
 
 namespace {
 
 constexpr long long k_first_capacity = 1024;
+
+// Ends a list of arguments on every way out: memory may run out while it is formatted.
+class list_end {
+  public:
+    explicit list_end(std::va_list& started) : list(started) {}
+    ~list_end() { va_end(list); }
+
+    list_end(list_end const&) = delete;
+    list_end& operator=(list_end const&) = delete;
+
+  private:
+    std::va_list& list;
+};
 
 // Formats into the buffer, from the first argument on however often it is called.
 int format_into(std::vector<char>& buffer, char const* format, std::va_list arguments) {
@@ -19,8 +32,7 @@ int format_into(std::vector<char>& buffer, char const* format, std::va_list argu
     return length;
 }
 
-// The formatted message with its NUL; empty when it cannot be formatted. noexcept is
-// not promised: memory may run out.
+// The formatted message with its NUL; empty when it cannot be formatted.
 std::vector<char> formatted(char const* format, std::va_list arguments) {
     std::vector<char> buffer;
     for (long long capacity = k_first_capacity;;) {
@@ -52,8 +64,8 @@ void monitor::handler::log(kivsys::_severity::severity severity, char const* for
     }
     std::va_list arguments;
     va_start(arguments, format);
+    list_end const end(arguments);
     std::vector<char> const message = formatted(format, arguments);
-    va_end(arguments);
     if (!message.empty()) {
         std::fprintf(stderr, "<%s> %s\n", kivsys::cstr_with_severity(severity), message.data());
     }

@@ -1,4 +1,4 @@
-#include <kivcore/multi_file_reader.h>
+#include "kivcore/multi_file_reader.h"
 
 namespace kivcore {
 

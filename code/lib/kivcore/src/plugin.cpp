@@ -1,4 +1,4 @@
-#include <kivcore/plugin.h>
+#include "kivcore/plugin.h"
 
 namespace kivcore {
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <iterator>
 #include <utility>
 
 #include <kivcore/plugins.h>
@@ -17,9 +16,9 @@ constexpr int k_passes = 8;
 // A field of a version as a 32-bit strtoul reads it: blanks and one sign lead, a
 // minus negates modulo 2^32, digits count up to what is none, and a number that does
 // not fit is the largest.
-unsigned int field_value(std::string const& field) {
+unsigned int field_value(std::string_view field) {
     std::size_t const start = std::min(field.find_first_not_of(" \t\n\v\f\r"), field.size());
-    std::string_view digits = std::string_view(field).substr(start);
+    std::string_view digits = field.substr(start);
     bool const negative = !digits.empty() && digits.front() == '-';
     if (negative || (!digits.empty() && digits.front() == '+')) {
         digits.remove_prefix(1);
@@ -34,22 +33,28 @@ unsigned int field_value(std::string const& field) {
 
 // A version in one number: a byte for each of its first four fields, the first one
 // topmost. A field of more than a byte spills into those above.
-unsigned int version_key(std::string const& version, std::vector<std::string>& fields) {
-    fields.clear();
-    tokenize(version, '.', fields);
+unsigned int version_key(std::string_view version) {
     unsigned int key = 0;
-    unsigned int shift = 32;
-    for (std::size_t i = 0; i < fields.size() && shift > 0; ++i) {
+    for (unsigned int shift = 32; shift > 0;) {
         shift -= 8;
-        key |= field_value(fields[i]) << shift;
+        std::size_t const dot = std::min(version.find('.'), version.size());
+        key |= field_value(version.substr(0, dot)) << shift;
+        if (dot == version.size()) {
+            break;
+        }
+        version.remove_prefix(dot + 1);
     }
     return key;
 }
 
-// Moves what is in from to the end of to.
-void move_behind(std::vector<ranked_id>& to, std::vector<ranked_id>& from) {
-    to.insert(to.end(), std::make_move_iterator(from.begin()), std::make_move_iterator(from.end()));
-    from.clear();
+// The length of an id without its last field; an id of one field is its own prefix.
+std::size_t prefix_length_of(std::string const& id) {
+    return std::min(id.rfind('/'), id.size());
+}
+
+// Of an id whose prefix is that long.
+unsigned int version_of(std::string_view id, std::size_t prefix_length) {
+    return version_key(prefix_length < id.size() ? id.substr(prefix_length + 1) : id);
 }
 
 }  // namespace
@@ -63,78 +68,97 @@ void tokenize(std::string const& s, char sep, std::vector<std::string>& out) {
     out.emplace_back(s, start);
 }
 
-ranked_id::ranked_id(std::string const& whole, std::vector<std::string>& fields)
-    : id(whole), prefix_length(std::min(whole.rfind('/'), whole.size())) {
-    bool const has_slash = prefix_length < whole.size();
-    version = version_key(has_slash ? whole.substr(prefix_length + 1) : whole, fields);
-}
-
-bool operator<(ranked_id const& a, ranked_id const& b) {
-    int const order = a.prefix().compare(b.prefix());
-    return order != 0 ? order < 0 : a.version > b.version;
-}
-
 void id_sorter::add(std::string const& id) {
-    add(ranked_id(id, fields));
+    add({&id, prefix_length_of(id), 0});
 }
 
-void id_sorter::add(ranked_id&& next) {
-    if (!run.empty() && run.back().prefix() != next.prefix()) {
+void id_sorter::add(ranked_id const& next) {
+    if (!run.empty() && run.front().prefix() != next.prefix()) {
         end_run();
     }
-    run.push_back(std::move(next));
+    run.push_back(next);
 }
 
 void id_sorter::end_run() {
-    std::sort(run.begin(), run.end());
-    bool const in_order = kept.empty() || run.empty() || kept.back() < run.front();
-    move_behind(in_order ? kept : late, run);
+    if (run.size() > 1) {
+        for (ranked_id& ranked : run) {
+            ranked.version = version_of(*ranked.id, ranked.prefix_length);
+        }
+        std::sort(run.begin(), run.end(),
+                  [](ranked_id const& a, ranked_id const& b) { return a.version > b.version; });
+    }
+    bool const is_late = !run.empty() && !kept.ids.empty() &&
+                         kept.at(kept.ids.size() - 1).prefix() >= run.front().prefix();
+    if (is_late) {
+        late.insert(late.end(), run.begin(), run.end());
+    } else {
+        for (ranked_id const& ranked : run) {
+            kept.ids.push_back(*ranked.id);
+            kept.prefix_lengths.push_back(ranked.prefix_length);
+        }
+    }
+    run.clear();
 }
 
-id_sorter::ranked_ids id_sorter::take_ranked(int passes) {
+bool id_sorter::is_less(ranked_id const& a, ranked_id const& b) {
+    int const order = a.prefix().compare(b.prefix());
+    return order != 0 ? order < 0
+                      : version_of(*a.id, a.prefix_length) > version_of(*b.id, b.prefix_length);
+}
+
+// NOLINTNEXTLINE(misc-no-recursion): as deep as there are passes
+id_sorter::sorted_ids id_sorter::take(int passes) {
     end_run();
     if (late.empty()) {
         return std::exchange(kept, {});
     }
-    if (passes == 0) {
-        std::sort(late.begin(), late.end());
-    } else {
-        id_sorter next_pass;
-        for (ranked_id& ranked : late) {
-            next_pass.add(std::move(ranked));
-        }
-        late = next_pass.take_ranked(passes - 1);
+    sorted_ids more = sorted_late(passes);
+    return merged(kept, more);
+}
+
+// NOLINTNEXTLINE(misc-no-recursion): as deep as there are passes
+id_sorter::sorted_ids id_sorter::sorted_late(int passes) {
+    if (passes == 0) {  // after this, no run comes too late
+        std::sort(late.begin(), late.end(), is_less);
     }
-    ranked_ids all;
-    all.reserve(kept.size() + late.size());
-    std::merge(std::make_move_iterator(kept.begin()), std::make_move_iterator(kept.end()),
-               std::make_move_iterator(late.begin()), std::make_move_iterator(late.end()),
-               std::back_inserter(all));
-    kept.clear();
+    id_sorter next_pass;
+    for (ranked_id const& ranked : late) {
+        next_pass.add(ranked);
+    }
     late.clear();
-    return all;
+    return next_pass.take(passes - 1);
+}
+
+id_sorter::sorted_ids id_sorter::merged(sorted_ids& a, sorted_ids& b) {
+    sorted_ids both;
+    both.ids.reserve(a.ids.size() + b.ids.size());
+    both.prefix_lengths.reserve(both.ids.capacity());
+    for (std::size_t i = 0, j = 0; i < a.ids.size() || j < b.ids.size();) {
+        bool const from_b = i == a.ids.size() || (j < b.ids.size() && is_less(b.at(j), a.at(i)));
+        sorted_ids& from = from_b ? b : a;
+        std::size_t& next = from_b ? j : i;
+        both.ids.push_back(std::move(from.ids[next]));
+        both.prefix_lengths.push_back(from.prefix_lengths[next]);
+        ++next;
+    }
+    a = {};
+    b = {};
+    return both;
 }
 
 std::vector<std::string> id_sorter::take_sorted() {
-    ranked_ids ranked = take_ranked(k_passes);
-    std::vector<std::string> ids;
-    ids.reserve(ranked.size());
-    for (ranked_id& next : ranked) {
-        ids.push_back(std::move(next.id));
-    }
-    return ids;
+    return take(k_passes).ids;
 }
 
 bool version_greater::operator()(std::string const& a, std::string const& b) const {
-    std::vector<std::string> fields;
-    fields.reserve(3);
-    unsigned int const key_of_a = version_key(a, fields);
-    return key_of_a > version_key(b, fields);
+    return version_key(a) > version_key(b);
 }
 
 bool plugin_id_less::operator()(std::string const& a, std::string const& b) const {
-    std::vector<std::string> fields;
-    return ranked_id(a, fields) < ranked_id(b, fields);
+    std::size_t const length_of_a = prefix_length_of(a);
+    std::size_t const length_of_b = prefix_length_of(b);
+    int const order = a.compare(0, length_of_a, b, 0, length_of_b);
+    return order != 0 ? order < 0 : version_of(a, length_of_a) > version_of(b, length_of_b);
 }
 
 }  // namespace kivcore

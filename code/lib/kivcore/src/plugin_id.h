@@ -13,45 +13,47 @@ namespace kivcore {
 // Appends the fields of s to out: n separators make n + 1 fields, empty ones included.
 void tokenize(std::string const& s, char sep, std::vector<std::string>& out);
 
-// An id with what decides its place among others, made once for many comparisons.
-struct ranked_id {
-    // fields: working space, whose content is lost.
-    ranked_id(std::string const& whole, std::vector<std::string>& fields);
-
-    // Without its last field; an id of one field is its own prefix.
-    std::string_view prefix() const { return {id.data(), prefix_length}; }
-
-    std::string id;
-    std::size_t prefix_length;
-    unsigned int version;
-};
-
-// By prefix, then the newest version first.
-bool operator<(ranked_id const& a, ranked_id const& b);
-
-// Sorts ids that are added in byte order, as they stand in a table. That is nearly the
-// order that is wanted: within a run of one prefix the versions are to be sorted, and a
-// prefix comes too late where another one goes on from it with a byte that is less than
-// "/", or with a "/" itself. Runs that come too late are put aside, sorted by another
-// such pass, and merged in.
+// Sorts ids as plugin_id_less does: by what stands before the last "/", their prefix,
+// then the newest version first. They are added in byte order, as they stand in a table,
+// and that is nearly the order wanted. Ids of one prefix come in a run, whose versions
+// are sorted; and a run comes too late where another prefix goes on from its own with a
+// byte that is less than "/", or with a "/" itself. Runs that come too late are put
+// aside, sorted by another such pass, and merged in.
 class id_sorter {
   public:
+    // The id must stay where it is until all are taken.
     void add(std::string const& id);
 
     // All ids in their order. The sorter is empty afterwards.
     std::vector<std::string> take_sorted();
 
   private:
-    using ranked_ids = std::vector<ranked_id>;
+    struct ranked_id {
+        std::string const* id;
+        std::size_t prefix_length;
+        unsigned int version;  // known in a run of several only
 
-    void add(ranked_id&& next);
+        std::string_view prefix() const { return {id->data(), prefix_length}; }
+    };
+
+    // Ids in their order, copied while they are at hand, with the lengths of their prefixes.
+    struct sorted_ids {
+        std::vector<std::string> ids;
+        std::vector<std::size_t> prefix_lengths;
+
+        ranked_id at(std::size_t i) const { return {&ids[i], prefix_lengths[i], 0}; }
+    };
+
+    void add(ranked_id const& next);
     void end_run();
-    ranked_ids take_ranked(int passes);
+    sorted_ids take(int passes);
+    sorted_ids sorted_late(int passes);
+    static sorted_ids merged(sorted_ids& a, sorted_ids& b);  // takes the ids out of both
+    static bool is_less(ranked_id const& a, ranked_id const& b);
 
-    ranked_ids run;   // ids of one prefix, as they come
-    ranked_ids kept;  // in order
-    ranked_ids late;  // what belongs somewhere before the end of kept
-    std::vector<std::string> fields;
+    std::vector<ranked_id> run;
+    std::vector<ranked_id> late;
+    sorted_ids kept;
 };
 
 }  // namespace kivcore

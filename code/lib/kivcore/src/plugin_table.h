@@ -46,7 +46,6 @@ class plugins::plugin_table {
     // Replaces what is under an id that has an entry, and gives what was there.
     owned_entry replace(std::string const& id, owned_entry const& pair);
 
-    ordered::const_iterator begin() const { return entries.begin(); }
     ordered::const_iterator end() const { return entries.end(); }
     ordered::const_iterator lower_bound(std::string const& id) const {
         return entries.lower_bound(id);

@@ -1,4 +1,5 @@
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <kivcore/plugins.h>
@@ -17,37 +18,47 @@ constexpr char const* k_source = "code/lib/kivcore/src/plugins";
 constexpr char const* k_no_element_name = "xml parse: failed to read element name";
 constexpr char const* k_no_end_element_name = "xml parse: failed to read end element name";
 
+std::string joined(std::string_view start, std::string_view end) {
+    std::string key;
+    key.reserve(start.size() + end.size());
+    key.append(start).append(end);
+    return key;
+}
+
 // The text at or behind the reader's current node; `element` is whose text it is.
-std::string read_text(reader& document, std::string const& element) {
+std::string read_text(reader& document, std::string_view element) {
     document.skip_to_node(reader::k_node_text);
     std::string text;
     if (!document.get_value(text)) {
-        morbase::es::call::raise(k_source, __LINE__,
-                                 ("xml parse: failed to read value of '" + element + "'").c_str());
+        morbase::es::call::raise(
+            k_source, __LINE__,
+            joined("xml parse: failed to read value of '", joined(element, "'")).c_str());
     }
     return text;
 }
 
-std::string read_name(reader const& document, char const* failure) {
-    std::string name;
+// Reads the current node's name into a string that is used again and again.
+void read_name(reader const& document, char const* failure, std::string& name) {
     if (!document.get_name(name)) {
         morbase::es::call::raise(k_source, __LINE__, failure);
     }
-    return name;
 }
 
 // Walks on to the end tag called `section`, or to the end of the document, and shows
 // every start tag on the way to `visit`, which may walk on by itself.
 template <typename visitor>
-void walk_section(reader& document, char const* section, char const* end_name_failure,
+void walk_section(reader& document, std::string_view section, char const* end_name_failure,
                   visitor const& visit) {
+    std::string name;
     while (document.next_node()) {
         switch (document.get_type()) {
             case reader::k_node_element:
-                visit(read_name(document, k_no_element_name));
+                read_name(document, k_no_element_name, name);
+                visit(std::string_view(name));
                 break;
             case reader::k_node_end_element:
-                if (read_name(document, end_name_failure) == section) {
+                read_name(document, end_name_failure, name);
+                if (name == section) {
                     return;
                 }
                 break;
@@ -64,16 +75,17 @@ void read_bind(reader& document, std::map<std::string, std::string>& values) {
         morbase::es::call::raise(k_source, __LINE__,
                                  "xml parse: failed to read 'function' attribute of 'bind'");
     }
-    values["interface.bind." + function] = read_text(document, "bind");
+    values[joined("interface.bind.", function)] = read_text(document, "bind");
 }
 
 // Adds the developer's two facts, whatever they are called.
 void read_developer(reader& document, std::map<std::string, std::string>& values) {
     document.next_node();
+    std::string name;
     for (int child = 0; child < 2; ++child) {
         document.skip_to_node(reader::k_node_element);
-        std::string const name = read_name(document, k_no_element_name);
-        values["info.developer." + name] = read_text(document, "developer");
+        read_name(document, k_no_element_name, name);
+        values[joined("info.developer.", name)] = read_text(document, "developer");
     }
 }
 
@@ -89,22 +101,24 @@ __info::__info(reader& document, std::string const& path) {
         document.get_attribute("id", id);
         values["id"] = id;
     }
-    walk_section(document, "plugin", k_no_end_element_name, [&](std::string const& name) {
+    walk_section(document, "plugin", k_no_end_element_name, [&](std::string_view name) {
         if (name == "interface") {
             read_interface(document);
         } else if (name == "info") {
             read_info(document);
         } else if (name == "config" || name == "input") {
+            // Leads to the node behind the element, which the walk then steps over: it
+            // is meant to be the white space there.
             document.skip_node();
         }
     });
 }
 
 void __info::read_interface(reader& document) {
-    walk_section(document, "interface", k_no_end_element_name, [&](std::string const& name) {
+    walk_section(document, "interface", k_no_end_element_name, [&](std::string_view name) {
         if (name == "category" || name == "type" || name == "key" || name == "flavor" ||
             name == "version") {
-            values["interface." + name] = read_text(document, name);
+            values[joined("interface.", name)] = read_text(document, name);
         } else if (name == "bind") {
             read_bind(document, values);
         }
@@ -112,9 +126,9 @@ void __info::read_interface(reader& document) {
 }
 
 void __info::read_info(reader& document) {
-    walk_section(document, "info", k_no_element_name, [&](std::string const& name) {
+    walk_section(document, "info", k_no_element_name, [&](std::string_view name) {
         if (name == "name" || name == "version" || name == "copyright" || name == "description") {
-            values["info." + name] = read_text(document, name);
+            values[joined("info.", name)] = read_text(document, name);
         } else if (name == "developer") {
             read_developer(document, values);
         }
@@ -131,8 +145,8 @@ bool __info::get(std::string const& key, std::string& value) const {
 }
 
 bool __info::find(std::string const& expression, std::vector<std::string>& keys) const {
+    pattern const wanted(expression);  // first: the expression may be one of the keys
     keys.clear();
-    pattern const wanted(expression);
     for (auto const& [key, unused] : values) {
         if (wanted.matches(key)) {
             keys.push_back(key);

@@ -1,7 +1,8 @@
+#include "kivcore/property.h"
+
 #include <algorithm>
 #include <functional>
 
-#include <kivcore/property.h>
 #include <morbase/text.h>
 
 namespace kivcore {
@@ -17,10 +18,10 @@ enum e_kind : int {
     k_map = 6,
 };
 
-// Kinds are one to one with classes, so a value of the same kind is of the same class.
+// The other value as this class when it is of the class's kind.
 template <typename value>
-value const* same_kind(value const& self, property const& other) {
-    return other.kind() == self.kind() ? static_cast<value const*>(&other) : nullptr;
+value const* of_kind(e_kind kind, property const& other) {
+    return other.kind() == kind ? dynamic_cast<value const*>(&other) : nullptr;
 }
 
 std::string text_of(property const& value) {
@@ -55,12 +56,12 @@ void property_string::describe(std::string& out) const {
 }
 
 bool property_string::operator==(property const& other) const {
-    property_string const* same = same_kind(*this, other);
+    auto const* same = of_kind<property_string>(k_string, other);
     return same != nullptr && held == same->held;
 }
 
 bool property_string::operator<(property const& other) const {
-    property_string const* same = same_kind(*this, other);
+    auto const* same = of_kind<property_string>(k_string, other);
     return same != nullptr && held < same->held;
 }
 
@@ -85,12 +86,12 @@ void property_binary::describe(std::string& out) const {
 }
 
 bool property_binary::operator==(property const& other) const {
-    property_binary const* same = same_kind(*this, other);
+    auto const* same = of_kind<property_binary>(k_binary, other);
     return same != nullptr && held == same->held;
 }
 
 bool property_binary::operator<(property const& other) const {
-    property_binary const* same = same_kind(*this, other);
+    auto const* same = of_kind<property_binary>(k_binary, other);
     return same != nullptr && held < same->held;
 }
 
@@ -105,12 +106,12 @@ void property_int::describe(std::string& out) const {
 }
 
 bool property_int::operator==(property const& other) const {
-    property_int const* same = same_kind(*this, other);
+    auto const* same = of_kind<property_int>(k_int, other);
     return same != nullptr && held == same->held;
 }
 
 bool property_int::operator<(property const& other) const {
-    property_int const* same = same_kind(*this, other);
+    auto const* same = of_kind<property_int>(k_int, other);
     return same != nullptr && held < same->held;
 }
 
@@ -125,12 +126,12 @@ void property_real::describe(std::string& out) const {
 }
 
 bool property_real::operator==(property const& other) const {
-    property_real const* same = same_kind(*this, other);
+    auto const* same = of_kind<property_real>(k_real, other);
     return same != nullptr && held == same->held;
 }
 
 bool property_real::operator<(property const& other) const {
-    property_real const* same = same_kind(*this, other);
+    auto const* same = of_kind<property_real>(k_real, other);
     return same != nullptr && held < same->held;
 }
 
@@ -152,12 +153,12 @@ void property_list::describe(std::string& out) const {
 }
 
 bool property_list::operator==(property const& other) const {
-    property_list const* same = same_kind(*this, other);
+    auto const* same = of_kind<property_list>(k_list, other);
     return same != nullptr && held == same->held;
 }
 
 bool property_list::operator<(property const& other) const {
-    property_list const* same = same_kind(*this, other);
+    auto const* same = of_kind<property_list>(k_list, other);
     return same != nullptr &&
            std::lexicographical_compare(held.begin(), held.end(), same->held.begin(),
                                         same->held.end(), std::less<>());
@@ -181,12 +182,12 @@ void property_map::describe(std::string& out) const {
 }
 
 bool property_map::operator==(property const& other) const {
-    property_map const* same = same_kind(*this, other);
+    auto const* same = of_kind<property_map>(k_map, other);
     return same != nullptr && held == same->held;
 }
 
 bool property_map::operator<(property const& other) const {
-    property_map const* same = same_kind(*this, other);
+    auto const* same = of_kind<property_map>(k_map, other);
     auto const entry_less = [](auto const& a, auto const& b) {
         return a.first != b.first ? a.first < b.first : std::less<>()(a.second, b.second);
     };

@@ -1,4 +1,4 @@
-#include <kivcore/reader.h>
+#include "kivcore/reader.h"
 
 namespace kivcore {
 

@@ -1,4 +1,4 @@
-#include <kivcore/writer.h>
+#include "kivcore/writer.h"
 
 namespace kivcore {
 

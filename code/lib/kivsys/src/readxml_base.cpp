@@ -1,3 +1,5 @@
+#include "kivsys/readxml_base.h"
+
 #include <strings.h>
 
 #include <cstdio>
@@ -7,7 +9,6 @@
 #include <libxml/relaxng.h>
 #include <libxml/xmlreader.h>
 
-#include <kivsys/readxml_base.h>
 #include <morbase/es.h>
 #include <morbase/text.h>
 

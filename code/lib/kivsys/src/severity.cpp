@@ -1,6 +1,6 @@
-#include <array>
+#include "kivsys/severity.h"
 
-#include <kivsys/severity.h>
+#include <array>
 
 namespace kivsys {
 

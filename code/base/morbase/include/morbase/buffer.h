@@ -29,6 +29,8 @@ class MORBASE_API buffer {
 
     friend MORBASE_API bool operator==(buffer const& a, buffer const& b) noexcept;
 
+    friend bool operator!=(buffer const& a, buffer const& b) noexcept { return !(a == b); }
+
     // Compares unsigned bytes; of two that agree as far as both go the shorter is less.
     friend MORBASE_API bool operator<(buffer const& a, buffer const& b) noexcept;
 

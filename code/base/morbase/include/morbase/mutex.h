@@ -25,13 +25,15 @@ class MORBASE_API mutex {
 
     // Waits until the mutex is free and takes it. Raises es::call ("mutex is
     // already locked by this thread") when it is not recursive and the calling
-    // thread holds it.
+    // thread holds it, and es::call when a recursive one is locked too often.
     void lock() const {
         pthread_t const self = pthread_self();
         if (owner.load(std::memory_order_relaxed) == self && !recursive) {
             raise_already_locked();
         }
-        pthread_mutex_lock(&handle);
+        if (pthread_mutex_lock(&handle) != 0) {
+            raise_cannot_lock();
+        }
         owner.store(self, std::memory_order_relaxed);
     }
 
@@ -43,6 +45,7 @@ class MORBASE_API mutex {
 
   private:
     [[noreturn]] static void raise_already_locked();
+    [[noreturn]] static void raise_cannot_lock();
 
     mutable pthread_mutex_t handle;
     // The thread that holds a plain mutex, 0 while nobody does; of no use in a recursive

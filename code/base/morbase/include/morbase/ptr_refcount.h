@@ -6,7 +6,6 @@
 #ifndef MORBASE_PTR_REFCOUNT_H
 #define MORBASE_PTR_REFCOUNT_H
 
-#include <cstddef>
 #include <functional>
 #include <type_traits>
 #include <utility>
@@ -19,7 +18,6 @@ class ptr_refcount {
     using element_type = T;
 
     ptr_refcount() noexcept = default;
-    ptr_refcount(std::nullptr_t) noexcept {}
     ptr_refcount(T* object) noexcept : pointee(object) { retain(); }
     ptr_refcount(ptr_refcount const& other) noexcept : pointee(other.pointee) { retain(); }
     ptr_refcount(ptr_refcount&& other) noexcept : pointee(std::exchange(other.pointee, nullptr)) {}

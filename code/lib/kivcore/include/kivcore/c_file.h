@@ -44,7 +44,7 @@ using c_set_pos_function = long long (*)(void*, long long);
 // (handle); gives the size
 using c_size_function = long long (*)(void*);
 
-class KIVCORE_API c_file_read final : public reader {
+class KIVCORE_API c_file_read : public reader {
   public:
     // A closed reader. seek_file may be null when both get_pos and set_pos are given: it
     // is then made of those two. The other functions are not null.
@@ -84,7 +84,7 @@ class KIVCORE_API c_file_read final : public reader {
     void* file_handle = nullptr;
 };
 
-class KIVCORE_API c_file_write final : public writer {
+class KIVCORE_API c_file_write : public writer {
   public:
     // A closed writer; the same rule for seek_file.
     c_file_write(c_open_function open_file, c_close_function close_file,

@@ -20,7 +20,7 @@ namespace kivcore {
 // The factory for a description, chosen by "interface.flavor" and, unless that is
 // "native", by "interface.category" and "interface.type". Null when no factory
 // serves them. Raises es::null, as the factories do, when the description lacks a
-// binding. description is not null.
+// binding. Neither argument is null, here and in the constructors below.
 KIVCORE_API morbase::ptr_refcount<plugins::factory> create_factory(
     morbase::ptr_refcount<loader> const& image_loader,
     morbase::ptr_refcount<plugins::info> const& description);

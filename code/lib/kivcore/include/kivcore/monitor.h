@@ -1,6 +1,6 @@
-// A plug-in object that watches something and tells a handler what changes. It
-// starts no thread of its own accord towards the host: events are delivered inside
-// poll, on the thread that calls it. One thread at a time uses a monitor.
+// A plug-in object that watches something and tells a handler what changes. What it
+// has to tell is told inside poll, on the thread that calls it. One thread at a time
+// uses a monitor.
 
 #ifndef KIVCORE_MONITOR_H
 #define KIVCORE_MONITOR_H

@@ -71,7 +71,8 @@ class KIVCORE_API plugins : public morbase::object_refcount {
     morbase::ptr_refcount<plugin> create_with_id(std::string const& id);
 
     // The same, and hands out the factory that made the object, which keeps the
-    // object's shared object open. maker is left alone when the id is unknown.
+    // object's shared object open. maker is set as soon as there is a factory, also when
+    // that then makes nothing or throws, and left alone otherwise.
     morbase::ptr_refcount<plugin> create_with_id(std::string const& id,
                                                  morbase::ptr_refcount<factory>& maker);
 
@@ -92,7 +93,8 @@ class KIVCORE_API plugins : public morbase::object_refcount {
     // describes, bound to its darwin/x86/plugin.so, which is opened only when a
     // first object is made. True when the description was read to its end without
     // an error. Raises nothing: a failure is printed and false is returned; what
-    // was registered before it stays.
+    // was registered before it stays. A plug-in within whose description the document
+    // breaks off is not registered.
     bool load_plugin(std::string const& dir);
 
   private:

@@ -62,8 +62,8 @@ class KIVSYS_API reader_base {
     reader_base(reader_base const&) = delete;
     reader_base& operator=(reader_base const&) = delete;
 
-    // Opens the document at path; the constructors have done so already. Raises
-    // es::call when it cannot be opened.
+    // Opens the document at path. The constructors do so; not for a reader that has a
+    // document open. Raises es::call when it cannot be opened.
     virtual void create_reader(std::string const& path);
 
     // Switches validation on; effective only before the first advance. Does nothing
@@ -76,13 +76,13 @@ class KIVSYS_API reader_base {
     // es::arg once something was reported.
     virtual bool read();
 
-    // The same, past everything inside the current node.
+    // The same, past everything inside the current node: to the node behind it.
     virtual bool skip();
 
     virtual ~reader_base();
 
-    // Raises es::arg, as the next advance would, when the last advance was false for
-    // an error rather than for the end of the document. Does nothing otherwise.
+    // Raises es::arg when the walk is over but the document was not read to its end
+    // without a report. Does nothing while the last advance gave a node.
     void raise_if_broken_off() const;
 
     // The XML library's handle, owned by the reader.
