@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <new>
 
 #include <pcrecpp.h>
 
@@ -77,6 +78,9 @@ pattern::pattern(std::string const& expression) : text(expression) {
     // Compiling recurses as well, by less than a level for each group within a group.
     if (std::count(text.begin(), text.end(), '(') < levels) {
         program = std::make_unique<compiled>(text, levels);
+        if (program->expression.error() == "failed to get memory") {
+            throw std::bad_alloc();  // the pattern may be a good one
+        }
     }
 }
 

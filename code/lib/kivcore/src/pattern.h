@@ -11,7 +11,8 @@ namespace kivcore {
 
 class pattern {
   public:
-    // Compiles the expression; one that cannot be compiled matches nothing. Matching
+    // Compiles the expression; one that cannot be compiled matches nothing. Raises
+    // std::bad_alloc when memory runs out. Matching
     // is bounded by the stack that the calling thread has left, so match on the
     // thread that made the pattern.
     explicit pattern(std::string const& expression);

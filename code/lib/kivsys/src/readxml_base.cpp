@@ -3,6 +3,7 @@
 #include <strings.h>
 
 #include <cstdio>
+#include <new>
 #include <utility>
 
 #include <libxml/parser.h>
@@ -183,8 +184,10 @@ void reader_base::set_validation(e_validation_type type, std::string const& sche
                     .c_str());
         case k_validation_relaxng: {
             auto relaxng = std::make_unique<relaxng_validator>(schema);
-            xmlTextReaderRelaxNGSetSchema(document.get(), relaxng->get());
-            schema_validator = std::move(relaxng);
+            // Refused after the first advance: the document then goes on with the one it has.
+            if (xmlTextReaderRelaxNGSetSchema(document.get(), relaxng->get()) == 0) {
+                schema_validator = std::move(relaxng);
+            }
             break;
         }
         case k_validation_dtd:
@@ -286,6 +289,10 @@ bool reader::next_attribute() const {
 
 bool reader::get_attribute(char const* name, std::string& value) const {
     owned_text const text(xmlTextReaderGetAttribute(get_xmlTextReader(), as_xml(name)));
+    if (!text && xmlTextReaderMoveToAttribute(get_xmlTextReader(), as_xml(name)) == 1) {
+        xmlTextReaderMoveToElement(get_xmlTextReader());
+        throw std::bad_alloc();  // it is there, and its copy could not be made
+    }
     return copy_text(text.get(), value);
 }
 

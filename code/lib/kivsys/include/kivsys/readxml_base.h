@@ -106,7 +106,8 @@ class KIVSYS_API reader_base {
 };
 
 // A reader with the questions that one asks about nodes. The four that fill a
-// string return false and leave it untouched when there is nothing to give.
+// string return false and leave it untouched when there is nothing to give; they
+// raise nothing but std::bad_alloc.
 class KIVSYS_API reader : public reader_base {
   public:
     explicit reader(std::string const& path);
