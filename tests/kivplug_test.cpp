@@ -1,5 +1,6 @@
 // kivplug, run as its users run it.
 
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <cstdlib>
@@ -24,6 +25,10 @@ struct result {
 constexpr char const* k_small_path =
     "KIVPLUG_PATH='" BUILT_PLUGIN_DIR "/file:" BUILT_PLUGIN_DIR "/gzip'";
 
+constexpr char const* k_bundled_path = "KIVPLUG_PATH='" BUILT_PLUGIN_DIR "'";
+
+constexpr char const* k_sound = "'io/read/wav/kivcore/.*' sound.wav ";
+
 // A native plug-in's description; the shared object, if there is one, is another matter.
 std::string description(std::string const& key, std::string const& version, std::string const& name,
                         std::string const& create = "make") {
@@ -35,12 +40,17 @@ std::string description(std::string const& key, std::string const& version, std:
 
 class kivplug : public ::testing::Test {
   protected:
-    // Runs the program in the test's own directory, as a shell does: the arguments may
-    // redirect, quote and go on into a pipe.
+    // Runs a command in the test's own directory.
+    int shell(std::string const& command) const {
+        std::string const there = "cd '" + files.path() + "' && " + command;
+        return std::system(there.c_str());  // NOLINT(cert-env33-c): for the shell
+    }
+
+    // Runs the program there, as a shell does: the arguments may redirect, quote and go on
+    // into a pipe.
     result run(std::string const& arguments, std::string const& environment = k_small_path) const {
-        std::string const command = "cd '" + files.path() + "' && (" + environment + " '" KIVPLUG +
-                                    "' " + arguments + ") >.out 2>.err";
-        int const status = std::system(command.c_str());  // NOLINT(cert-env33-c): for the shell
+        int const status =
+            shell("(" + environment + " '" KIVPLUG "' " + arguments + ") >.out 2>.err");
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1,
                 support::read_file(files.path(".out")), support::read_file(files.path(".err"))};
     }
@@ -54,6 +64,21 @@ class kivplug : public ::testing::Test {
         EXPECT_EQ(refused.status, 1) << arguments;
         EXPECT_EQ(refused.out, "") << arguments;
         EXPECT_EQ(refused.err, "kivplug: " + message + "\n") << arguments;
+    }
+
+    result browse(std::string const& arguments) const {
+        return run("browse 'io/browse/archive/.*' " + arguments, k_bundled_path);
+    }
+
+    // The program, watching the directory w, while the commands are run beside it.
+    result watch(std::string const& arguments, std::string const& commands) const {
+        std::filesystem::create_directory(files.path("w"));
+        std::string const await =
+            "await() { for i in $(seq 500); do grep -qs $1 $2 && return; sleep 0.02; done; }; ";
+        std::string const noted = "sh -c 'echo $$ >.pid; exec \"$0\" \"$@\"'";
+        return run(
+            "watch 'io/monitor/watch/.*' w " + arguments,
+            await + "(await watching .err; " + commands + ") & " + k_bundled_path + " " + noted);
     }
 
     bool exists(std::string const& name) const { return std::filesystem::exists(files.path(name)); }
@@ -181,6 +206,144 @@ TEST_F(kivplug, says_which_verb_fits_an_id) {
                    "io/write/gzip/kivcore/1.0 is a writer, not a reader; use 'kivplug write'");
     expect_refused("write io/read/file/kivcore/1.0 x </dev/null",
                    "io/read/file/kivcore/1.0 is a reader, not a writer; use 'kivplug read'");
+    struct {
+        char const* arguments;
+        char const* message;
+    } const mixed_up[] = {
+        {"read io/browse/zip/kivcore/1.0 x",
+         "io/browse/zip/kivcore/1.0 is a browser, not a reader; use 'kivplug browse'"},
+        {"browse io/monitor/watch/kivcore/1.0 x",
+         "io/monitor/watch/kivcore/1.0 is a monitor, not a browser; use 'kivplug watch'"},
+        {"frames io/read/sequence/kivcore/1.0 x --track 0",
+         "io/read/sequence/kivcore/1.0 is a multi_file_reader, not a frame_reader; use 'kivplug "
+         "files' or 'kivplug read'"},
+        {"files io/read/flac/kivcore/1.0 x",
+         "io/read/flac/kivcore/1.0 is a frame_reader, not a multi_file_reader; use 'kivplug "
+         "tracks', 'kivplug frames' or 'kivplug read'"},
+    };
+    for (auto const& [arguments, message] : mixed_up) {
+        auto const refused = run(arguments, k_bundled_path);
+        EXPECT_EQ(refused.status, 1) << arguments;
+        EXPECT_EQ(refused.err, "kivplug: " + std::string(message) + "\n") << arguments;
+    }
+}
+
+TEST_F(kivplug, browses_an_archive_down_to_its_files) {
+    files.write("in/docs/deep/b", "b");
+    files.write("in/docs/a.txt", "some text");
+    files.write("in/top", "top");
+    ASSERT_EQ(shell("tar -C in -czf a.tgz docs top"), 0);
+    EXPECT_EQ(browse("a.tgz").out, "docs/\ntop\n");
+    EXPECT_EQ(browse("a.tgz --recursive").out, "docs/\ntop\ndocs/deep/\ndocs/a.txt\ndocs/deep/b\n");
+    auto const listed = browse("a.tgz --long").out;
+    EXPECT_NE(listed.find("\ntop    archive:a.tgz!/top    format: "), std::string::npos) << listed;
+    auto const all = json::parse(browse("a.tgz --recursive --long --json").out);
+    ASSERT_EQ(all.size(), 5U);
+    EXPECT_EQ(all[0]["type"], "directory");
+    EXPECT_EQ(all[3]["name"], "docs/a.txt");
+    EXPECT_EQ(all[3]["info"]["size"], "9");
+    std::string const url = all[3]["url"];
+    EXPECT_EQ(run("read 'io/read/archive/.*' '" + url + "'", k_bundled_path).out, "some text");
+    EXPECT_EQ(browse("in").err,
+              "kivplug: io/browse/archive/kivcore/1.0: there is nothing to browse at 'in'; check "
+              "that it is there, intact and of the kind that this plug-in browses\n");
+    EXPECT_EQ(browse("").err,
+              "kivplug: io/browse/archive/kivcore/1.0 has no place of its own to start from; give "
+              "a PATH\n");
+}
+
+TEST_F(kivplug, a_tree_without_an_end_is_given_up) {
+    files.write("f", "");
+    for (int const depth : {3000, 5000}) {
+        std::string const transform =
+            "s,^,$(printf 'a/%.0s' $(seq " + std::to_string(depth) + ")),";
+        ASSERT_EQ(shell("tar -cf deep.tar --transform \"" + transform + "\" f"), 0);
+        auto const walked = browse("deep.tar --recursive");
+        EXPECT_EQ(walked.status, depth == 3000 ? 0 : 1);
+        EXPECT_EQ(walked.err.find(": directories lie more than 4096 deep at ") != std::string::npos,
+                  depth == 5000);
+    }
+}
+
+TEST_F(kivplug, shows_tracks_and_copies_their_frames) {
+    std::string samples;  // 3000 of 16 bits: two frames of 1024 and the rest
+    for (int i = 0; i < 6000; ++i) {
+        samples += static_cast<char>(i * 7 % 251);
+    }
+    using namespace std::string_literals;
+    files.write("sound.wav",
+                "RIFF\x94\x17\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1f\0\0\x80\x3e\0\0"
+                "\2\0\x10\0data\x70\x17\0\0"s +
+                    samples);
+    auto const shown = run("tracks "s + k_sound, k_bundled_path).out;
+    EXPECT_EQ(shown.find("track 0\n    Media Type                  : Audio\n"), 0U) << shown;
+    auto const tracks = json::parse(run("tracks --json "s + k_sound, k_bundled_path).out);
+    ASSERT_EQ(tracks.size(), 1U);
+    EXPECT_EQ(tracks[0]["description"]["Number of Frames"], "3");
+    auto const frames = "frames "s + k_sound + "--track 0 ";
+    EXPECT_EQ(run(frames, k_bundled_path).out, samples);
+    EXPECT_EQ(run(frames + "--from 1 --count 1 -o out", k_bundled_path).out, "");
+    EXPECT_EQ(support::read_file(files.path("out")), samples.substr(2048, 2048));
+    auto const beyond = run(frames + "--from 9 -o beyond", k_bundled_path);
+    EXPECT_EQ(beyond.err,
+              "kivplug: io/read/wav/kivcore/1.0: seek_frame of 'sound.wav' failed: result -22 "
+              "(Invalid argument); give a --from inside the track, 'kivplug tracks' shows how many "
+              "frames it has\n");
+    EXPECT_FALSE(exists("beyond"));
+    EXPECT_EQ(run("frames "s + k_sound + "--track 1", k_bundled_path).err,
+              "kivplug: io/read/wav/kivcore/1.0: select_track of 'sound.wav' failed: there is no "
+              "track 1 among the 1, which are counted from 0; 'kivplug tracks' shows them\n");
+}
+
+TEST_F(kivplug, lists_joined_files_with_printable_names) {
+    std::string const name = "a\x1b\xc2\x9b\xe2\x80\xae\xff\xc3\xa9.";
+    files.write(name + "08", "eight");
+    files.write(name + "09", "0123456789");
+    std::string const files_of = "files 'io/read/sequence/.*' '" + name + "##'";
+    EXPECT_EQ(run(files_of, k_bundled_path).out,
+              "0  5   a\\x1b\\xc2\\x9b\\xe2\\x80\\xae\\xff\xc3\xa9.08\n"
+              "1  10  a\\x1b\\xc2\\x9b\\xe2\\x80\\xae\\xff\xc3\xa9.09\n");
+    auto const listed = json::parse(run(files_of + " --json", k_bundled_path).out);
+    EXPECT_EQ(listed[1]["size"], 10);
+}
+
+TEST_F(kivplug, watches_until_a_signal_or_the_end_of_what_is_watched) {
+    for (std::string const signal : {"INT", "TERM"}) {
+        auto const watched =
+            watch("--json", "touch w/a; await created .out; kill -" + signal + " $(cat .pid)");
+        EXPECT_EQ(watched.status, 0);
+        EXPECT_EQ(json::parse(watched.out), json({{"event", "created"}, {"path", "w/a"}}));
+        std::filesystem::remove_all(files.path("w"));
+    }
+    auto const gone = watch("", "mkdir w/b; await created .out; rm -r w");
+    EXPECT_EQ(gone.status, 0);
+    EXPECT_EQ(gone.out, "created w/b\nremoved w/b\nterminated w\n");
+    EXPECT_EQ(gone.err, "kivplug: watching 'w' until interrupted\n");
+    EXPECT_EQ(run("watch 'io/monitor/watch/.*' w", k_bundled_path).err,
+              "kivplug: io/monitor/watch/kivcore/1.0: start of 'w' failed: result -2 (No such file "
+              "or directory); check that it is there and of the kind that this plug-in watches\n");
+}
+
+TEST_F(kivplug, opens_no_shared_object_that_would_end_or_block_it) {
+    describe("p", description("k", "1.0", "Cut", "native_create"));
+    auto const whole = support::read_file(TEST_PLUGIN_DIR "/native/darwin/x86/plugin.so");
+    std::string const image = "p/darwin/x86/plugin.so";
+    std::string const read = "read -d p io/read/k/d/1.0 x";
+    std::string const start = "no object of io/read/k/d/1.0 can be made: '" + image + "' ";
+    for (std::size_t const size :
+         {std::size_t{0}, std::size_t{10}, std::size_t{60}, std::size_t{4096}, whole.size() - 1}) {
+        files.write(image, whole.substr(0, size));
+        expect_refused(read, start + "is cut short; copy it again, whole");
+    }
+    std::string const advice = "; put the plug-in's shared object there";
+    files.write(image, "#!/bin/sh\nexec true\n");
+    expect_refused(read, start + "is no ELF file" + advice);
+    std::filesystem::remove(files.path(image));
+    ASSERT_EQ(mkfifo(files.path(image).c_str(), 0600), 0);
+    expect_refused(read, start + "is no regular file" + advice);
+    std::filesystem::remove(files.path(image));
+    files.write(image, whole);
+    EXPECT_EQ(run(read).out, "native text");
 }
 
 TEST_F(kivplug, names_the_directory_of_a_plugin_that_cannot_be_made) {

@@ -6,13 +6,18 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <sstream>
 #include <system_error>
 
+#include <kivcore/frame_reader.h>
+#include <kivcore/multi_file_reader.h>
 #include <kivcore/plugin.h>
+#include <morbase/path.h>
 
 #include "failure.h"
+#include "image.h"
 #include "text.h"
 
 namespace kivplug {
@@ -73,20 +78,45 @@ void require_readable(std::string const& directory, std::string const& origin) {
     }
 }
 
+// What the most special interface of the object is called.
+std::string interface_of(kivcore::plugin& object) {
+    if (dynamic_cast<kivcore::frame_reader*>(&object) != nullptr) {
+        return k_kind_frame_reader;
+    }
+    if (dynamic_cast<kivcore::multi_file_reader*>(&object) != nullptr) {
+        return k_kind_multi_file_reader;
+    }
+    return object.kind();
+}
+
 // What to do with an object of this kind.
 std::string advice_for(std::string const& kind) {
-    if (kind == kivcore::plugin::k_kind_reader) {
-        return "use 'kivplug read'";
-    }
-    if (kind == kivcore::plugin::k_kind_writer) {
-        return "use 'kivplug write'";
-    }
-    return "'kivplug list' shows the plug-ins that there are";
+    static std::map<std::string, std::string> const advice = {
+        {kivcore::plugin::k_kind_reader, "use 'kivplug read'"},
+        {kivcore::plugin::k_kind_writer, "use 'kivplug write'"},
+        {kivcore::plugin::k_kind_browser, "use 'kivplug browse'"},
+        {kivcore::plugin::k_kind_monitor, "use 'kivplug watch'"},
+        {k_kind_frame_reader, "use 'kivplug tracks', 'kivplug frames' or 'kivplug read'"},
+        {k_kind_multi_file_reader, "use 'kivplug files' or 'kivplug read'"},
+    };
+    auto const found = advice.find(kind);
+    return found != advice.end() ? found->second
+                                 : "'kivplug list' shows the plug-ins that there are";
 }
 
 std::string plugin_directory(kivcore::plugins const& registry, std::string const& id) {
     auto const description = registry.describe_plugin(id);
     return description ? value_of(*description, "path", "") : "";
+}
+
+void require_sound_image(kivcore::plugins const& registry, std::string const& id) {
+    auto const directory = plugin_directory(registry, id);
+    auto const path = morbase::path_appended(directory, "darwin/x86/plugin.so", '/');
+    auto const fault = image_fault(path);
+    if (!fault.empty()) {
+        throw failure("no object of " + printable(id) + " can be made: " + quoted(path) + " " +
+                      fault);
+    }
 }
 
 }  // namespace
@@ -127,6 +157,7 @@ std::string host::resolve(std::string const& wanted) const {
 // The texts are copied here, inside the call: an exception that a plug-in defines
 // itself cannot be asked any more once its shared object is closed.
 void host::creating(std::string const& id, std::function<void()> const& create) const {
+    require_sound_image(*loaded, id);
     std::string reason = "unknown exception";
     try {
         create();
@@ -145,7 +176,7 @@ void host::fail_for_kind(std::string const& id, std::string const& wanted) const
     std::string kind;
     creating(id, [&] {
         made = kivcore::create<kivcore::plugin>(loaded, id);
-        kind = made ? made->kind() : "";
+        kind = made ? interface_of(*made) : "";
     });
     if (!made) {
         throw failure(printable(id) + " makes no objects; check the flavor, category and type in " +

@@ -13,6 +13,10 @@
 
 namespace kivplug {
 
+// What the interfaces are called that are readers too, and whose kind() says no more.
+constexpr char const* k_kind_frame_reader = "frame_reader";
+constexpr char const* k_kind_multi_file_reader = "multi_file_reader";
+
 class host {
   public:
     // Loads the plug-ins of every directory. Without any, those of KIVPLUG_PATH, and
@@ -29,8 +33,8 @@ class host {
     std::string resolve(std::string const& wanted) const;
 
     // A new object of the plug-in with this id. Raises a failure when the plug-in makes
-    // none, or one of another kind than the Interface; `kind` is what the Interface is
-    // called.
+    // none, or one of another kind than the Interface, and then says which verb fits;
+    // `kind` is what the Interface is called.
     template <typename Interface>
     kivcore::instance<Interface> create(std::string const& id, std::string const& kind) const {
         kivcore::instance<Interface> made;
@@ -44,7 +48,8 @@ class host {
   private:
     void load(std::string const& directory, std::string const& origin) const;
 
-    // Calls `create` and turns what it throws into a failure that names the plug-in.
+    // Calls `create` and turns what it throws into a failure that names the plug-in. Does
+    // not call it when the shared object would end the process or block it.
     void creating(std::string const& id, std::function<void()> const& create) const;
 
     [[noreturn]] void fail_for_kind(std::string const& id, std::string const& wanted) const;

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "failure.h"
+#include "json_text.h"
 #include "text.h"
 
 namespace kivplug {
@@ -18,12 +19,6 @@ constexpr char const* k_everything = "(?s).*";
 
 constexpr std::size_t k_list_gap = 2;
 constexpr std::size_t k_describe_gap = 1;
-constexpr int k_json_indent = 4;
-
-// Bytes that are no UTF-8, which JSON cannot hold, become U+FFFD.
-std::string json_text(json const& value) {
-    return value.dump(k_json_indent, ' ', false, json::error_handler_t::replace) + "\n";
-}
 
 std::vector<std::string> ids_for(host const& from, std::string const& pattern) {
     auto ids = from.registry().find_plugins(pattern.empty() ? k_everything : pattern);

@@ -15,12 +15,8 @@ std::size_t width(std::string const& text) {
     }));
 }
 
-std::string shown(char c) {
-    auto const byte = static_cast<unsigned char>(c);
-    if (byte >= 0x20 && byte != 0x7f) {
-        return {c};
-    }
-    switch (c) {
+std::string escaped(unsigned char byte) {
+    switch (byte) {
         case '\n':
             return "\\n";
         case '\t':
@@ -28,6 +24,39 @@ std::string shown(char c) {
         default:
             return morbase::string_with_format("\\x%02x", static_cast<unsigned int>(byte));
     }
+}
+
+struct character {
+    unsigned long code = 0;
+    std::size_t length = 0;  // 0 where there is no UTF-8
+};
+
+// The character that begins at place. An overlong form is taken for what it stands for:
+// here nothing hangs on it.
+character decoded(std::string const& text, std::size_t place) {
+    auto const lead = static_cast<unsigned char>(text[place]);
+    if (lead < 0x80) {
+        return {lead, 1};
+    }
+    std::size_t const length = lead >= 0xf0 ? 4 : lead >= 0xe0 ? 3 : 2;
+    if (lead < 0xc2 || lead > 0xf4 || length > text.size() - place) {
+        return {};
+    }
+    unsigned long code = lead & (0xffU >> (length + 1));
+    for (std::size_t i = 1; i < length; ++i) {
+        auto const next = static_cast<unsigned char>(text[place + i]);
+        if ((next & 0xc0) != 0x80) {
+            return {};
+        }
+        code = code << 6 | (next & 0x3fU);
+    }
+    return {code, length};
+}
+
+// Commands to a terminal, line ends, and what changes the direction of a text.
+bool is_control(unsigned long code) {
+    return code < 0x20 || (code >= 0x7f && code < 0xa0) || code == 0x200e || code == 0x200f ||
+           (code >= 0x2028 && code <= 0x202e) || (code >= 0x2066 && code <= 0x2069);
 }
 
 std::vector<std::size_t> column_widths(std::vector<std::vector<std::string>> const& rows) {
@@ -45,8 +74,14 @@ std::vector<std::size_t> column_widths(std::vector<std::vector<std::string>> con
 
 std::string printable(std::string const& text) {
     std::string line;
-    for (char const c : text) {
-        line += shown(c);
+    for (std::size_t place = 0; place < text.size();) {
+        auto const next = decoded(text, place);
+        bool const is_shown = next.length > 0 && !is_control(next.code);
+        std::size_t const end = place + std::max<std::size_t>(next.length, 1);
+        for (; place < end; ++place) {
+            auto const byte = static_cast<unsigned char>(text[place]);
+            line += is_shown ? std::string(1, text[place]) : escaped(byte);
+        }
     }
     return line;
 }

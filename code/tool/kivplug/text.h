@@ -8,8 +8,9 @@
 
 namespace kivplug {
 
-// text on one line: control characters, which a description file may well contain,
-// are shown as \n, \t or \xNN instead of being sent to the terminal.
+// text on one line: control characters, which a description file or a file's name may
+// well contain, and bytes that are no UTF-8 are shown as \n, \t or \xNN instead of being
+// sent to the terminal.
 std::string printable(std::string const& text);
 
 // printable, between single quotes.

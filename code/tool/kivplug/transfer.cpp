@@ -1,9 +1,7 @@
 #include "transfer.h"
 
 #include <algorithm>
-#include <exception>
 #include <filesystem>
-#include <functional>
 #include <vector>
 
 #include <kivcore/reader.h>
@@ -25,68 +23,13 @@ bool is_standard_output(std::string const& output) {
     return output == k_standard || output == "/dev/stdout";
 }
 
-// One plug-in at one path: what every message about it names.
-struct place {
-    std::string id;
-    std::string path;
-
-    std::string describe(std::string const& operation) const {
-        return printable(id) + ": " + operation + " of " + quoted(path);
-    }
-};
-
-// Calls one operation of a plug-in object; its result is never negative. What the
-// plug-in throws is turned into a failure here, while the object and with it the
-// shared object that may define the exception are still there.
-long long checked(place const& where, std::string const& operation,
-                  std::function<long long()> const& call, std::string const& advice) {
-    std::string reason = "unknown exception";
-    try {
-        long long const result = call();
-        if (result >= 0) {
-            return result;
-        }
-        reason = "result " + std::to_string(result);
-    } catch (std::exception const& error) {
-        reason = error.what();
-    } catch (...) {  // NOLINT(bugprone-empty-catch): what else a plug-in throws has no text
-    }
-    throw failure(where.describe(operation) + " failed: " + reason + advice);
-}
-
-// A count that a plug-in reports and that cannot be true must not be believed.
-std::size_t checked_count(place const& where, std::string const& operation, long long count,
-                          std::size_t most) {
-    if (static_cast<unsigned long long>(count) > most) {
-        throw failure(where.describe(operation) + " reported " + std::to_string(count) +
-                      " bytes where " + std::to_string(most) +
-                      " is the most; the plug-in is faulty, report it to its developer");
-    }
-    return static_cast<std::size_t>(count);
-}
-
-// Opening the output would empty the input before it is read.
-void require_different_files(std::string const& input, std::string const& output,
-                             std::string const& option) {
-    std::error_code none;  // what does not exist is not the same file
-    if (std::filesystem::equivalent(input, output, none) &&
-        std::filesystem::is_regular_file(input, none)) {
-        throw failure(quoted(input) + " and " + quoted(output) +
-                      " are the same file; give another one with " + option);
-    }
-}
-
 void seek_to(kivcore::reader& file, place const& where, long long offset) {
     if (offset == 0) {
         return;  // so that a reader that cannot seek is of use
     }
-    std::string const advice = "; read without --offset, or with one inside the data";
     auto const call = [&] { return file.seek(offset, morbase::from_start); };
-    long long const reached = checked(where, "seek", call, advice);
-    if (reached != offset) {
-        throw failure(where.describe("seek") + " went to " + std::to_string(reached) +
-                      " instead of " + std::to_string(offset) + advice);
-    }
+    checked_move(where, "seek", offset, call,
+                 "; read without --offset, or with one inside the data");
 }
 
 void copy(kivcore::reader& file, place const& where, byte_sink& out, long long count) {
@@ -134,9 +77,10 @@ void copy(byte_source& in, kivcore::writer& file, place const& where) {
     }
 }
 
-void copy_and_close(kivcore::reader& file, place const& where, byte_sink& out, long long count) {
+void copy_and_close(kivcore::reader& file, place const& where, byte_sink& out,
+                    std::function<void(byte_sink&)> const& copy) {
     try {
-        copy(file, where, out, count);
+        copy(out);
         auto const close = [&] { return file.close(); };
         checked(where, "close", close, "; what was read may be incomplete");
         out.finish();
@@ -147,24 +91,37 @@ void copy_and_close(kivcore::reader& file, place const& where, byte_sink& out, l
 
 }  // namespace
 
+void require_different_files(std::string const& input, std::string const& output,
+                             std::string const& option) {
+    std::error_code none;  // what does not exist is not the same file
+    if (std::filesystem::equivalent(input, output, none) &&
+        std::filesystem::is_regular_file(input, none)) {
+        throw failure(quoted(input) + " and " + quoted(output) +
+                      " are the same file; give another one with " + option);
+    }
+}
+
+void deliver(kivcore::reader& file, place const& where, std::string const& output,
+             byte_sink& standard_output, std::function<void(byte_sink&)> const& copy) {
+    if (is_standard_output(output)) {
+        copy_and_close(file, where, standard_output, copy);
+        return;
+    }
+    byte_sink out = byte_sink::to_file(output);
+    copy_and_close(file, where, out, copy);
+}
+
 void read(host const& from, byte_sink& standard_output, read_options const& options) {
     place const where{from.resolve(options.id), options.path};
     auto const file = from.create<kivcore::reader>(where.id, kivcore::plugin::k_kind_reader);
     require_different_files(options.path, options.output, "-o");
-    auto const open = [&] { return file->open(options.path, options.mode); };
-    checked(where, "open", open,
-            "; check that it is there and of the kind that this plug-in reads, and the mode " +
-                quoted(options.mode));
+    open_for_reading(*file, where, options.mode);
     seek_to(*file, where, options.offset);
-    if (is_standard_output(options.output)) {
-        copy_and_close(*file, where, standard_output, options.count);
-        return;
-    }
-    byte_sink out = byte_sink::to_file(options.output);
-    copy_and_close(*file, where, out, options.count);
+    deliver(*file, where, options.output, standard_output,
+            [&](byte_sink& out) { copy(*file, where, out, options.count); });
 }
 
-void write(host const& from, write_options const& options) {
+void write(host const& from, byte_sink& /*standard_output*/, write_options const& options) {
     place const where{from.resolve(options.id), options.path};
     auto const file = from.create<kivcore::writer>(where.id, kivcore::plugin::k_kind_writer);
     require_different_files(options.input, options.path, "-i");

@@ -3,16 +3,30 @@
 #ifndef KIVPLUG_TRANSFER_H
 #define KIVPLUG_TRANSFER_H
 
+#include <functional>
 #include <limits>
 #include <string>
 
+#include <kivcore/reader.h>
+
 #include "descriptor.h"
 #include "host.h"
+#include "operation.h"
 
 namespace kivplug {
 
 // Stands for standard input or output in place of a file name.
 constexpr char const* k_standard = "-";
+
+// Raises a failure when input and output are one file: opening the output would empty
+// the input before it is read. The option is the one to change.
+void require_different_files(std::string const& input, std::string const& output,
+                             std::string const& option);
+
+// Has `copy` fill the output, which is created or emptied only now, and closes it and
+// the reader. When that fails, the failure says what the output holds.
+void deliver(kivcore::reader& file, place const& where, std::string const& output,
+             byte_sink& standard_output, std::function<void(byte_sink&)> const& copy);
 
 struct read_options {
     std::string id;
@@ -35,7 +49,8 @@ struct write_options {
 };
 
 // Copies the input to the writer, which does not open the path before the input is open.
-void write(host const& from, write_options const& options);
+// Prints nothing.
+void write(host const& from, byte_sink& standard_output, write_options const& options);
 
 }  // namespace kivplug
 

@@ -1,0 +1,157 @@
+#include "arguments.h"
+
+#include <charconv>
+#include <system_error>
+
+#include <CLI/CLI.hpp>
+
+namespace kivplug {
+
+namespace {
+
+constexpr char const* k_directory_help =
+    "Load the plug-ins of DIR, or DIR itself when it\n"
+    "holds a plugin.xml; may be repeated. The default is\n"
+    "KIVPLUG_PATH (colon-separated), then kivplug's own";
+
+constexpr char const* k_verb_footer =
+    "-d DIR may stand here too. An ID that no plug-in has is taken as a regular\n"
+    "expression for whole ids; the first match counts, newest version first.";
+
+// Adds a verb whose work is done with options, once they are filled.
+template <typename options_type>
+CLI::App& add_verb(CLI::App& app, command_line& line, std::string const& name,
+                   std::string const& help, options_type const& options,
+                   void (*work)(host const&, byte_sink&, options_type const&)) {
+    auto* const verb = app.add_subcommand(name, help);
+    verb->group("Verbs");
+    verb->footer(k_verb_footer);
+    verb->callback([&line, &options, work] {
+        line.work = [&options, work](host const& from, byte_sink& out) {
+            work(from, out, options);
+        };
+    });
+    return *verb;
+}
+
+void add_word(CLI::App& verb, std::string const& name, std::string& word, std::string const& help) {
+    verb.add_option(name, word, help)->required()->type_name("");
+}
+
+void add_output(CLI::App& verb, std::string& output) {
+    verb.add_option("-o,--output", output, "Write to FILE, not to standard output")
+        ->type_name("FILE");
+}
+
+// Decimal digits only: a leading 0 does not change the base.
+CLI::Option* add_amount(CLI::App& verb, std::string const& option, long long& amount,
+                        std::string const& unit, std::string const& help) {
+    auto const parse = [option, &amount](std::string const& text) {
+        auto const* const end = text.data() + text.size();
+        auto const parsed = std::from_chars(text.data(), end, amount);
+        if (parsed.ec != std::errc() || parsed.ptr != end || amount < 0) {
+            throw CLI::ValidationError(option,
+                                       "'" + text + "' is no number from 0 up, or too large");
+        }
+    };
+    return verb.add_option_function<std::string>(option, parse, help)->type_name(unit);
+}
+
+void add_list(CLI::App& app, command_line& line) {
+    auto& verb =
+        add_verb(app, line, "list", "List the ids of plug-ins, flavors and names", line.list, list);
+    verb.add_option("PATTERN", line.list.pattern, "Regular expression for whole ids [.*]")
+        ->type_name("");
+    verb.add_flag("--json", line.list.json, "Print a JSON array of objects");
+    verb.footer("-d DIR may stand here too.");
+}
+
+void add_describe(CLI::App& app, command_line& line) {
+    auto& verb = add_verb(app, line, "describe", "Show what a plug-in says about itself",
+                          line.describe, describe);
+    add_word(verb, "ID", line.describe.id, "The plug-in");
+    verb.add_flag("--json", line.describe.json, "Print a JSON object");
+}
+
+void add_read(CLI::App& app, command_line& line) {
+    auto& verb = add_verb(app, line, "read", "Copy what a reader gives to a file", line.read, read);
+    add_word(verb, "ID", line.read.id, "The reader");
+    add_word(verb, "PATH", line.read.path, "What it opens");
+    add_output(verb, line.read.output);
+    add_amount(verb, "--offset", line.read.offset, "BYTES", "Start this far into the data");
+    add_amount(verb, "--count", line.read.count, "BYTES", "Copy no more than this");
+    verb.add_option("--mode", line.read.mode, "The mode to open with [r]")->type_name("MODE");
+}
+
+void add_write(CLI::App& app, command_line& line) {
+    auto& verb = add_verb(app, line, "write", "Copy a file to a writer", line.write, write);
+    add_word(verb, "ID", line.write.id, "The writer");
+    add_word(verb, "PATH", line.write.path, "What it opens");
+    verb.add_option("-i,--input", line.write.input, "Read FILE, not standard input")
+        ->type_name("FILE");
+    verb.add_option("--mode", line.write.mode, "The mode to open with [w]")->type_name("MODE");
+}
+
+void add_browse(CLI::App& app, command_line& line) {
+    auto& verb = add_verb(app, line, "browse", "List what a browser finds", line.browse, browse);
+    add_word(verb, "ID", line.browse.id, "The browser");
+    verb.add_option("PATH", line.browse.path, "Where to look [where the browser starts]")
+        ->type_name("");
+    verb.add_flag("--long", line.browse.in_full, "Also what to read or browse each by, and facts");
+    verb.add_flag("--recursive", line.browse.recursive, "Also what is in the directories there");
+    verb.add_flag("--json", line.browse.json, "Print a JSON array of objects");
+}
+
+void add_tracks(CLI::App& app, command_line& line) {
+    auto& verb =
+        add_verb(app, line, "tracks", "Show the tracks of a media file", line.tracks, tracks);
+    add_word(verb, "ID", line.tracks.id, "The frame reader");
+    add_word(verb, "PATH", line.tracks.path, "What it opens");
+    verb.add_flag("--json", line.tracks.json, "Print a JSON array of objects");
+}
+
+void add_frames(CLI::App& app, command_line& line) {
+    auto& verb =
+        add_verb(app, line, "frames", "Copy frames of a track to a file", line.frames, frames);
+    add_word(verb, "ID", line.frames.id, "The frame reader");
+    add_word(verb, "PATH", line.frames.path, "What it opens");
+    add_amount(verb, "--track", line.frames.track, "N", "The track, counted from 0")->required();
+    add_amount(verb, "--from", line.frames.first, "FRAME", "Start here, counted from 0");
+    add_amount(verb, "--count", line.frames.count, "FRAMES", "Copy no more than this");
+    add_output(verb, line.frames.output);
+}
+
+void add_files(CLI::App& app, command_line& line) {
+    auto& verb = add_verb(app, line, "files", "List the files that a reader joins to one stream",
+                          line.files, files);
+    add_word(verb, "ID", line.files.id, "The multi-file reader");
+    add_word(verb, "PATTERN", line.files.pattern, "What it opens");
+    verb.add_flag("--json", line.files.json, "Print a JSON array of objects");
+}
+
+void add_watch(CLI::App& app, command_line& line) {
+    auto& verb = add_verb(app, line, "watch", "Print what a monitor sees, until interrupted",
+                          line.watch, watch);
+    add_word(verb, "ID", line.watch.id, "The monitor");
+    add_word(verb, "PATH", line.watch.path, "What it watches");
+    verb.add_flag("--json", line.watch.json, "Print a JSON object on a line for each event");
+}
+
+}  // namespace
+
+void add_arguments(CLI::App& app, command_line& line) {
+    app.name("kivplug");
+    app.require_subcommand(1);
+    app.fallthrough();
+    app.set_version_flag("--version", "kivplug " KIVPLUG_VERSION, "Print the version and exit");
+    app.get_formatter()->label("SUBCOMMAND", "VERB");
+    app.add_option("-d,--directory", line.directories, k_directory_help)
+        ->type_name("DIR")
+        ->allow_extra_args(false);
+    for (auto* const add : {add_list, add_describe, add_read, add_write, add_browse, add_tracks,
+                            add_frames, add_files, add_watch}) {
+        add(app, line);
+    }
+}
+
+}  // namespace kivplug

@@ -1,0 +1,202 @@
+#include "browse.h"
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include <kivcore/browser.h>
+
+#include "failure.h"
+#include "json_text.h"
+#include "operation.h"
+#include "text.h"
+
+namespace kivplug {
+
+namespace {
+
+using kivcore::browser;
+using nlohmann::json;
+
+// A directory that holds itself under ever new paths has no other end.
+constexpr std::size_t k_deepest = 4096;
+
+constexpr char const* k_advice = "; check that it is intact";
+
+struct directory {
+    std::string path;  // the browser's
+    std::string name;  // below the start, with a slash at its end; empty for the start
+    std::size_t depth;
+};
+
+struct entry {
+    std::string name;
+    std::string path;
+    std::string url;
+    std::map<std::string, std::string> info;
+    bool is_directory;
+};
+
+// What is left to be listed is on a list of its own and not on the call stack: how deep
+// the directories lie is not ours to choose.
+class walk {
+  public:
+    walk(browser& browsed, std::string const& plugin_id, byte_sink& sink,
+         browse_options const& wanted)
+        : source(browsed), id(plugin_id), out(sink), options(wanted) {}
+
+    void start(std::string const& path);
+
+  private:
+    std::vector<entry> list(directory const& place);
+    void add(std::vector<entry>& entries, directory const& place, browser::entry_list const& found,
+             bool are_directories);
+    void learn(entry& known);
+    void remember(std::vector<entry> const& entries, directory const& place);
+    void print(std::vector<entry> const& entries);
+    void print_json(std::vector<entry> const& entries);
+
+    browser& source;
+    std::string const& id;
+    byte_sink& out;
+    browse_options const& options;
+    std::vector<directory> waiting;  // the next one last
+    std::set<std::string> seen;      // paths of directories that were or will be listed
+    bool printed_one = false;
+};
+
+void walk::start(std::string const& path) {
+    seen.insert(path);
+    waiting.push_back({path, "", 0});
+    while (!waiting.empty()) {
+        directory const next = std::move(waiting.back());
+        waiting.pop_back();
+        auto const entries = list(next);
+        if (options.recursive) {
+            remember(entries, next);
+        }
+        options.json ? print_json(entries) : print(entries);
+    }
+    if (options.json) {
+        out.write(printed_one ? "\n]\n" : "[]\n");
+    }
+}
+
+std::vector<entry> walk::list(directory const& place) {
+    browser::entry_list directories;
+    browser::entry_list files;
+    auto const get_list = [&] { source.get_list(place.path, &directories, &files); };
+    guarded({id, place.path}, "get_list", get_list, k_advice);
+    std::vector<entry> entries;
+    add(entries, place, directories, true);
+    add(entries, place, files, false);
+    return entries;
+}
+
+void walk::add(std::vector<entry>& entries, directory const& place,
+               browser::entry_list const& found, bool are_directories) {
+    for (auto const& [name, path] : found) {
+        entry known{place.name + name, path, "", {}, are_directories};
+        if (are_directories) {
+            known.name += '/';
+        }
+        if (options.in_full) {
+            learn(known);
+        }
+        entries.push_back(std::move(known));
+    }
+}
+
+void walk::learn(entry& known) {
+    place const where{id, known.path};
+    auto const get_info = [&] { source.get_info(known.path, known.info); };
+    guarded(where, "get_info", get_info, k_advice);
+    auto const get_url = [&] { source.get_url(known.path, known.url); };
+    guarded(where, "get_url", get_url, k_advice);
+}
+
+// From the last to the first, so that the first is listed next.
+void walk::remember(std::vector<entry> const& entries, directory const& place) {
+    auto const first = waiting.size();
+    for (auto const& each : entries) {
+        if (each.is_directory && seen.insert(each.path).second) {
+            waiting.push_back({each.path, each.name, place.depth + 1});
+        }
+    }
+    if (waiting.size() > first && place.depth >= k_deepest) {
+        throw failure(printable(id) + ": directories lie more than " + std::to_string(k_deepest) +
+                      " deep at " + quoted(place.path) +
+                      "; if they do not hold themselves, browse on from there");
+    }
+    std::reverse(waiting.begin() + static_cast<std::ptrdiff_t>(first), waiting.end());
+}
+
+std::string facts(std::map<std::string, std::string> const& info) {
+    std::string text;
+    for (auto const& [key, value] : info) {
+        text.append(text.empty() ? "" : ", ").append(key).append(": ").append(value);
+    }
+    return text;
+}
+
+void walk::print(std::vector<entry> const& entries) {
+    std::vector<std::vector<std::string>> rows;
+    for (auto const& each : entries) {
+        rows.push_back({each.name});
+        if (options.in_full) {
+            rows.back().push_back(each.url.empty() ? each.path : each.url);
+            rows.back().push_back(facts(each.info));
+        }
+    }
+    out.write(table(rows, 2));
+}
+
+// The array is written as it comes: a tree may be larger than memory.
+void walk::print_json(std::vector<entry> const& entries) {
+    for (auto const& each : entries) {
+        json object = {{"name", each.name},
+                       {"path", each.path},
+                       {"type", each.is_directory ? "directory" : "file"}};
+        if (options.in_full) {
+            object["url"] = each.url;
+            object["info"] = each.info;
+        }
+        out.write((printed_one ? ",\n    " : "[\n    ") + json_line(object));
+        printed_one = true;
+    }
+}
+
+std::string start_of(browser& source, place const& where) {
+    std::string path = where.path;
+    if (path.empty()) {
+        auto const ask = [&] { path = source.root(); };
+        guarded(where, "root", ask, k_report_fault);
+    }
+    if (path.empty()) {
+        throw failure(printable(where.id) + " has no place of its own to start from; give a PATH");
+    }
+    return path;
+}
+
+}  // namespace
+
+void browse(host const& from, byte_sink& out, browse_options const& options) {
+    std::string const id = from.resolve(options.id);
+    auto const source = from.create<browser>(id, kivcore::plugin::k_kind_browser);
+    place const where{id, start_of(*source, {id, options.path})};
+    bool possible = false;
+    auto const ask = [&] { possible = source->can_browse(where.path); };
+    guarded(where, "can_browse", ask, k_advice);
+    if (!possible) {
+        throw failure(printable(where.id) + ": there is nothing to browse at " +
+                      quoted(where.path) +
+                      "; check that it is there, intact and of the kind that this plug-in browses");
+    }
+    walk(*source, id, out, options).start(where.path);
+}
+
+}  // namespace kivplug

@@ -1,0 +1,18 @@
+// The check of a shared object before it is opened. The dynamic linker maps what the
+// file's headers promise and runs it: where the file is cut short that ends the process,
+// and opening a FIFO in its place never returns.
+
+#ifndef KIVPLUG_IMAGE_H
+#define KIVPLUG_IMAGE_H
+
+#include <string>
+
+namespace kivplug {
+
+// What is wrong with the file at path; empty when it is whole, and when it is not there
+// or not for this machine: those the dynamic linker refuses by itself.
+std::string image_fault(std::string const& path);
+
+}  // namespace kivplug
+
+#endif

@@ -1,0 +1,200 @@
+#include "media.h"
+
+#include <algorithm>
+#include <memory>
+#include <new>
+#include <sstream>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include <kivcore/frame_reader.h>
+#include <kivcore/multi_file_reader.h>
+
+#include "failure.h"
+#include "json_text.h"
+#include "operation.h"
+#include "progress.h"
+#include "text.h"
+
+namespace kivplug {
+
+namespace {
+
+using kivcore::frame_reader;
+using kivcore::multi_file_reader;
+using nlohmann::json;
+using record = morbase::ptr_refcount<frame_reader::media_information>;
+
+constexpr char const* k_read_mode = "r";
+constexpr char const* k_advice = "; check that it is intact";
+
+// Room for frames of tracks whose records do not say how large they are. Memory that no
+// frame fills is never touched.
+constexpr std::size_t k_unknown_frame_size = std::size_t{16} << 20;
+
+void close(kivcore::reader& file, place const& where) {
+    auto const call = [&] { return file.close(); };
+    checked(where, "close", call, "; what it said before may be incomplete");
+}
+
+unsigned int track_count(frame_reader& file, place const& where) {
+    unsigned int count = 0;
+    auto const ask = [&] { count = file.track_count(); };
+    guarded(where, "track_count", ask, k_advice);
+    return count;
+}
+
+record record_of(frame_reader& file, place const& where, unsigned int track) {
+    record found;
+    auto const ask = [&] { found = file.track_information(track); };
+    guarded(where, "track_information", ask, k_advice);
+    if (!found) {
+        throw failure(where.describe("track_information") + " has nothing about track " +
+                      std::to_string(track) + k_report_fault);
+    }
+    return found;
+}
+
+// The lines of a track's record.
+std::vector<std::string> description_of(frame_reader& file, place const& where,
+                                        unsigned int track) {
+    auto const known = record_of(file, where, track);
+    std::string text;
+    auto const describe = [&] { text = known->describe(); };
+    guarded(where, "describe", describe, k_report_fault);
+    std::istringstream stream(text);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+std::string trimmed(std::string const& text) {
+    auto const first = text.find_first_not_of(' ');
+    return first == std::string::npos ? ""
+                                      : text.substr(first, text.find_last_not_of(' ') - first + 1);
+}
+
+json labels_and_values(std::vector<std::string> const& lines) {
+    json object = json::object();
+    for (auto const& line : lines) {
+        auto const colon = std::min(line.find(':'), line.size());
+        auto const value = std::min(colon + 1, line.size());
+        object[trimmed(line.substr(0, colon))] = trimmed(line.substr(value));
+    }
+    return object;
+}
+
+std::size_t largest_frame(frame_reader::media_information const& known) {
+    if (auto const* audio = dynamic_cast<frame_reader::audio_media_information const*>(&known)) {
+        return std::max(audio->frame_data_size, 1U);
+    }
+    if (auto const* video = dynamic_cast<frame_reader::video_media_information const*>(&known)) {
+        return std::max(video->frame_data_size, 1U);
+    }
+    return k_unknown_frame_size;
+}
+
+unsigned int select_track(frame_reader& file, place const& where, long long wanted) {
+    unsigned int const count = track_count(file, where);
+    if (wanted >= count) {
+        throw failure(where.describe("select_track") + " failed: there is no track " +
+                      std::to_string(wanted) + " among the " + std::to_string(count) +
+                      ", which are counted from 0; 'kivplug tracks' shows them");
+    }
+    auto const track = static_cast<unsigned int>(wanted);
+    auto const select = [&] { return file.select_track(track); };
+    checked(where, "select_track", select, "; 'kivplug tracks' shows the tracks");
+    return track;
+}
+
+void seek_frame(frame_reader& file, place const& where, long long frame) {
+    if (frame == 0) {
+        return;  // where a selected track begins
+    }
+    auto const call = [&] { return file.seek_frame(frame); };
+    checked_move(where, "seek_frame", frame, call,
+                 "; give a --from inside the track, 'kivplug tracks' shows how many frames it has");
+}
+
+void copy_frames(frame_reader& file, place const& where, byte_sink& out, std::size_t capacity,
+                 long long count) {
+    std::unique_ptr<char[]> const buffer(new (std::nothrow) char[capacity]);
+    if (!buffer) {
+        throw failure(where.describe("read_frame") + " needs " + std::to_string(capacity) +
+                      " bytes of memory for a frame, and there are not as many");
+    }
+    progress shown(!out.is_terminal());
+    for (long long done = 0; done < count; ++done) {
+        auto const call = [&] { return file.read_frame(buffer.get(), capacity); };
+        std::string const advice =
+            " after " + std::to_string(done) + " frames; check that it is intact";
+        auto const got = checked(where, "read_frame", call, advice);
+        if (got == 0) {
+            return;
+        }
+        out.write(buffer.get(), checked_count(where, "read_frame", got, capacity));
+        shown.update(out.written());
+    }
+}
+
+}  // namespace
+
+void tracks(host const& from, byte_sink& out, tracks_options const& options) {
+    place const where{from.resolve(options.id), options.path};
+    auto const file = from.create<frame_reader>(where.id, k_kind_frame_reader);
+    open_for_reading(*file, where, k_read_mode);
+    json objects = json::array();
+    std::string text;
+    unsigned int const count = track_count(*file, where);
+    for (unsigned int track = 0; track < count; ++track) {
+        auto const lines = description_of(*file, where, track);
+        objects.push_back({{"track", track}, {"description", labels_and_values(lines)}});
+        text += "track " + std::to_string(track) + "\n";
+        for (auto const& line : lines) {
+            text += "    " + printable(line) + "\n";
+        }
+    }
+    close(*file, where);
+    out.write(options.json ? json_text(objects) : text);
+}
+
+void frames(host const& from, byte_sink& standard_output, frames_options const& options) {
+    place const where{from.resolve(options.id), options.path};
+    auto const file = from.create<frame_reader>(where.id, k_kind_frame_reader);
+    require_different_files(options.path, options.output, "-o");
+    open_for_reading(*file, where, k_read_mode);
+    auto const track = select_track(*file, where, options.track);
+    auto const capacity = largest_frame(*record_of(*file, where, track));
+    seek_frame(*file, where, options.first);
+    auto const copy = [&](byte_sink& out) {
+        copy_frames(*file, where, out, capacity, options.count);
+    };
+    deliver(*file, where, options.output, standard_output, copy);
+}
+
+void files(host const& from, byte_sink& out, files_options const& options) {
+    place const where{from.resolve(options.id), options.pattern};
+    auto const file = from.create<multi_file_reader>(where.id, k_kind_multi_file_reader);
+    open_for_reading(*file, where, k_read_mode);
+    unsigned int count = 0;
+    auto const ask = [&] { count = file->file_count(); };
+    guarded(where, "file_count", ask, k_advice);
+    json objects = json::array();
+    std::vector<std::vector<std::string>> rows;
+    for (unsigned int index = 0; index < count; ++index) {
+        std::string path;
+        auto const get_path = [&] { path = file->file_path(index); };
+        guarded(where, "file_path", get_path, k_report_fault);
+        auto const get_size = [&] { return file->file_size(index); };
+        auto const size = checked(where, "file_size", get_size, k_report_fault);
+        objects.push_back({{"index", index}, {"path", path}, {"size", size}});
+        rows.push_back({std::to_string(index), std::to_string(size), path});
+    }
+    close(*file, where);
+    out.write(options.json ? json_text(objects) : table(rows, 2));
+}
+
+}  // namespace kivplug

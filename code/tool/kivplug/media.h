@@ -1,0 +1,48 @@
+// The verbs for readers that know more than a stream: the tracks and frames of a
+// frame_reader, the files of a multi_file_reader.
+
+#ifndef KIVPLUG_MEDIA_H
+#define KIVPLUG_MEDIA_H
+
+#include <limits>
+#include <string>
+
+#include "descriptor.h"
+#include "host.h"
+#include "transfer.h"
+
+namespace kivplug {
+
+struct tracks_options {
+    std::string id;
+    std::string path;
+    bool json = false;
+};
+
+// Prints the record of every track.
+void tracks(host const& from, byte_sink& out, tracks_options const& options);
+
+struct frames_options {
+    std::string id;
+    std::string path;
+    std::string output = k_standard;
+    long long track = 0;
+    long long first = 0;
+    long long count = std::numeric_limits<long long>::max();
+};
+
+// Copies frames of one track to the output, as read does with bytes.
+void frames(host const& from, byte_sink& standard_output, frames_options const& options);
+
+struct files_options {
+    std::string id;
+    std::string pattern;  // what is opened
+    bool json = false;
+};
+
+// One line for each file: its index, its size in bytes and its path.
+void files(host const& from, byte_sink& out, files_options const& options);
+
+}  // namespace kivplug
+
+#endif

@@ -1,0 +1,106 @@
+#include "watch.h"
+
+#include <csignal>
+#include <cstdio>
+
+#include <nlohmann/json.hpp>
+
+#include <kivcore/monitor.h>
+
+#include "json_text.h"
+#include "operation.h"
+#include "text.h"
+
+namespace kivplug {
+
+namespace {
+
+// A signal that comes just before the wait begins is noticed at its end.
+constexpr int k_longest_wait_ms = 200;
+
+// All that a signal handler may write to.
+std::sig_atomic_t volatile interrupted = 0;
+
+extern "C" void note_interruption(int /*signal*/) {
+    interrupted = 1;
+}
+
+// The first signal asks for an end; a second one, should a plug-in not return, is one.
+void catch_once(int number) {
+    struct sigaction previous {};
+    struct sigaction action {};
+    action.sa_handler = note_interruption;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    sigaction(number, &action, &previous);
+    if (previous.sa_handler == SIG_IGN) {
+        sigaction(number, &previous, nullptr);  // whoever started the program wants it so
+    }
+}
+
+// Collects lines: an output that cannot be written raises, and that is not to happen
+// inside a plug-in.
+class event_lines final : public kivcore::monitor::handler {
+  public:
+    event_lines(std::string watched_path, bool as_json)
+        : path(std::move(watched_path)), json(as_json) {}
+
+    void changed(std::string const& changed_path, e_change change) override {
+        switch (change) {
+            case k_created:
+                return add("created", changed_path);
+            case k_modified:
+                return add("modified", changed_path);
+            case k_removed:
+                return add("removed", changed_path);
+        }
+        add("changed", changed_path);
+    }
+
+    void terminate() override {
+        add("terminated", path);
+        has_ended = true;
+    }
+
+    bool ended() const noexcept { return has_ended; }
+
+    void print(byte_sink& out) {
+        out.write(lines);
+        lines.clear();
+    }
+
+  private:
+    void add(std::string const& event, std::string const& where) {
+        lines +=
+            json ? json_line({{"event", event}, {"path", where}}) : event + " " + printable(where);
+        lines += '\n';
+    }
+
+    std::string path;
+    std::string lines;
+    bool json;
+    bool has_ended = false;
+};
+
+}  // namespace
+
+void watch(host const& from, byte_sink& out, watch_options const& options) {
+    place const where{from.resolve(options.id), options.path};
+    event_lines events(options.path, options.json);  // outlives the monitor that tells it
+    auto const source = from.create<kivcore::monitor>(where.id, kivcore::plugin::k_kind_monitor);
+    catch_once(SIGINT);
+    catch_once(SIGTERM);
+    auto const start = [&] { return source->start(options.path, &events); };
+    checked(where, "start", start,
+            "; check that it is there and of the kind that this plug-in watches");
+    std::fprintf(stderr, "kivplug: watching %s until interrupted\n", quoted(options.path).c_str());
+    while (interrupted == 0 && !events.ended()) {
+        auto const poll = [&] { return source->poll(k_longest_wait_ms); };
+        checked(where, "poll", poll, "; check that it is still there, and start again");
+        events.print(out);
+    }
+    auto const stop = [&] { return source->stop(); };
+    checked(where, "stop", stop, k_report_fault);
+    events.print(out);
+}
+
+}  // namespace kivplug
