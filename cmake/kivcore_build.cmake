@@ -5,6 +5,23 @@ function(kivcore_warnings target)
         ${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
 endfunction()
 
+# What is installed is hardened wherever the compiler optimises, which fortified calls need;
+# sanitizers have stricter checks of their own, and fortified calls would hide from them.
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES C CXX)
+
+function(kivcore_hardening target)
+    if("${CMAKE_C_FLAGS} ${CMAKE_CXX_FLAGS}" MATCHES "-fsanitize")
+        return()
+    endif()
+    set(optimised $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
+    target_compile_options(
+        ${target}
+        PRIVATE $<${optimised}:-U_FORTIFY_SOURCE> $<${optimised}:-D_FORTIFY_SOURCE=2>
+                $<${optimised}:-fstack-protector-strong>)
+    target_link_options(${target} PRIVATE $<${optimised}:LINKER:-z,relro,-z,now>)
+endfunction()
+
 # kivcore_library(NAME MACRO SOURCES...): one of the tree's shared libraries, with its
 # headers in include/NAME, its export macro in <NAME/export.h> and a soname.
 function(kivcore_library name macro)
@@ -26,6 +43,7 @@ function(kivcore_library name macro)
                    SOVERSION ${PROJECT_VERSION_MAJOR}
                    INSTALL_RPATH "$ORIGIN")
     kivcore_warnings(${name})
+    kivcore_hardening(${name})
     # Calls between the libraries go through their addresses, without a stub on the way.
     target_compile_options(${name} PRIVATE -fno-plt)
 

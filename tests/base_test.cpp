@@ -226,6 +226,17 @@ struct memory final : morbase::stream::rda {
     int refused = -1;
 };
 
+struct endless final : morbase::stream::rd {
+    long long read(void* /*target*/, unsigned long long /*count*/) override { return 1; }
+};
+
+TEST(stream, without_seek_there_is_no_telling_and_no_peeking) {
+    endless stream;
+    char peeked = 0;
+    EXPECT_EQ(stream.tell(), -1);
+    EXPECT_EQ(stream.peek(&peeked, 1), -1);
+}
+
 TEST(stream, tell_peek_and_size_leave_the_position) {
     memory stream;
     char peeked[3] = {};

@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <cstdlib>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -26,10 +28,10 @@ std::string key_of(int thread, int round) {
 
 // Runs act(number) on several threads, started together.
 template <typename action>
-void in_parallel(action const& act) {
-    std::atomic<int> waiting{k_threads};
+void in_parallel(action const& act, int count = k_threads) {
+    std::atomic<int> waiting{count};
     std::vector<std::thread> threads;
-    for (int number = 0; number < k_threads; ++number) {
+    for (int number = 0; number < count; ++number) {
         threads.emplace_back([&, number] {
             --waiting;
             while (waiting > 0) {
@@ -146,6 +148,46 @@ TEST_F(concurrency, everything_at_once_counts_exactly) {
     EXPECT_EQ(wrong, 0);
     EXPECT_EQ(created, 2 * k_threads * k_rounds);
     EXPECT_EQ(registered(), static_cast<std::size_t>(k_threads * k_rounds + 1));
+}
+
+// Everything that a registry does, by many threads on one after the other, for a while.
+TEST_F(concurrency, a_long_stress_counts_exactly) {
+    constexpr int k_many = 16;
+    constexpr int k_steps = 10;
+    char const* const seconds = std::getenv("KIVCORE_STRESS_SECONDS");
+    auto const end = std::chrono::steady_clock::now() +
+                     std::chrono::seconds(seconds != nullptr ? std::stoi(seconds) : 5);
+    install("all/shared", "shared");
+    for (int thread = 0; thread < k_many; ++thread) {
+        install(key_of(thread, 0) + "/own", "own" + std::to_string(thread));
+    }
+    do {
+        registry = new kivcore::plugins("/nowhere");
+        std::atomic<int> loaded{0};
+        std::atomic<int> entered{0};
+        std::atomic<int> wrong{0};
+        support::capture out(1);  // one refusal for each id that another thread has entered
+        in_parallel(
+            [&](int thread) {
+                loaded += registry->load_plugins(files.path("all"));
+                loaded += registry->load_plugins(files.path(key_of(thread, 0)));
+                for (int step = 0; step < k_steps; ++step) {
+                    std::string const own = id_of(key_of(thread, step));
+                    entered += registry->register_with_id(own, nullptr, own) ? 1 : 0;
+                    entered += registry->register_with_id(id_of(key_of(k_many, step)), {}, "");
+                    auto const found = registry->find_plugins(id_of(key_of(thread, 0) + "?.*"));
+                    auto const file = kivcore::create<kivcore::reader>(registry, id_of("shared"));
+                    wrong += found.empty() || !file || file->open("any", "r") != 0 ? 1 : 0;
+                    wrong += support::value_of(registry->describe_plugin(own), "info.name") != own;
+                }
+            },
+            k_many);
+        out.text();
+        EXPECT_EQ(wrong, 0);
+        EXPECT_EQ(loaded, 2 * k_many);
+        EXPECT_EQ(entered, k_many * k_steps + k_steps);
+        EXPECT_EQ(registered(), static_cast<std::size_t>(entered + k_many + 1));
+    } while (std::chrono::steady_clock::now() < end && !HasFailure());
 }
 
 TEST_F(concurrency, the_first_creations_bind_once_and_all_succeed) {

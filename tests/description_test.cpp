@@ -12,7 +12,7 @@
 
 namespace {
 
-using kivcore::__info;
+using kivcore::__info;  // NOLINT(bugprone-reserved-identifier): the name is a public contract
 using record = std::map<std::string, std::string>;
 
 class description : public testing::Test {

@@ -99,6 +99,15 @@ TEST_F(discovery, broken_xml_is_reported_with_the_xml_librarys_text_and_not_load
     EXPECT_EQ(out + err, "");
 }
 
+TEST_F(discovery, a_description_that_breaks_off_anywhere_registers_nothing) {
+    std::string const good = reader_element("k");
+    for (std::size_t length = 0; length < good.size(); ++length) {
+        describe("cut", good.substr(0, length));
+        EXPECT_FALSE(load("cut")) << length;
+    }
+    EXPECT_TRUE(plugins.find_plugins(".*").empty());
+}
+
 TEST_F(discovery, a_description_that_cannot_be_understood_is_reported_and_not_loaded) {
     auto without = [](std::string const& function) {
         auto bindings = support::k_memory_reader;

@@ -128,7 +128,7 @@ TEST(factory, a_description_must_name_every_function_that_is_needed) {
 std::string creation_refusal(std::string const& object, info_ptr const& description) {
     loader_ptr const image(new kivcore::loader(built_object(object)));
     factory_ptr const maker = kivcore::create_factory(image, description);
-    std::string const first = refusal([&] { maker->create(); });
+    std::string first = refusal([&] { maker->create(); });
     EXPECT_EQ(refusal([&] { maker->create(); }), first);
     return first;
 }

@@ -1,3 +1,9 @@
+#include <malloc.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <iterator>
+
 #include <gtest/gtest.h>
 
 #include <support/capture.h>
@@ -122,10 +128,18 @@ TEST_F(lifetime, a_failed_creation_keeps_nothing_beyond_the_registry) {
     EXPECT_FALSE(mapped("native"));
 }
 
-TEST_F(lifetime, instances_go_in_any_order_round_after_round) {
+// What leaks would add to.
+struct holdings {
+    std::ptrdiff_t files = std::distance(fs::directory_iterator("/proc/self/fd"), {});
+    std::size_t bytes = mallinfo2().uordblks;
+};
+
+TEST_F(lifetime, instances_go_in_any_order_a_thousand_times_without_growth) {
     install_memory("memory");
     install_native("native");
-    for (unsigned int round = 0; round < 60; ++round) {
+    holdings before;
+    for (unsigned int round = 0; round < 1100; ++round) {
+        before = round == 100 ? holdings() : before;
         registry = new kivcore::plugins("/nowhere");
         char const* const name = round % 2 == 0 ? "memory" : "native";
         load(name);
@@ -149,6 +163,30 @@ TEST_F(lifetime, instances_go_in_any_order_round_after_round) {
         }
         ASSERT_FALSE(mapped(name)) << "round " << round;
     }
+    holdings const after;
+    EXPECT_EQ(after.files, before.files);
+    EXPECT_LE(after.bytes, before.bytes + 8000);  // the smallest block for each round is more
+}
+
+TEST_F(lifetime, static_registries_and_instances_are_taken_down_at_exit) {
+    install_memory("memory");
+    install_native("native");
+    auto const exit_with_all = [this] {
+        static kivcore::instance<reader> last;
+        static support::registry_ptr const kept = new kivcore::plugins("/nowhere");
+        static kivcore::instance<reader> first;
+        auto const tell = [] { std::fputs("registry gone", stderr); };
+        kept->register_with_info(
+            support::described_as("", "teller"),
+            new support::fake_factory([] { return new support::fake_reader; }, tell));
+        kept->load_plugin(files.path("memory"));
+        last = kivcore::create<reader>(kept, k_id);
+        last->open("any", "r");
+        kept->load_plugin(files.path("native"));
+        first = kivcore::create<reader>(kept, k_id);
+        std::exit(last && first ? 0 : 1);
+    };
+    EXPECT_EXIT(exit_with_all(), testing::ExitedWithCode(0), "^registry gone$");
 }
 
 }  // namespace

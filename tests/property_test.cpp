@@ -128,6 +128,17 @@ TEST(property, containers_are_ordered_by_which_elements_they_hold) {
                                        map{{"a", p0}, {"c", p1}}, map{{"a", p2}}, map{{"b", p1}}));
 }
 
+TEST(property, copied_bytes_are_the_copys_own) {
+    property_binary source({"\0b", 2});
+    property_binary copy = source;
+    source = property_binary({"c", 1});
+    EXPECT_EQ(text_of(copy), "AGI=");
+    EXPECT_EQ(text_of(source), "Yw==");
+    property_binary const& self = copy;
+    copy = self;
+    EXPECT_EQ(text_of(copy), "AGI=");
+}
+
 TEST(property, copies_share_the_elements) {
     property_int one(1);
     property_int equal_one(1);

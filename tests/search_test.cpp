@@ -102,7 +102,11 @@ class random_ids {
     std::string prefix() {
         std::string text = "io/read/";
         text += pick(std::string("ab\xff."));
-        return text + '/' + pick(std::string("dD"));
+        text += '/';
+        text += pick(std::string("dD"));
+        // In a table these stand before the shorter ones, being less than a slash.
+        auto const dashes = random() % 24;
+        return text.append(dashes < 12 ? dashes : 0, '-');
     }
 
     std::string version() {

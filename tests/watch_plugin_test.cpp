@@ -67,6 +67,7 @@ class watch_plugin : public testing::Test {
 
     void SetUp() override {
         ASSERT_TRUE(watch);
+        ASSERT_EQ(watch->kind(), kivcore::plugin::k_kind_monitor);
         fs::create_directory(root);
     }
 

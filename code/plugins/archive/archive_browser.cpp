@@ -67,8 +67,8 @@ std::string permissions_text(unsigned int permissions) {
     constexpr char k_set[] = "sst";
     constexpr char k_set_without_x[] = "SST";
     for (std::size_t i = 0; i < 3; ++i) {
-        char& x = text[3 * i + 2];
         if ((permissions & (04000U >> i)) != 0) {
+            char& x = text[3 * i + 2];
             x = x == 'x' ? k_set[i] : k_set_without_x[i];
         }
     }

@@ -1,0 +1,324 @@
+// Every operation with every one of its allocations failing. The allocator here stands
+// before the platform's for every library that the program loads.
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <exception>
+#include <functional>
+#include <limits>
+#include <new>
+#include <thread>
+
+#include <gtest/gtest.h>
+#include <libxml/xmlerror.h>
+
+#include <morbase/es.h>
+#include <support/capture.h>
+#include <support/fakes.h>
+#include <support/files.h>
+
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): the platform's names
+extern "C" {
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t count, std::size_t size);
+void* __libc_realloc(void* block, std::size_t size);
+void __libc_free(void* block);
+}
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
+
+namespace {
+
+// Plain values: what is asked for within an allocation must not itself allocate.
+thread_local bool armed = false;
+thread_local bool from_there_on = false;
+thread_local long left = 0;  // allocations that still succeed
+std::atomic<long> blocks{0};
+
+bool fails_now() {
+    long const before = armed ? left-- : 1;
+    bool const fails = before == 0 || (before < 0 && from_there_on);
+    errno = fails ? ENOMEM : errno;
+    return fails;
+}
+
+void* counted(void* block) {
+    blocks += block != nullptr ? 1 : 0;
+    return block;
+}
+
+}  // namespace
+
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the platform's are reserved
+extern "C" {
+
+void* malloc(std::size_t size) noexcept {
+    return fails_now() ? nullptr : counted(__libc_malloc(size));
+}
+
+void* calloc(std::size_t count, std::size_t size) noexcept {
+    return fails_now() ? nullptr : counted(__libc_calloc(count, size));
+}
+
+void* realloc(void* block, std::size_t size) noexcept {
+    if (fails_now()) {
+        return nullptr;
+    }
+    void* const moved = __libc_realloc(block, size);
+    if (block == nullptr) {
+        return counted(moved);
+    }
+    blocks -= size == 0 ? 1 : 0;  // a size of nothing gives the block back
+    return moved;
+}
+
+void free(void* block) noexcept {
+    blocks -= block != nullptr ? 1 : 0;
+    __libc_free(block);
+}
+
+}  // extern "C"
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using kivcore::frame_reader;
+using strings = std::vector<std::string>;
+
+constexpr long k_none = std::numeric_limits<long>::max();
+constexpr char const* k_reader = "io/read/seek/tests/1.0";
+constexpr char const* k_writer = "io/write/pair/tests/1.0";
+constexpr char const* k_native = "io/read/native/tests/1.0";
+
+// What an operation gave, and what was there behind it.
+struct outcome {
+    bool met = false;  // whether the allocation that was to fail was asked for
+    std::string raised;
+    long long number = 0;
+    strings list;
+    long failures = 0;  // directories that were told to have failed
+    strings entries;
+};
+
+// What there is for an operation. Objects go before the registry.
+struct world {
+    std::string directory;
+    support::registry_ptr registry = new kivcore::plugins("/nowhere");
+    support::factory_ptr maker;
+    support::info_ptr description;
+    morbase::ptr_refcount<kivcore::plugin> object;
+    std::string text;
+    outcome result;
+};
+
+struct scenario {
+    char const* name;
+    bool loaded;  // whether the registry holds the plug-ins before
+    // How many blocks the libraries below ours may lose: the XML library up to two while it
+    // opens a document, the one for regular expressions one while it compiles.
+    long lost_below;
+    std::function<void(world&)> act;
+};
+
+// A line for every entry: its id, its description, and whether an object can be made.
+strings entries_of(kivcore::plugins& registry) {
+    strings lines;
+    for (std::string const& id : registry.find_plugins(".*")) {
+        support::info_ptr const description = registry.describe_plugin(id);
+        std::string line = id + (registry.create_with_id(id) ? " made" : " not made");
+        strings keys;
+        description->find(".*", keys);
+        for (std::string const& key : keys) {
+            line += "|" + key + "=" + support::value_of(description, key);
+        }
+        lines.push_back(line);
+    }
+    std::sort(lines.begin(), lines.end());
+    return lines;
+}
+
+std::string text_of(std::exception_ptr const& raised) {
+    try {
+        std::rethrow_exception(raised);
+    } catch (std::bad_alloc const&) {
+        return "out of memory";
+    } catch (morbase::es::base const& error) {
+        return error.what();
+    } catch (...) {
+        return "undocumented";
+    }
+}
+
+std::exception_ptr act_with_fault(scenario const& tried, world& there, long number, bool for_good) {
+    std::exception_ptr raised;  // holds what was raised without an allocation
+    left = number;
+    from_there_on = for_good;
+    armed = true;
+    try {
+        tried.act(there);
+    } catch (...) {
+        raised = std::current_exception();
+    }
+    armed = false;
+    there.result.met = left < 0;
+    return raised;
+}
+
+outcome run(scenario const& tried, std::string const& directory, long number, bool for_good) {
+    world there;
+    there.directory = directory;
+    support::captured_output output;
+    if (tried.loaded) {
+        there.registry->load_plugins(directory);
+        there.description = there.registry->describe_plugin(k_reader);
+    }
+    // The XML library cannot do without memory for what it keeps for a thread.
+    xmlGetLastError();
+    support::capture errors(2);
+    auto const raised = act_with_fault(tried, there, number, for_good);
+    outcome& result = there.result;
+    result.raised = raised ? text_of(raised) : "";
+    result.list.push_back(there.object ? "made " + there.text : there.text);
+    std::string const printed = errors.text();
+    for (auto at = printed.find("failed to load"); at != std::string::npos;
+         at = printed.find("failed to load", at + 1)) {
+        ++result.failures;
+    }
+    result.entries = entries_of(*there.registry);
+    return std::move(result);
+}
+
+void write_and_read(world& there) {
+    auto const writer = there.registry->create_with_id(k_writer);
+    auto const reader = there.registry->create_with_id(k_reader);
+    auto& out = dynamic_cast<kivcore::writer&>(*writer);
+    auto& in = dynamic_cast<kivcore::reader&>(*reader);
+    char copy[8] = {};
+    if (out.open("any", "w") != 0 || in.open("any", "r") != 0) {
+        there.result.number = -1;
+        return;
+    }
+    there.result.number = out.write("text", 4) + out.close() + in.read(copy, sizeof copy);
+    there.text = copy;
+}
+
+void print(world& there) {
+    kivcore::property_string string(std::string(100, 's'));
+    kivcore::property_binary binary(morbase::buffer("binary", 6));
+    kivcore::property_list list({&string, &binary});
+    kivcore::property_map({{"list", &list}}).describe(there.text);
+    there.text += frame_reader::audio_media_information(0x6d703461, 1, 2, 3, 4, 2, 16, 0, 48e3F, 0)
+                      .describe();
+}
+
+void load(world& there) {
+    there.result.number = there.registry->load_plugins(there.directory);
+}
+
+scenario const k_scenarios[] = {
+    {"registry", false, 0,
+     [](world& there) { support::registry_ptr(new kivcore::plugins(there.directory)); }},
+    {"load_plugins", false, 2, load},
+    {"load_plugins_again", true, 2, load},
+    {"register_with_id", true, 0,
+     [](world& there) {
+         auto const* const id = "io/read/by-hand/tests/1.0";
+         there.result.number = there.registry->register_with_id(id, nullptr, "By hand") ? 1 : 0;
+     }},
+    {"find_plugins", true, 1,
+     [](world& there) { there.result.list = there.registry->find_plugins("io/(read|write)/.*"); }},
+    {"find_keys", true, 1,
+     [](world& there) { there.description->find("info\\.(.*)", there.result.list); }},
+    {"get_value", true, 0,
+     [](world& there) { there.description->get("interface.bind.open", there.text); }},
+    {"create_native", true, 0,
+     [](world& there) { there.object = there.registry->create_with_id(k_native); }},
+    {"create_c_style", true, 0,
+     [](world& there) { there.object = there.registry->create_with_id(k_reader, there.maker); }},
+    {"write_and_read", true, 0, write_and_read},
+    {"print", false, 0, print},
+};
+
+class memory_exhaustion : public testing::TestWithParam<scenario> {
+  protected:
+    memory_exhaustion() {
+        for (char const* name : {"memory", "native"}) {
+            fs::copy(std::string(TEST_PLUGIN_DIR "/") + name, files.path(name),
+                     fs::copy_options::recursive);
+        }
+        files.write("broken/plugin.xml", "<bundle><plugin></bundle>");
+        files.write("unbound/plugin.xml", support::plugin_element("native", "read", "unbound", {}));
+        // Here and not on a passing thread: the XML library belongs to the first that uses it.
+        whole = run(GetParam(), files.path(), k_none, false);
+    }
+
+    // On a thread of its own, which takes along what libraries keep for a thread.
+    outcome run_on_a_thread(long number, bool for_good) const {
+        outcome result;
+        std::thread([&] { result = run(GetParam(), files.path(), number, for_good); }).join();
+        return result;
+    }
+
+    // Whether the operation did all that it does when nothing fails.
+    bool complete(outcome const& result) const {
+        return result.raised.empty() && result.list == whole.list &&
+               result.number == whole.number && result.failures == whole.failures;
+    }
+
+    // Whether it failed in a documented way: an exception, a result, a line for each
+    // directory that did not load, or a directory of plug-ins that could not be listed.
+    bool told(outcome const& result) const {
+        long long const seen = result.number + result.failures;
+        bool const loading = whole.failures > 0;
+        return result.raised.empty()
+                   ? result.number < 0 ||
+                         (loading && (seen == 0 || seen == whole.number + whole.failures))
+                   : result.raised != "undocumented";
+    }
+
+    // Runs with one failure, and tells whether there was such an allocation.
+    bool checked_run(long number, bool for_good) const {
+        long const before = blocks;
+        long lost_below = 0;
+        bool met = false;
+        bool right = false;
+        bool whole_entries = false;
+        {
+            outcome const result = run_on_a_thread(number, for_good);
+            met = result.met;
+            right = complete(result) || (met && told(result));
+            whole_entries = std::includes(whole.entries.begin(), whole.entries.end(),
+                                          result.entries.begin(), result.entries.end());
+            lost_below = met ? GetParam().lost_below : 0;
+        }
+        long const lost = blocks - before;
+        EXPECT_TRUE(right && whole_entries && lost >= 0 && lost <= lost_below)
+            << "allocation " << number << ": right " << right << ", whole entries " << whole_entries
+            << ", lost blocks " << lost;
+        return met;
+    }
+
+    support::temporary_directory files;
+    outcome whole;  // what comes when nothing fails
+};
+
+TEST_P(memory_exhaustion, every_allocation_may_fail) {
+    run_on_a_thread(k_none, false);  // what is set up once for the process
+    for (bool const for_good : {false, true}) {
+        SCOPED_TRACE(for_good ? "and all behind it" : "alone");
+        long number = 0;
+        while (checked_run(number, for_good)) {
+            ++number;
+        }
+        RecordProperty(for_good ? "allocations_for_good" : "allocations", std::to_string(number));
+        EXPECT_GT(number, 0);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(of, memory_exhaustion, testing::ValuesIn(k_scenarios),
+                         [](auto const& tried) { return std::string(tried.param.name); });
+
+}  // namespace

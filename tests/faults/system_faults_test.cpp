@@ -1,0 +1,278 @@
+// Directories, descriptions and shared objects when the platform fails. The calls here
+// stand before the platform's for every library that the program loads.
+
+#include <dirent.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <utility>
+
+#include <gtest/gtest.h>
+
+#include <morbase/es.h>
+#include <support/capture.h>
+#include <support/fakes.h>
+#include <support/files.h>
+
+namespace {
+
+enum e_call { k_readdir, k_open, k_read, k_dlopen, k_dlsym, k_dlclose };
+enum e_effect { k_fails, k_ends, k_is_short, k_hides_types };
+
+// While one of these lives, a call of this thread is struck, counted from 0, and where it
+// strikes for good every one behind it as well.
+struct system_fault {
+    system_fault(e_call which, e_effect what, int error_number, long first, bool lasting)
+        : call(which), effect(what), error(error_number), left(first), for_good(lasting) {
+        active = this;
+    }
+    ~system_fault() { active = nullptr; }
+
+    system_fault(system_fault const&) = delete;
+    system_fault& operator=(system_fault const&) = delete;
+
+    bool met() const { return left < 0; }
+
+    static thread_local system_fault* active;
+
+    e_call const call;
+    e_effect const effect;
+    int const error;
+    long left;
+    bool const for_good;
+};
+
+thread_local system_fault* system_fault::active = nullptr;
+
+// The fault that strikes this call, if one does.
+system_fault const* striking(e_call call) {
+    system_fault* const fault = system_fault::active;
+    if (fault == nullptr || fault->call != call) {
+        return nullptr;
+    }
+    long const before = fault->left--;
+    if (before > 0 || (before < 0 && !fault->for_good)) {
+        return nullptr;
+    }
+    errno = fault->error;
+    return fault;
+}
+
+// dlsym is among those that fail, so the way past it is another.
+template <typename function>
+function* platform(function* /*like*/, char const* name) {
+    void* const found = dlvsym(RTLD_NEXT, name, "GLIBC_2.2.5");
+    return reinterpret_cast<function*>(found != nullptr ? found
+                                                        : dlvsym(RTLD_NEXT, name, "GLIBC_2.34"));
+}
+
+}  // namespace
+
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the platform's are reserved
+extern "C" {
+
+dirent* readdir(DIR* open) {
+    auto const* const fault = striking(k_readdir);
+    if (fault != nullptr && fault->effect == k_fails) {
+        return nullptr;
+    }
+    dirent* const entry = platform(&readdir, "readdir")(open);
+    if (fault != nullptr && entry != nullptr) {
+        entry->d_type = DT_UNKNOWN;
+    }
+    return entry;
+}
+
+int open64(char const* path, int flags, ...) {
+    return striking(k_open) != nullptr ? -1 : platform(&open64, "open64")(path, flags, 0755);
+}
+
+// The XML library's second and third way to open a file.
+int open(char const* path, int flags, ...) {
+    return open64(path, flags);
+}
+
+std::FILE* fopen64(char const* path, char const* mode) {
+    return striking(k_open) != nullptr ? nullptr : platform(&fopen64, "fopen64")(path, mode);
+}
+
+ssize_t read(int descriptor, void* target, std::size_t count) {
+    auto const* const fault = striking(k_read);
+    if (fault != nullptr && fault->effect != k_is_short) {
+        return fault->effect == k_ends ? 0 : -1;
+    }
+    std::size_t const most = fault != nullptr ? 1 : count;
+    return platform(&read, "read")(descriptor, target, std::min(most, count));
+}
+
+void* dlopen(char const* path, int mode) noexcept {
+    return striking(k_dlopen) != nullptr ? nullptr : platform(&dlopen, "dlopen")(path, mode);
+}
+
+void* dlsym(void* handle, char const* name) noexcept {
+    return striking(k_dlsym) != nullptr ? nullptr : platform(&dlsym, "dlsym")(handle, name);
+}
+
+int dlclose(void* handle) noexcept {
+    return striking(k_dlclose) != nullptr ? -1 : platform(&dlclose, "dlclose")(handle);
+}
+
+}  // extern "C"
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using strings = std::vector<std::string>;
+
+constexpr char const* k_head = "failed to load plugin: ";
+
+std::string reader_element(std::string const& key) {
+    return support::plugin_element("c-style", "read", key, support::k_memory_reader);
+}
+
+class system_faults : public testing::Test {
+  protected:
+    // Our own lines on standard error. What the XML library tells of a file that it cannot
+    // read, on standard error unless the host takes it elsewhere, stands before them.
+    template <typename action>
+    std::string errors_of(action const& act) {
+        support::captured_output output;
+        act();
+        output.out.text();
+        std::string const errors = output.err.text();
+        auto const start = std::min(errors.find(k_head), errors.size());
+        EXPECT_TRUE(start == 0 || errors.compare(0, 12, "I/O error : ") == 0) << errors;
+        return errors.substr(start);
+    }
+
+    std::string cannot_open(std::string const& name) const {
+        return k_head + ("Could not create xml reader for \"" + files.path(name)) +
+               "/plugin.xml\"\n";
+    }
+
+    support::temporary_directory files;
+    support::registry_ptr registry = new kivcore::plugins("/nowhere");
+};
+
+// A description of several blocks, each of which may be the one that cannot be read.
+TEST_F(system_faults, a_description_loads_whole_or_is_reported) {
+    struct {
+        char const* name;
+        e_call call;
+        e_effect effect;
+        int error;
+        bool for_good;
+    } const faults[] = {
+        {"reads fail", k_read, k_fails, EIO, true},
+        {"a read fails", k_read, k_fails, EIO, false},
+        {"a read is interrupted", k_read, k_fails, EINTR, false},
+        {"the file shrinks", k_read, k_ends, 0, true},
+        {"the file seems to end", k_read, k_ends, 0, false},
+        {"bytes come one by one", k_read, k_is_short, 0, true},
+        {"an open is interrupted", k_open, k_fails, EINTR, false},
+    };
+    std::string const padding = "<!--" + std::string(20000, '.') + "-->\n";
+    files.write("far/plugin.xml", "<bundle>" + reader_element("a") + padding + reader_element("b") +
+                                      padding + "</bundle>\n");
+    for (auto const& tried : faults) {
+        bool met = true;
+        for (long number = 0; met && number < 100; ++number) {
+            SCOPED_TRACE(tried.name + std::string(", call ") + std::to_string(number));
+            registry = new kivcore::plugins("/nowhere");
+            bool loaded = false;
+            std::string const errors = errors_of([&] {
+                system_fault const fault(tried.call, tried.effect, tried.error, number,
+                                         tried.for_good);
+                loaded = registry->load_plugin(files.path("far"));
+                met = fault.met();
+            });
+            EXPECT_EQ(loaded, errors.empty()) << errors;
+            EXPECT_EQ(errors.rfind(k_head), loaded ? std::string::npos : 0) << errors;
+            EXPECT_TRUE(loaded || (met && tried.effect != k_is_short));
+            EXPECT_TRUE(!loaded || registry->find_plugins(".*").size() == 2);
+        }
+    }
+}
+
+TEST_F(system_faults, a_file_that_is_never_opened_has_the_documented_line) {
+    files.write("a/plugin.xml", reader_element("a"));
+    fs::create_directories(files.path("loop"));
+    fs::create_symlink("plugin.xml", files.path("loop/plugin.xml"));
+    for (int const error : {0, EMFILE, EACCES}) {
+        char const* const name = error == 0 ? "loop" : "a";
+        std::string const errors = errors_of([&] {
+            system_fault const fault(k_open, k_fails, error, error == 0 ? 1000 : 0, true);
+            EXPECT_FALSE(registry->load_plugin(files.path(name)));
+        });
+        EXPECT_EQ(errors, cannot_open(name));
+    }
+}
+
+TEST_F(system_faults, a_directory_without_types_is_scanned_all_the_same) {
+    files.write("a/plugin.xml", reader_element("a"));
+    files.write("notes.txt", "");
+    std::string const errors = errors_of([&] {
+        system_fault const fault(k_readdir, k_hides_types, 0, 0, true);
+        EXPECT_EQ(registry->load_plugins(files.path()), 1);
+        EXPECT_TRUE(fault.met());
+    });
+    EXPECT_EQ(errors, cannot_open("notes.txt"));
+}
+
+TEST_F(system_faults, a_listing_that_breaks_off_keeps_what_came_before) {
+    for (char const* key : {"a", "b", "c"}) {
+        files.write(std::string(key) + "/plugin.xml", reader_element(key));
+    }
+    for (long number = 0; number < 6; ++number) {  // "." and ".." are listed as well
+        registry = new kivcore::plugins("/nowhere");
+        system_fault const fault(k_readdir, k_fails, EIO, number, true);
+        int const loaded = registry->load_plugins(files.path());
+        EXPECT_GE(loaded, number - 2);
+        EXPECT_LE(loaded, number);
+        EXPECT_EQ(registry->find_plugins(".*").size(), static_cast<std::size_t>(loaded));
+    }
+}
+
+TEST_F(system_faults, what_the_dynamic_linker_refuses_is_raised_and_tried_again) {
+    std::pair<e_call, char const*> const refusals[] = {
+        {k_dlopen, "failed to load binary image: unknown reason"},
+        {k_dlsym, "couldn't find open function in binary image"}};
+    std::string const id = "io/read/seek/tests/1.0";
+    for (auto const& [call, reason] : refusals) {
+        registry = new kivcore::plugins("/nowhere");
+        ASSERT_TRUE(registry->load_plugin(TEST_PLUGIN_DIR "/memory"));
+        try {
+            system_fault const fault(call, k_fails, ENOMEM, 0, true);
+            registry->create_with_id(id);
+            ADD_FAILURE() << "nothing raised";
+        } catch (morbase::es::base const& error) {
+            EXPECT_STREQ(error.what(), reason);
+        }
+        EXPECT_TRUE(registry->create_with_id(id));
+    }
+}
+
+TEST_F(system_faults, a_shared_object_that_will_not_close_stays_usable) {
+    kivcore::loader image(support::built_object("memory"));
+    image.load();
+    try {
+        system_fault const fault(k_dlclose, k_fails, 0, 0, true);
+        kivcore::loader other(support::built_object("memory"));
+        other.load();  // its end has nobody to tell
+        image.unload();
+        ADD_FAILURE() << "nothing raised";
+    } catch (morbase::es::call const& error) {
+        EXPECT_STREQ(error.what(), "failed to unload binary image: unknown reason");
+    }
+    EXPECT_NE(image.lookup("memory_open"), nullptr);
+    image.unload();
+    EXPECT_EQ(image.lookup("memory_open"), nullptr);
+}
+
+}  // namespace
