@@ -1,0 +1,12 @@
+// Boost.DLL: a shared object and a function bound from it.
+
+#include "peer.h"
+
+#include <boost/dll/shared_library.hpp>
+
+int main() {
+    peer::report_first_create([] {
+        boost::dll::shared_library const image(peer::k_image, boost::dll::load_mode::rtld_lazy);
+        peer::create_and_release(&image.get<kivcore::plugin*()>(peer::k_create));
+    });
+}

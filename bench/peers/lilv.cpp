@@ -1,0 +1,73 @@
+// lilv: loading of `count` bundles, each with the facts of one plug-in, in CPU time; the
+// look-up of a described plug-in.
+
+#include <lilv/lilv.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
+#include <memory>
+
+#include "../collection.h"
+#include "peer.h"
+
+namespace {
+
+struct free_world {
+    void operator()(LilvWorld* world) const noexcept { lilv_world_free(world); }
+};
+using world_handle = std::unique_ptr<LilvWorld, free_world>;
+
+struct free_node {
+    void operator()(LilvNode* node) const noexcept { lilv_node_free(node); }
+};
+using node_handle = std::unique_ptr<LilvNode, free_node>;
+
+void write_bundle(std::string const& dir, std::string const& name) {
+    std::string const bundle = dir + "/" + name + ".lv2";
+    mkdir(bundle.c_str(), S_IRWXU);
+    std::string const prefixes =
+        "@prefix lv2: <http://lv2plug.in/ns/lv2core#> .\n"
+        "@prefix doap: <http://usefulinc.com/ns/doap#> .\n"
+        "@prefix foaf: <http://xmlns.com/foaf/0.1/> .\n"
+        "@prefix rdfs: <http://www.w3.org/2000/01/rdf-schema#> .\n";
+    std::ofstream(bundle + "/manifest.ttl")
+        << prefixes << "<urn:" << name << "> a lv2:Plugin ; lv2:binary <plugin.so> ;\n"
+        << "  rdfs:seeAlso <plugin.ttl> .\n";
+    std::ofstream(bundle + "/plugin.ttl")
+        << prefixes << "<urn:" << name << "> a lv2:Plugin ; doap:name \"" << name << "\" ;\n"
+        << "  lv2:minorVersion 1 ; lv2:microVersion 2 ; doap:license <urn:free> ;\n"
+        << "  doap:maintainer [ foaf:name \"The developers\" ; foaf:homepage <urn:home> ] ;\n"
+        << "  rdfs:comment \"A plug-in for files of " << name << "\" .\n";
+}
+
+}  // namespace
+
+int main() {
+    constexpr int k_count = 1000;
+    bench::scratch_directory const scratch;
+    auto const names = peer::names(k_count);
+    for (std::string const& name : names) {
+        write_bundle(scratch.path(), name);
+    }
+    setenv("LV2_PATH", scratch.path().c_str(), 1);
+    std::clock_t const start = std::clock();
+    world_handle const world(lilv_world_new());
+    lilv_world_load_all(world.get());
+    LilvPlugins const* const plugins = lilv_world_get_all_plugins(world.get());
+    std::vector<node_handle> ids;
+    for (std::string const& name : names) {
+        ids.emplace_back(lilv_new_uri(world.get(), ("urn:" + name).c_str()));
+        LilvPlugin const* plugin = lilv_plugins_get_by_uri(plugins, ids.back().get());
+        node_handle const title(lilv_plugin_get_name(plugin));  // reads its description
+    }
+    double const taken = static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
+    std::printf("load %d %.1f\n", k_count, taken / k_count * 1e9);
+    peer::report("describe", k_count, k_count, [&] {
+        for (node_handle const& id : ids) {
+            node_handle const title(
+                lilv_plugin_get_name(lilv_plugins_get_by_uri(plugins, id.get())));
+        }
+    });
+}
