@@ -20,7 +20,8 @@ function* platform(char const* name) {
 }  // namespace
 
 // The library's calls come through here: the platform alone tells neither how often it
-// was called, nor does it ever refuse to close.
+// was called, nor does it ever refuse to close. Its own parameters have reserved names.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 extern "C" __attribute__((visibility("default"))) void* dlopen(char const* path,
                                                                int flags) noexcept {
     ++opened;
@@ -30,6 +31,7 @@ extern "C" __attribute__((visibility("default"))) void* dlopen(char const* path,
 extern "C" __attribute__((visibility("default"))) int dlclose(void* handle) noexcept {
     return refuse_to_close ? 1 : platform<int(void*)>("dlclose")(handle);
 }
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
 namespace {
 

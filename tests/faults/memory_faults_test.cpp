@@ -9,6 +9,7 @@
 #include <functional>
 #include <limits>
 #include <new>
+#include <ostream>
 #include <thread>
 
 #include <gtest/gtest.h>

@@ -1,9 +1,9 @@
-#include <stdlib.h>
-#include <support/files.h>
-
+#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
+
+#include <support/files.h>
 
 namespace support {
 
