@@ -141,7 +141,9 @@ TEST_F(concurrency, everything_at_once_counts_exactly) {
             std::size_t const now = registry->find_plugins("io/.*").size();
             wrong += !object || !own || now <= seen ? 1 : 0;
             wrong +=
-                support::value_of(registry->describe_plugin(id_of(key)), "interface.key") != key;
+                support::value_of(registry->describe_plugin(id_of(key)), "interface.key") != key
+                    ? 1
+                    : 0;
             seen = now;
         }
     });
@@ -174,11 +176,14 @@ TEST_F(concurrency, a_long_stress_counts_exactly) {
                 for (int step = 0; step < k_steps; ++step) {
                     std::string const own = id_of(key_of(thread, step));
                     entered += registry->register_with_id(own, nullptr, own) ? 1 : 0;
-                    entered += registry->register_with_id(id_of(key_of(k_many, step)), {}, "");
+                    entered +=
+                        registry->register_with_id(id_of(key_of(k_many, step)), {}, "") ? 1 : 0;
                     auto const found = registry->find_plugins(id_of(key_of(thread, 0) + "?.*"));
                     auto const file = kivcore::create<kivcore::reader>(registry, id_of("shared"));
                     wrong += found.empty() || !file || file->open("any", "r") != 0 ? 1 : 0;
-                    wrong += support::value_of(registry->describe_plugin(own), "info.name") != own;
+                    wrong += support::value_of(registry->describe_plugin(own), "info.name") != own
+                                 ? 1
+                                 : 0;
                 }
             },
             k_many);
@@ -216,7 +221,9 @@ TEST_F(concurrency, instances_survive_a_native_plugin_that_takes_over) {
                 registry->load_plugin(TEST_PLUGIN_DIR "/native");
             }
             auto const file = kivcore::create<kivcore::reader>(registry, id_of("native"));
-            working += file && file->open("any", "r") == 0 && file->seek(0, morbase::from_end) >= 0;
+            bool const works =
+                file && file->open("any", "r") == 0 && file->seek(0, morbase::from_end) >= 0;
+            working += works ? 1 : 0;
         });
         EXPECT_EQ(out.text(), "Overriding plugin io/read/native/tests/1.0 with native interface\n");
         EXPECT_EQ(working, k_threads);

@@ -75,7 +75,7 @@ class kivplug : public ::testing::Test {
         std::filesystem::create_directory(files.path("w"));
         std::string const await =
             "await() { for i in $(seq 500); do grep -qs $1 $2 && return; sleep 0.02; done; }; ";
-        std::string const noted = "sh -c 'echo $$ >.pid; exec \"$0\" \"$@\"'";
+        std::string const noted = R"(sh -c 'echo $$ >.pid; exec "$0" "$@"')";
         return run(
             "watch 'io/monitor/watch/.*' w " + arguments,
             await + "(await watching .err; " + commands + ") & " + k_bundled_path + " " + noted);
@@ -296,6 +296,7 @@ TEST_F(kivplug, shows_tracks_and_copies_their_frames) {
 }
 
 TEST_F(kivplug, lists_joined_files_with_printable_names) {
+    // NOLINTNEXTLINE(misc-misleading-bidirectional): it is what the test is about
     std::string const name = "a\x1b\xc2\x9b\xe2\x80\xae\xff\xc3\xa9.";
     files.write(name + "08", "eight");
     files.write(name + "09", "0123456789");

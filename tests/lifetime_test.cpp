@@ -184,7 +184,7 @@ TEST_F(lifetime, static_registries_and_instances_are_taken_down_at_exit) {
         last->open("any", "r");
         kept->load_plugin(files.path("native"));
         first = kivcore::create<reader>(kept, k_id);
-        std::exit(last && first ? 0 : 1);
+        std::exit(last && first ? 0 : 1);  // NOLINT(concurrency-mt-unsafe): one thread
     };
     EXPECT_EXIT(exit_with_all(), testing::ExitedWithCode(0), "^registry gone$");
 }

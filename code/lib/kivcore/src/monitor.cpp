@@ -10,34 +10,34 @@ namespace {
 
 constexpr long long k_first_capacity = 1024;
 
-// Ends a list of arguments on every way out: memory may run out while it is formatted.
-class list_end {
+// Arguments to format, ended on every way out: memory may run out in between.
+class argument_list {
   public:
-    explicit list_end(std::va_list& started) : list(started) {}
-    ~list_end() { va_end(list); }
+    explicit argument_list(std::va_list source) { va_copy(list, source); }
+    ~argument_list() { va_end(list); }
 
-    list_end(list_end const&) = delete;
-    list_end& operator=(list_end const&) = delete;
+    argument_list(argument_list const&) = delete;
+    argument_list& operator=(argument_list const&) = delete;
+
+    // Formats into the buffer, from the first argument on however often it is called.
+    int format_into(std::vector<char>& buffer, char const* format) {
+        std::va_list fresh;
+        va_copy(fresh, list);
+        int const length = std::vsnprintf(buffer.data(), buffer.size(), format, fresh);
+        va_end(fresh);
+        return length;
+    }
 
   private:
-    std::va_list& list;
+    std::va_list list;
 };
 
-// Formats into the buffer, from the first argument on however often it is called.
-int format_into(std::vector<char>& buffer, char const* format, std::va_list arguments) {
-    std::va_list fresh;
-    va_copy(fresh, arguments);
-    int const length = std::vsnprintf(buffer.data(), buffer.size(), format, fresh);
-    va_end(fresh);
-    return length;
-}
-
 // The formatted message with its NUL; empty when it cannot be formatted.
-std::vector<char> formatted(char const* format, std::va_list arguments) {
+std::vector<char> formatted(char const* format, argument_list& arguments) {
     std::vector<char> buffer;
     for (long long capacity = k_first_capacity;;) {
         buffer.assign(static_cast<std::size_t>(capacity), '\0');
-        int const length = format_into(buffer, format, arguments);
+        int const length = arguments.format_into(buffer, format);
         if (length < 0) {
             return {};
         }
@@ -62,9 +62,10 @@ void monitor::handler::log(kivsys::_severity::severity severity, char const* for
     if (format == nullptr) {
         return;
     }
-    std::va_list arguments;
-    va_start(arguments, format);
-    list_end const end(arguments);
+    std::va_list started;
+    va_start(started, format);
+    argument_list arguments(started);
+    va_end(started);
     std::vector<char> const message = formatted(format, arguments);
     if (!message.empty()) {
         std::fprintf(stderr, "<%s> %s\n", kivsys::cstr_with_severity(severity), message.data());
