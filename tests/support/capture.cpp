@@ -1,7 +1,8 @@
-#include <support/capture.h>
 #include <unistd.h>
 
 #include <stdexcept>
+
+#include <support/capture.h>
 
 namespace support {
 
