@@ -83,6 +83,12 @@ void prepare_xml_library() {
     static_cast<void>(prepared);
 }
 
+// Whether that is the last thing that the XML library reported on this thread.
+bool memory_ran_out() {
+    xmlError const* const last = xmlGetLastError();
+    return last != nullptr && last->code == XML_ERR_NO_MEMORY;
+}
+
 xmlChar const* as_xml(char const* text) {
     return reinterpret_cast<xmlChar const*>(text);
 }
@@ -288,10 +294,10 @@ bool reader::next_attribute() const {
 }
 
 bool reader::get_attribute(char const* name, std::string& value) const {
+    xmlResetLastError();
     owned_text const text(xmlTextReaderGetAttribute(get_xmlTextReader(), as_xml(name)));
-    if (!text && xmlTextReaderMoveToAttribute(get_xmlTextReader(), as_xml(name)) == 1) {
-        xmlTextReaderMoveToElement(get_xmlTextReader());
-        throw std::bad_alloc();  // it is there, and its copy could not be made
+    if (!text && memory_ran_out()) {
+        throw std::bad_alloc();  // it may be there
     }
     return copy_text(text.get(), value);
 }
