@@ -23,6 +23,7 @@
 // NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): the platform's names
 extern "C" {
 void* __libc_malloc(std::size_t size);
+void* __libc_memalign(std::size_t alignment, std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
 void* __libc_realloc(void* block, std::size_t size);
 void __libc_free(void* block);
@@ -56,6 +57,10 @@ extern "C" {
 
 void* malloc(std::size_t size) noexcept {
     return fails_now() ? nullptr : counted(__libc_malloc(size));
+}
+
+void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
+    return fails_now() ? nullptr : counted(__libc_memalign(alignment, size));
 }
 
 void* calloc(std::size_t count, std::size_t size) noexcept {

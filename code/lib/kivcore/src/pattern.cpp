@@ -18,6 +18,12 @@ constexpr std::size_t k_level_bytes = 1024;  // more than one level of a match t
 constexpr int k_most_levels = 10000;
 constexpr int k_levels_of_unknown_stack = 300;
 
+// A match ends unsuccessfully after so many steps. One step may look at all of a text, so
+// the two bound the time together: each of them to a second or two.
+constexpr std::size_t k_long_text_bytes = 1024;
+constexpr int k_steps = 10000000;  // the regular expression library's own bound
+constexpr int k_steps_in_long_text = 100000;
+
 // The addresses of a thread's stack; empty when the platform cannot tell.
 struct stack_range {
     std::uintptr_t floor = 0;
@@ -45,7 +51,10 @@ stack_range stack_of_this_thread() {
 // How deep a match may recurse on what is left of this thread's stack, a quarter of
 // which is kept free. Code that runs on a stack of its own making is not on the thread's.
 int levels_left() {
-    static thread_local stack_range const stack = stack_of_this_thread();  // slow to find out
+    static thread_local stack_range stack;
+    if (stack.top == 0) {
+        stack = stack_of_this_thread();  // slow to find out
+    }
     char const local = 0;
     auto const here = reinterpret_cast<std::uintptr_t>(&local);
     if (here < stack.floor || here >= stack.top) {
@@ -55,9 +64,10 @@ int levels_left() {
     return static_cast<int>(std::min<std::size_t>(usable / k_level_bytes, k_most_levels));
 }
 
-pcrecpp::RE_Options bounded(int levels) {
+pcrecpp::RE_Options bounded(int levels, int steps) {
     pcrecpp::RE_Options options;
     options.set_match_limit_recursion(levels);
+    options.set_match_limit(steps);
     return options;
 }
 
@@ -69,25 +79,37 @@ bool is_plain(char c) {
 }  // namespace
 
 struct pattern::compiled {
-    compiled(std::string const& text, int levels) : expression(text, bounded(levels)) {}
+    compiled(std::string const& text, int levels, int steps)
+        : expression(text, bounded(levels, steps)) {
+        if (expression.error() == "failed to get memory") {
+            throw std::bad_alloc();  // the pattern may be a good one
+        }
+    }
     pcrecpp::RE expression;
 };
 
-pattern::pattern(std::string const& expression) : text(expression) {
-    int const levels = std::max(levels_left(), 1);
+pattern::pattern(std::string const& expression)
+    : text(expression), levels(std::max(levels_left(), 1)) {
     // Compiling recurses as well, by less than a level for each group within a group.
     if (std::count(text.begin(), text.end(), '(') < levels) {
-        program = std::make_unique<compiled>(text, levels);
-        if (program->expression.error() == "failed to get memory") {
-            throw std::bad_alloc();  // the pattern may be a good one
-        }
+        program = std::make_unique<compiled>(text, levels, k_steps);
     }
 }
 
 pattern::~pattern() = default;
 
-bool pattern::matches(std::string const& whole) const {
-    return program && program->expression.FullMatch(whole);
+bool pattern::matches(std::string_view whole) const {
+    pcrecpp::StringPiece const subject(whole.data(), static_cast<int>(whole.size()));
+    if (!program) {
+        return false;
+    }
+    if (whole.size() <= k_long_text_bytes) {
+        return program->expression.FullMatch(subject);
+    }
+    if (!program_for_long) {
+        program_for_long = std::make_unique<compiled>(text, levels, k_steps_in_long_text);
+    }
+    return program_for_long->expression.FullMatch(subject);
 }
 
 std::string pattern::literal_start() const {

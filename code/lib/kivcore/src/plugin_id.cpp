@@ -48,7 +48,7 @@ unsigned int version_key(std::string_view version) {
 }
 
 // The length of an id without its last field; an id of one field is its own prefix.
-std::size_t prefix_length_of(std::string const& id) {
+std::size_t prefix_length_of(std::string_view id) {
     return std::min(id.rfind('/'), id.size());
 }
 
@@ -68,8 +68,8 @@ void tokenize(std::string const& s, char sep, std::vector<std::string>& out) {
     out.emplace_back(s, start);
 }
 
-void id_sorter::add(std::string const& id) {
-    add({&id, prefix_length_of(id), 0});
+void id_sorter::add(std::string_view id) {
+    add({id, prefix_length_of(id), 0});
 }
 
 void id_sorter::add(ranked_id const& next) {
@@ -82,7 +82,7 @@ void id_sorter::add(ranked_id const& next) {
 void id_sorter::end_run() {
     if (run.size() > 1) {
         for (ranked_id& ranked : run) {
-            ranked.version = version_of(*ranked.id, ranked.prefix_length);
+            ranked.version = version_of(ranked.id, ranked.prefix_length);
         }
         std::sort(run.begin(), run.end(),
                   [](ranked_id const& a, ranked_id const& b) { return a.version > b.version; });
@@ -93,7 +93,7 @@ void id_sorter::end_run() {
         late.insert(late.end(), run.begin(), run.end());
     } else {
         for (ranked_id const& ranked : run) {
-            kept.ids.push_back(*ranked.id);
+            kept.ids.emplace_back(ranked.id);
             kept.prefix_lengths.push_back(ranked.prefix_length);
         }
     }
@@ -103,17 +103,16 @@ void id_sorter::end_run() {
 bool id_sorter::is_less(ranked_id const& a, ranked_id const& b) {
     int const order = a.prefix().compare(b.prefix());
     return order != 0 ? order < 0
-                      : version_of(*a.id, a.prefix_length) > version_of(*b.id, b.prefix_length);
+                      : version_of(a.id, a.prefix_length) > version_of(b.id, b.prefix_length);
 }
 
 // NOLINTNEXTLINE(misc-no-recursion): as deep as there are passes
 id_sorter::sorted_ids id_sorter::take(int passes) {
     end_run();
-    if (late.empty()) {
-        return std::exchange(kept, {});
+    if (!late.empty()) {
+        merge_into(kept, sorted_late(passes));
     }
-    sorted_ids more = sorted_late(passes);
-    return merged(kept, more);
+    return std::exchange(kept, {});
 }
 
 // NOLINTNEXTLINE(misc-no-recursion): as deep as there are passes
@@ -129,21 +128,20 @@ id_sorter::sorted_ids id_sorter::sorted_late(int passes) {
     return next_pass.take(passes - 1);
 }
 
-id_sorter::sorted_ids id_sorter::merged(sorted_ids& a, sorted_ids& b) {
-    sorted_ids both;
-    both.ids.reserve(a.ids.size() + b.ids.size());
-    both.prefix_lengths.reserve(both.ids.capacity());
-    for (std::size_t i = 0, j = 0; i < a.ids.size() || j < b.ids.size();) {
-        bool const from_b = i == a.ids.size() || (j < b.ids.size() && is_less(b.at(j), a.at(i)));
-        sorted_ids& from = from_b ? b : a;
-        std::size_t& next = from_b ? j : i;
-        both.ids.push_back(std::move(from.ids[next]));
-        both.prefix_lengths.push_back(from.prefix_lengths[next]);
-        ++next;
+// From the back, where there is room: what is moved away never lies ahead of where it goes.
+void id_sorter::merge_into(sorted_ids& all, sorted_ids more) {
+    std::size_t left = all.ids.size();
+    std::size_t left_of_more = more.ids.size();
+    all.ids.resize(left + left_of_more);
+    all.prefix_lengths.resize(left + left_of_more);
+    while (left_of_more > 0) {
+        bool const from_more = left == 0 || !is_less(more.at(left_of_more - 1), all.at(left - 1));
+        sorted_ids& from = from_more ? more : all;
+        std::size_t const taken = --(from_more ? left_of_more : left);
+        std::size_t const place = left + left_of_more;
+        all.ids[place] = std::move(from.ids[taken]);
+        all.prefix_lengths[place] = from.prefix_lengths[taken];
     }
-    a = {};
-    b = {};
-    return both;
 }
 
 std::vector<std::string> id_sorter::take_sorted() {

@@ -21,19 +21,19 @@ void tokenize(std::string const& s, char sep, std::vector<std::string>& out);
 // aside, sorted by another such pass, and merged in.
 class id_sorter {
   public:
-    // The id must stay where it is until all are taken.
-    void add(std::string const& id);
+    // The text must stay where it is until all are taken.
+    void add(std::string_view id);
 
     // All ids in their order. The sorter is empty afterwards.
     std::vector<std::string> take_sorted();
 
   private:
     struct ranked_id {
-        std::string const* id;
+        std::string_view id;
         std::size_t prefix_length;
         unsigned int version;  // known in a run of several only
 
-        std::string_view prefix() const { return {id->data(), prefix_length}; }
+        std::string_view prefix() const { return id.substr(0, prefix_length); }
     };
 
     // Ids in their order, copied while they are at hand, with the lengths of their prefixes.
@@ -41,14 +41,14 @@ class id_sorter {
         std::vector<std::string> ids;
         std::vector<std::size_t> prefix_lengths;
 
-        ranked_id at(std::size_t i) const { return {&ids[i], prefix_lengths[i], 0}; }
+        ranked_id at(std::size_t i) const { return {ids[i], prefix_lengths[i], 0}; }
     };
 
     void add(ranked_id const& next);
     void end_run();
     sorted_ids take(int passes);
     sorted_ids sorted_late(int passes);
-    static sorted_ids merged(sorted_ids& a, sorted_ids& b);  // takes the ids out of both
+    static void merge_into(sorted_ids& all, sorted_ids more);
     static bool is_less(ranked_id const& a, ranked_id const& b);
 
     std::vector<ranked_id> run;

@@ -3,7 +3,7 @@
 namespace kivcore {
 
 void plugins::plugin_table::enter(std::string const& id, owned_entry const& pair) {
-    auto const place = entries.emplace(id, pair).first;
+    auto const place = entries.emplace(std::string_view(id), pair).first;
     try {
         exact.emplace(place->first, entry{pair.maker.get(), pair.description.get()});
     } catch (...) {
@@ -15,7 +15,7 @@ void plugins::plugin_table::enter(std::string const& id, owned_entry const& pair
 plugins::plugin_table::owned_entry plugins::plugin_table::replace(std::string const& id,
                                                                   owned_entry const& pair) {
     exact.at(id) = {pair.maker.get(), pair.description.get()};
-    return std::exchange(entries.find(id)->second, pair);
+    return std::exchange(entries.find(std::string_view(id))->second, pair);
 }
 
 }  // namespace kivcore

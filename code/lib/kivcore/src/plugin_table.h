@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <map>
+#include <memory_resource>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -30,7 +31,7 @@ class plugins::plugin_table {
         morbase::ptr_refcount<factory> maker;
         morbase::ptr_refcount<info> description;
     };
-    using ordered = std::map<std::string, owned_entry>;
+    using ordered = std::pmr::map<std::pmr::string, owned_entry, std::less<>>;
 
     static std::size_t hash(std::string const& id) { return std::hash<std::string_view>()(id); }
 
@@ -47,7 +48,7 @@ class plugins::plugin_table {
     owned_entry replace(std::string const& id, owned_entry const& pair);
 
     ordered::const_iterator end() const { return entries.end(); }
-    ordered::const_iterator lower_bound(std::string const& id) const {
+    ordered::const_iterator lower_bound(std::string_view id) const {
         return entries.lower_bound(id);
     }
 
@@ -56,7 +57,10 @@ class plugins::plugin_table {
         tsl::robin_map<std::string_view, entry, std::hash<std::string_view>, std::equal_to<>,
                        std::allocator<std::pair<std::string_view, entry>>, true>;
 
-    ordered entries;
+    // Holds what a walk looks at close together, apart from the descriptions made in between.
+    // It gives nothing back before its end, and the table grows only.
+    std::pmr::monotonic_buffer_resource memory;
+    ordered entries{&memory};
     // Keys are the map's own, which stay where they are. The pointers are here as well
     // so that a hit needs no look at the map.
     index exact;
