@@ -33,12 +33,26 @@ std::string temporary_directory::write(std::string const& name, std::string cons
     return file.string();
 }
 
+int temporary_directory::shell(std::string const& command) const {
+    std::string const there = "cd '" + root.string() + "' && " + command;
+    return std::system(there.c_str());  // NOLINT(cert-env33-c): the commands are the tests' own
+}
+
 std::string read_file(std::string const& path) {
     std::ifstream file(path, std::ios::binary);
     if (!file) {
         throw std::runtime_error("cannot read " + path);
     }
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+std::string sample(std::size_t size) {
+    std::string text;
+    for (unsigned int line = 0; text.size() < size; ++line) {
+        text += std::to_string(line * 2654435761U) + '\n';
+    }
+    text.resize(size);
+    return text;
 }
 
 }  // namespace support

@@ -22,11 +22,17 @@ class temporary_directory {
     // Writes a file, with the directories on the way to it; gives its path.
     std::string write(std::string const& name, std::string const& content) const;
 
+    // Runs a command of the shell in it; gives the command's status.
+    int shell(std::string const& command) const;
+
   private:
     std::filesystem::path root;
 };
 
 std::string read_file(std::string const& path);
+
+// Text to fill files with, of which no two places are alike.
+std::string sample(std::size_t size);
 
 }  // namespace support
 
