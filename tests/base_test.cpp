@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <cstring>
 #include <mutex>
 #include <string>
@@ -33,28 +32,22 @@ struct node : morbase::object_refcount {
     ptr_refcount<node> next;
 };
 
-TEST(refcount, the_last_reference_deletes_the_object) {
+TEST(refcount, the_last_reference_deletes_the_object_and_a_copy_starts_without) {
     int ended = 0;
     ptr_refcount<node> first = new node(ended);
     ptr_refcount<node const> second = first;
-    ptr_refcount<node> moved = std::move(first);
-    moved = nullptr;
-    EXPECT_EQ(ended, 0);
-    second = nullptr;
-    EXPECT_EQ(ended, 1);
-}
-
-TEST(refcount, a_copied_object_starts_without_references) {
-    int ended = 0;
-    ptr_refcount<node> const first = new node(ended);
-    ptr_refcount<node> const held_twice = first;
     {
         ptr_refcount<node> const copy = new node(*first);
         *copy = *first;
     }
     EXPECT_EQ(ended, 1);
-    *held_twice = node(*first);
+    *first = node(*first);
     EXPECT_EQ(ended, 2);  // the temporary alone
+    ptr_refcount<node> moved = std::move(first);
+    moved = nullptr;
+    EXPECT_EQ(ended, 2);
+    second = nullptr;
+    EXPECT_EQ(ended, 3);
 }
 
 TEST(refcount, a_pointer_may_be_assigned_from_what_it_holds) {
@@ -66,21 +59,22 @@ TEST(refcount, a_pointer_may_be_assigned_from_what_it_holds) {
     EXPECT_FALSE(list->next);
 }
 
+// Runs the same on two threads at once.
+template <typename action>
+void on_two_threads(action const& act) {
+    std::thread other(act);
+    act();
+    other.join();
+}
+
 TEST(refcount_concurrency, no_count_is_lost_between_threads) {
     int ended = 0;
     ptr_refcount<node> shared = new node(ended);
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([own = shared] {
-            for (int round = 0; round < 50000; ++round) {
-                ptr_refcount<node> const copy = own;
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    threads.clear();
+    on_two_threads([&] {
+        for (int round = 0; round < 50000; ++round) {
+            ptr_refcount<node> const copy = shared;
+        }
+    });
     EXPECT_EQ(ended, 0);
     shared = nullptr;
     EXPECT_EQ(ended, 1);
@@ -90,15 +84,12 @@ TEST(mutex_concurrency, one_thread_at_a_time_is_inside) {
     for (bool const recursive : {false, true}) {
         morbase::mutex const guard(recursive);
         int count = 0;
-        auto const work = [&] {
+        on_two_threads([&] {
             for (int round = 0; round < 20000; ++round) {
                 std::lock_guard<morbase::mutex const> const held(guard);
                 ++count;
             }
-        };
-        std::thread other(work);
-        work();
-        other.join();
+        });
         EXPECT_EQ(count, 40000) << "recursive: " << recursive;
     }
 }
@@ -136,29 +127,23 @@ TEST(buffer, may_be_assigned_from_its_own_bytes) {
     EXPECT_EQ(copy, wanted);
 }
 
-template <typename kind>
-void expect_raised_as_its_kind() {
+TEST(es, every_kind_is_raised_with_its_own_copy_of_the_texts) {
+    EXPECT_THROW(es::arg::raise("file", 1, "message"), es::arg);
+    EXPECT_THROW(es::null::raise("file", 1, "message"), es::null);
+    EXPECT_THROW(es::unsupp::raise("file", 1, "message"), es::unsupp);
     std::string message(5000, 'm');
     std::string file = "code/file";
     try {
-        kind::raise(file.c_str(), 77, message.c_str());
-    } catch (es::base const& raised) {
-        file.assign(file.size(), '?');  // the exception owns its texts
+        es::call::raise(file.c_str(), 77, message.c_str());
+    } catch (es::call const& raised) {
+        file.assign(file.size(), '?');
         message.assign(message.size(), '?');
-        EXPECT_NE(dynamic_cast<kind const*>(&raised), nullptr);
         EXPECT_EQ(raised.what(), std::string(5000, 'm'));
         EXPECT_STREQ(raised.file(), "code/file");
         EXPECT_EQ(raised.line(), 77U);
     }
-}
-
-TEST(es, every_kind_is_raised_with_its_own_copy_of_the_texts) {
-    expect_raised_as_its_kind<es::call>();
-    expect_raised_as_its_kind<es::arg>();
-    expect_raised_as_its_kind<es::null>();
-    expect_raised_as_its_kind<es::unsupp>();
-    EXPECT_STREQ(es::base(nullptr, 0, nullptr).what(), "");
-    EXPECT_STREQ(es::base(nullptr, 0, nullptr).file(), "");
+    es::base const empty(nullptr, 0, nullptr);
+    EXPECT_EQ(std::string(empty.what()) + empty.file(), "");
 }
 
 TEST(text, a_formatted_text_is_whole_or_raises) {
@@ -171,7 +156,6 @@ TEST(text, a_formatted_text_is_whole_or_raises) {
 }
 
 TEST(text, codes_and_timecodes_have_their_forms) {
-    EXPECT_EQ(morbase::string_with_fourcc(0x61766331U, '.'), "avc1");
     EXPECT_EQ(morbase::string_with_fourcc(0x1f207e7fU, '.'), ". ~.");
     EXPECT_EQ(morbase::string_with_fourcc(0xffff0041U, '?'), "???A");
     EXPECT_EQ(morbase::string_with_timecode({1, 2, 3, 4, false}, true), "01:02:03:04");
@@ -180,15 +164,18 @@ TEST(text, codes_and_timecodes_have_their_forms) {
 }
 
 TEST(text, base64_is_padded_and_unbroken) {
-    char const* const table[][2] = {
-        {"", ""}, {"f", "Zg=="}, {"fo", "Zm8="}, {"foo", "Zm9v"}, {"\xfb\xff\xbf", "+/+/"}};
+    std::pair<std::string, std::string> const table[] = {
+        {"", ""},
+        {"f", "Zg=="},
+        {"fo", "Zm8="},
+        {"foo", "Zm9v"},
+        {"\xfb\xff\xbf", "+/+/"},
+        {std::string(3000, '\0'), std::string(4000, 'A')}};
     for (auto const& [raw, text] : table) {
-        auto const* first = reinterpret_cast<unsigned char const*>(raw);
-        EXPECT_EQ(morbase::string_encode_base64(first, std::strlen(raw)), text);
+        auto const* first = reinterpret_cast<unsigned char const*>(raw.data());
+        EXPECT_EQ(morbase::string_encode_base64(first, raw.size()), text);
     }
     EXPECT_EQ(morbase::string_encode_base64(nullptr, 0), "");
-    std::vector<unsigned char> const many(3000);
-    EXPECT_EQ(morbase::string_encode_base64(many.data(), many.size()), std::string(4000, 'A'));
 }
 
 TEST(path, exactly_one_separator_stands_between_the_parts) {
@@ -203,26 +190,22 @@ TEST(path, exactly_one_separator_stands_between_the_parts) {
     EXPECT_EQ(morbase::path_appended("a/", "b", '\\'), "a/\\b");
 }
 
-// Bytes in memory, at the fifth of them; refuses to seek from `refused`.
+constexpr char const* k_digits = "0123456789";
+
+// The digits, at the fifth of them; refuses to seek from `refused`.
 struct memory final : morbase::stream::rda {
     long long read(void* target, unsigned long long count) override {
-        std::size_t const given = std::min<std::size_t>(count, content.size() - position);
-        std::memcpy(target, content.data() + position, given);
-        position += given;
-        return static_cast<long long>(given);
+        std::memcpy(target, k_digits + position, count);
+        position += static_cast<long long>(count);
+        return static_cast<long long>(count);
     }
 
     long long seek(long long offset, morbase::whence origin) override {
-        if (origin == refused) {
-            return -7;
-        }
-        std::size_t const bases[] = {0, position, content.size()};
-        position = bases[origin] + static_cast<std::size_t>(offset);
-        return static_cast<long long>(position);
+        long long const bases[] = {0, position, 10};
+        return origin == refused ? -7 : position = bases[origin] + offset;
     }
 
-    std::string content = "0123456789";
-    std::size_t position = 4;
+    long long position = 4;
     int refused = -1;
 };
 
@@ -232,22 +215,21 @@ struct endless final : morbase::stream::rd {
 
 TEST(stream, without_seek_there_is_no_telling_and_no_peeking) {
     endless stream;
-    char peeked = 0;
     EXPECT_EQ(stream.tell(), -1);
-    EXPECT_EQ(stream.peek(&peeked, 1), -1);
+    EXPECT_EQ(stream.peek(nullptr, 1), -1);
 }
 
 TEST(stream, tell_peek_and_size_leave_the_position) {
     memory stream;
-    char peeked[3] = {};
+    char peeked[4] = {};
     EXPECT_EQ(stream.tell(), 4);
     EXPECT_EQ(stream.size(), 10);
-    EXPECT_EQ(stream.peek(peeked, sizeof peeked), 3);
-    EXPECT_EQ(std::string(peeked, 3), "456");
-    EXPECT_EQ(stream.position, 4U);
+    EXPECT_EQ(stream.peek(peeked, 3), 3);
+    EXPECT_STREQ(peeked, "456");
+    EXPECT_EQ(stream.position, 4);
     stream.refused = morbase::from_end;
     EXPECT_LT(stream.size(), 0);
-    EXPECT_EQ(stream.position, 4U);
+    EXPECT_EQ(stream.position, 4);
     for (int const origin : {morbase::from_start, morbase::from_current}) {
         stream.refused = origin;
         EXPECT_EQ(stream.peek(peeked, 1), -1) << origin;

@@ -1,5 +1,6 @@
 #include <limits>
 #include <stdexcept>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -109,16 +110,17 @@ class c_file : public testing::Test {
 
     c_file() { script = {}; }
 
-    static adapter_ptr opened(adapter_ptr const& file) {
+    // With a seek function, with a position pair, or with all three.
+    static adapter_ptr opened(bool seek, bool pair) {
+        adapter_ptr const file =
+            direction::make(seek ? fake_seek : nullptr, pair ? fake_get_pos : nullptr,
+                            pair ? fake_set_pos : nullptr);
         file->open("path", "mode");
         script.calls.clear();
         return file;
     }
-
-    static adapter_ptr by_seek() { return opened(direction::make(fake_seek, nullptr, nullptr)); }
-    static adapter_ptr by_pair() {
-        return opened(direction::make(nullptr, fake_get_pos, fake_set_pos));
-    }
+    static adapter_ptr by_seek() { return opened(true, false); }
+    static adapter_ptr by_pair() { return opened(false, true); }
 
     // The calls since the last time.
     static strings calls() { return std::exchange(script.calls, {}); }
@@ -140,160 +142,114 @@ TYPED_TEST(c_file, hands_the_handle_back_once) {
 }
 
 TYPED_TEST(c_file, a_handle_still_held_is_closed_at_the_end) {
-    this->by_seek();
-    EXPECT_EQ(this->calls(), strings{"close"});
-    script.result = -1;
     script.close_throws = true;
     this->by_pair();
     EXPECT_EQ(this->calls(), strings{"close"});
-    {
-        auto const file = this->by_seek();
-        EXPECT_THROW(file->close(), std::runtime_error);
-        EXPECT_EQ(this->calls(), strings{"close"});
-    }
-    EXPECT_EQ(this->calls(), strings{});
+    EXPECT_THROW(this->by_seek()->close(), std::runtime_error);
+    EXPECT_EQ(this->calls(), strings{"close"});
 }
 
 TYPED_TEST(c_file, a_seek_function_gets_offset_and_origin_as_they_are) {
     auto const file = this->by_seek();
     script.position = -9;
-    EXPECT_EQ(file->seek(-4, from_end), -9);
     EXPECT_EQ(file->seek(k_most, from_current), -9);
-    EXPECT_EQ(file->seek(0, static_cast<morbase::whence>(3)), -9);
-    EXPECT_EQ(file->seek(0, static_cast<morbase::whence>(0x102)), -9);
-    EXPECT_EQ(file->seek(0, static_cast<morbase::whence>(-1)), -9);
-    EXPECT_EQ(this->calls(), (strings{"seek -4 2", "seek 9223372036854775807 1", "seek 0 3",
-                                      "seek 0 2", "seek 0 255"}));
+    for (int const origin : {2, 3, 0x102, -1}) {
+        EXPECT_EQ(file->seek(-4, static_cast<morbase::whence>(origin)), -9);
+    }
+    EXPECT_EQ(this->calls(), (strings{"seek 9223372036854775807 1", "seek -4 2", "seek -4 3",
+                                      "seek -4 2", "seek -4 255"}));
 }
 
-TYPED_TEST(c_file, a_position_pair_seeks_from_every_origin) {
+TYPED_TEST(c_file, a_position_pair_seeks_from_every_origin_and_wraps) {
+    // The position, the size, what is sought, the calls and their result.
+    using row = std::tuple<long long, long long, long long, int, strings, long long>;
+    row const table[] = {
+        {5, 100, 10, 0, {"set_pos 10"}, 10},
+        {5, 100, 10, 1, {"get_pos", "set_pos 15"}, 15},
+        {5, 100, -1, 2, {"size", "set_pos 99"}, 99},
+        {5, 100, 10, 3, {}, 0},
+        {5, 100, 10, -1, {}, 0},
+        {k_most, 0, 1, 1, {"get_pos", "set_pos " + std::to_string(k_least)}, k_least},
+        {-1, 0, k_least, 1, {"get_pos", "set_pos " + std::to_string(k_most)}, k_most},
+        {0, k_most, k_most, 2, {"size", "set_pos -2"}, -2},
+    };
     auto const file = this->by_pair();
-    script.position = 5;
-    script.size = 100;
-    EXPECT_EQ(file->seek(10, from_start), 10);
-    EXPECT_EQ(this->calls(), strings{"set_pos 10"});
-    EXPECT_EQ(file->seek(10, from_current), 15);
-    EXPECT_EQ(this->calls(), (strings{"get_pos", "set_pos 15"}));
-    EXPECT_EQ(file->seek(-1, from_end), 99);
-    EXPECT_EQ(this->calls(), (strings{"size", "set_pos 99"}));
-    EXPECT_EQ(file->seek(10, static_cast<morbase::whence>(3)), 0);
-    EXPECT_EQ(file->seek(10, static_cast<morbase::whence>(-1)), 0);
-    EXPECT_EQ(this->calls(), strings{});
-}
-
-TYPED_TEST(c_file, hostile_positions_wrap_instead_of_overflowing) {
-    auto const file = this->by_pair();
-    script.position = k_most;
-    EXPECT_EQ(file->seek(1, from_current), k_least);
-    script.position = -1;
-    EXPECT_EQ(file->seek(k_least, from_current), k_most);
-    script.size = k_most;
-    EXPECT_EQ(file->seek(k_most, from_end), -2);
+    for (auto const& [position, size, offset, origin, calls, result] : table) {
+        script.position = position;
+        script.size = size;
+        EXPECT_EQ(file->seek(offset, static_cast<morbase::whence>(origin)), result);
+        EXPECT_EQ(this->calls(), calls);
+    }
 }
 
 TYPED_TEST(c_file, position_and_size_are_the_plugins_whichever_base_is_asked) {
     script.position = 42;
     script.size = -3;
-    auto const seeking = this->by_seek();
-    typename TestFixture::stream& as_stream = *seeking;
-    auto const& constant = std::as_const(*seeking);
-    EXPECT_EQ(seeking->tell(), 42);
-    EXPECT_EQ(as_stream.tell(), 42);
-    EXPECT_EQ(this->calls(), (strings{"seek 0 1", "seek 0 1"}));
-    EXPECT_EQ(constant.size(), -3);
-    EXPECT_EQ(seeking->size(), -3);
-    EXPECT_EQ(as_stream.size(), -3);
-    EXPECT_EQ(this->calls(), (strings{"size", "size", "size"}));
-
-    auto const paired = this->by_pair();
-    typename TestFixture::stream& paired_stream = *paired;
-    EXPECT_EQ(paired_stream.tell(), 42);
-    EXPECT_EQ(this->calls(), strings{"get_pos"});
+    for (bool const seek : {true, false}) {
+        auto const file = this->opened(seek, !seek);
+        typename TestFixture::stream& as_stream = *file;
+        EXPECT_EQ(file->tell(), 42);
+        EXPECT_EQ(as_stream.tell(), 42);
+        std::string const asked = seek ? "seek 0 1" : "get_pos";
+        EXPECT_EQ(this->calls(), (strings{asked, asked}));
+        EXPECT_EQ(std::as_const(*file).size(), -3);
+        EXPECT_EQ(as_stream.size(), -3);
+        EXPECT_EQ(this->calls(), (strings{"size", "size"}));
+    }
 }
 
 using c_file_reading = c_file<reading>;
 
-TEST_F(c_file_reading, passes_bytes_and_results_through) {
-    auto const file = by_seek();
+TEST_F(c_file_reading, passes_bytes_and_results_through_and_prefers_its_seek_function) {
+    auto const file = opened(true, true);
     char byte = 0;
     script.result = 5;
-    EXPECT_EQ(file->read(&byte, 7), 5);
-    EXPECT_EQ(byte, 'r');
     EXPECT_EQ(file->read(&byte, (1ULL << 32) + 5), 5);
+    EXPECT_EQ(byte, 'r');
     script.result = -1;
     EXPECT_EQ(file->read(&byte, 0xffffffffU), -1);
-    EXPECT_EQ(calls(), (strings{"read 7", "read 5", "read 4294967295"}));
-}
-
-TEST_F(c_file_reading, tells_by_its_seek_function_when_it_has_both) {
-    auto const file = opened(reading::make(fake_seek, fake_get_pos, fake_set_pos));
     file->tell();
     file->seek(1, from_start);
-    EXPECT_EQ(calls(), (strings{"seek 0 1", "seek 1 0"}));
+    EXPECT_EQ(calls(), (strings{"read 5", "read 4294967295", "seek 0 1", "seek 1 0"}));
 }
 
 using c_file_writing = c_file<writing>;
 
-TEST_F(c_file_writing, passes_bytes_and_results_through) {
-    auto const file = by_seek();
+TEST_F(c_file_writing, passes_bytes_and_results_through_and_tells_by_its_position_function) {
+    auto const file = opened(true, true);
     script.result = -5;
-    EXPECT_EQ(file->write("x", 1), -5);
     EXPECT_EQ(file->write("y", (1ULL << 32) + 5), -5);
     EXPECT_EQ(file->flush(), -5);
-    EXPECT_EQ(calls(), (strings{"write 1 x", "write 5 y", "flush"}));
-}
-
-TEST_F(c_file_writing, tells_by_its_position_function_when_it_has_both) {
-    auto const file = opened(writing::make(fake_seek, fake_get_pos, fake_set_pos));
     std::as_const(*file).tell();
-    file->tell();
     file->seek(1, from_start);
-    EXPECT_EQ(calls(), (strings{"get_pos", "get_pos", "seek 1 0"}));
+    EXPECT_EQ(calls(), (strings{"write 5 y", "flush", "get_pos", "seek 1 0"}));
 }
 
 // A text goes through a writer and a reader of the plug-in `memory`.
-class memory_plugin : public testing::TestWithParam<char const*> {
-  protected:
-    memory_plugin() { registry->load_plugin(TEST_PLUGIN_DIR "/memory"); }
+TEST(memory_plugin, what_was_written_is_read) {
+    support::registry_ptr const registry = new kivcore::plugins("/nowhere");
+    registry->load_plugin(TEST_PLUGIN_DIR "/memory");
+    for (std::string const by : {"seek", "pair"}) {
+        SCOPED_TRACE("positioned by " + by);
+        auto const out =
+            kivcore::create<kivcore::writer>(registry, "io/write/" + by + "/tests/1.0");
+        ASSERT_TRUE(out && out->open("any", "w") == 0);
+        EXPECT_EQ(out->write("hello world", 11), 11);
+        EXPECT_EQ(out->seek(-5, from_current), 6);
+        EXPECT_EQ(out->write("W", 1), 1);
+        EXPECT_EQ(out->tell(), 7);
+        EXPECT_EQ(out->size(), 11);
+        EXPECT_EQ(out->flush() + out->close(), 0);
 
-    template <typename interface>
-    kivcore::instance<interface> make(std::string const& type) {
-        return kivcore::create<interface>(registry, "io/" + type + "/" + GetParam() + "/tests/1.0");
+        auto const in = kivcore::create<kivcore::reader>(registry, "io/read/" + by + "/tests/1.0");
+        ASSERT_TRUE(in && in->open("any", "r") == 0);
+        EXPECT_EQ(in->seek(-5, from_end), 6);
+        char bytes[16] = "";
+        EXPECT_EQ(in->peek(bytes, 1), 1);
+        EXPECT_EQ(in->read(bytes, sizeof bytes), 5);
+        EXPECT_STREQ(bytes, "World");
+        EXPECT_EQ(in->tell(), 11);
     }
-
-    support::registry_ptr registry = new kivcore::plugins("/nowhere");
-};
-
-TEST_P(memory_plugin, what_was_written_is_read) {
-    auto const writer = make<kivcore::writer>("write");
-    ASSERT_TRUE(writer);
-    ASSERT_EQ(writer->open("any", "w"), 0);
-    EXPECT_EQ(writer->write("hello world", 11), 11);
-    EXPECT_EQ(writer->seek(-5, from_current), 6);
-    EXPECT_EQ(writer->write("W", 1), 1);
-    EXPECT_EQ(writer->tell(), 7);
-    EXPECT_EQ(writer->size(), 11);
-    EXPECT_EQ(writer->flush(), 0);
-    EXPECT_EQ(writer->close(), 0);
-
-    auto const file = make<kivcore::reader>("read");
-    auto const other = make<kivcore::reader>("read");
-    ASSERT_TRUE(file && other);
-    EXPECT_LT(file->open("refused", "r"), 0);
-    EXPECT_EQ(file->close(), 0);
-    ASSERT_EQ(file->open("any", "r"), 0);
-    ASSERT_EQ(other->open("any", "r"), 0);
-    EXPECT_EQ(file->seek(-5, from_end), 6);
-    char bytes[16] = "";
-    EXPECT_EQ(file->peek(bytes, 1), 1);
-    EXPECT_EQ(file->read(bytes, sizeof bytes), 5);
-    EXPECT_STREQ(bytes, "World");
-    EXPECT_EQ(file->read(bytes, sizeof bytes), 0);
-    EXPECT_EQ(file->tell(), 11);
-    EXPECT_EQ(other->tell(), 0);
-    EXPECT_EQ(file->seek(-12, from_end), -1);
 }
-
-INSTANTIATE_TEST_SUITE_P(positioned_by, memory_plugin, testing::Values("seek", "pair"));
 
 }  // namespace

@@ -1,35 +1,18 @@
 #include <map>
-#include <stdexcept>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include <kivcore/browser.h>
 #include <kivcore/monitor.h>
-#include <kivcore/reader.h>
 #include <morbase/ptr_refcount.h>
 #include <support/capture.h>
 
 namespace {
 
-using kivcore::plugin;
 using morbase::ptr_refcount;
 
-struct silent_reader final : kivcore::reader {
-    explicit silent_reader(int& ended) : ends(&ended) {}
-    silent_reader(silent_reader const&) = delete;
-    silent_reader& operator=(silent_reader const&) = delete;
-    ~silent_reader() override { ++*ends; }
-
-    int open(std::string const& /*path*/, std::string const& /*mode*/) override { return 0; }
-    int close() override { return 0; }
-    long long read(void* /*buffer*/, unsigned long long /*count*/) override { return 0; }
-    long long seek(long long offset, morbase::whence /*origin*/) override { return offset; }
-
-    int* ends;
-};
-
-// Lists a/ and b; fails below "broken"; records which lists were wanted.
+// Lists a/ and b; records which lists were wanted.
 struct small_browser final : kivcore::browser {
     bool can_browse(std::string const& path) override { return path.empty(); }
     std::string root() override { return {}; }
@@ -38,40 +21,17 @@ struct small_browser final : kivcore::browser {
         if (dirs != nullptr) {
             dirs->emplace_back("a", path + "/a");
         }
-        fail_if_broken(path);
         if (files != nullptr) {
             files->emplace_back("b", path + "/b");
         }
     }
     void get_info(std::string const& path, std::map<std::string, std::string>& info) override {
         info["path"] = path;
-        fail_if_broken(path);
     }
-    void get_url(std::string const& path, std::string& url) override {
-        url = "small:" + path;
-        fail_if_broken(path);
-    }
-
-    static void fail_if_broken(std::string const& path) {
-        if (path == "broken") {
-            throw std::runtime_error("broken");
-        }
-    }
+    void get_url(std::string const& path, std::string& url) override { url = "small:" + path; }
 
     std::string wanted;
 };
-
-TEST(plugin, a_reader_ends_through_either_base) {
-    int ended = 0;
-    {
-        ptr_refcount<plugin> const object = new silent_reader(ended);
-        EXPECT_EQ(object->kind(), "reader");
-    }
-    EXPECT_EQ(ended, 1);
-    morbase::stream::rd const* const stream = new silent_reader(ended);
-    delete stream;
-    EXPECT_EQ(ended, 2);
-}
 
 TEST(browser, asks_only_for_the_lists_that_are_wanted) {
     using list = kivcore::browser::entry_list;
@@ -86,13 +46,6 @@ TEST(browser, asks_only_for_the_lists_that_are_wanted) {
     EXPECT_EQ(browser->wanted, "files");
     EXPECT_EQ(browser->info("p"), (std::map<std::string, std::string>{{"path", "p"}}));
     EXPECT_EQ(browser->url("p"), "small:p");
-}
-
-TEST(browser, what_the_plugin_throws_passes_through) {
-    ptr_refcount<small_browser> const browser = new small_browser;
-    EXPECT_THROW(browser->list("broken"), std::runtime_error);
-    EXPECT_THROW(browser->info("broken"), std::runtime_error);
-    EXPECT_THROW(browser->url("broken"), std::runtime_error);
 }
 
 struct plain_handler final : kivcore::monitor::handler {
