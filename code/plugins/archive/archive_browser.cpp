@@ -38,6 +38,8 @@ struct type_name {
     char const* name;
 };
 
+// A hard link has the type of what it leads to, and is shown as a link all the same: its
+// data is with the other entry.
 std::string type_of(archive_index::entry const& entry) {
     constexpr type_name k_names[] = {
         {AE_IFREG, "file"},          {AE_IFDIR, "directory"},
@@ -180,7 +182,7 @@ bool archive_browser::can_browse(std::string const& text) {
         if (!path.inner.empty()) {
             return has_directory(text);
         }
-        file_descriptor file;
+        bundled::descriptor file;
         archive_walk walk;
         return open_file(path.archive, file) == 0 && walk.start(file.get()) == 0 &&
                walk.next() >= 0;

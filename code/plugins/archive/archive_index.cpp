@@ -19,6 +19,8 @@ bool same_time(timespec const& a, timespec const& b) {
     return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
 }
 
+// Files are the same by what a change to one would alter. Not by name alone: an archive that
+// was replaced or grew has to be read anew.
 bool same_file(struct stat const& a, struct stat const& b) {
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
            same_time(a.st_mtim, b.st_mtim) && same_time(a.st_ctim, b.st_ctim);
@@ -37,7 +39,7 @@ std::string behind(std::string directory) {
 }  // namespace
 
 int archive_index::read(std::string const& archive) {
-    file_descriptor file;
+    bundled::descriptor file;
     int result = open_file(archive, file);
     if (result != 0) {
         return result;
@@ -46,6 +48,8 @@ int archive_index::read(std::string const& archive) {
         return -errno;
     }
     archive_walk walk;
+    // The first entry has to be readable: what fails before it is no archive. Later on it is
+    // damage, and what was found so far is of use.
     result = walk.start(file.get());
     if (result == 0) {
         result = walk.next();
@@ -62,6 +66,7 @@ int archive_index::read(std::string const& archive) {
     if (result < 0) {
         damage_text = walk.message();
     }
+    // Stable: entries of one path keep the archive's order, which their ordinals count.
     std::stable_sort(entries.begin(), entries.end(),
                      [](entry const& a, entry const& b) { return a.path < b.path; });
     return 0;
@@ -84,6 +89,7 @@ bool archive_index::add(archive_walk const& walk) {
                       std::to_string(entries.size() + 1) + " on are not listed";
         return false;
     }
+    // Entries share the few names of formats there are; a set's elements stay in place.
     added.format = &*formats.insert(walk.format()).first;
     if (archive_entry_size_is_set(from) != 0) {
         added.size = archive_entry_size(from);
@@ -118,7 +124,7 @@ void archive_index::list(std::string const& directory, name_list& dirs, name_lis
             child.inner = at->path.substr(0, slash + 1);
             child.ordinal = 1;
             dirs.emplace_back(name, text_of(child));
-            at = first_from(at, behind(child.inner));
+            at = first_from(at, behind(child.inner));  // past all that is inside
         } else {
             child.ordinal = child.inner == at->path ? child.ordinal + 1 : 1;
             child.inner = at->path;

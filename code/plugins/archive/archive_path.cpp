@@ -10,7 +10,7 @@ namespace kivcore_archive {
 namespace {
 
 constexpr char k_scheme[] = "archive:";
-constexpr char k_parent[] = "..";
+constexpr char k_parent[] = "..";  // the one component that hosts must not get to resolve
 
 struct code_range {
     unsigned long first;

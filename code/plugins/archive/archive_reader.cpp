@@ -27,6 +27,7 @@
 
 #include <kivcore/reader.h>
 
+#include "../read_stream.h"
 #include "archive_path.h"
 #include "archive_walk.h"
 
@@ -59,7 +60,8 @@ long long moved_by(long long base, long long offset) {
     return base + offset >= 0 ? base + offset : -EINVAL;
 }
 
-// Goes to the wanted entry. 0 or negative.
+// Goes to the wanted entry, the ordinal-th of its path. From the beginning, always: there
+// is no way back in an archive that is read as a stream. 0 or negative.
 int go_to(archive_walk& walk, int descriptor, archive_path const& wanted) {
     int const started = walk.start(descriptor);
     if (started != 0) {
@@ -94,7 +96,7 @@ class file_data {
     int fetch();
 
     archive_path path;
-    file_descriptor file;
+    bundled::descriptor file;
     archive_walk walk;
     // From start to end, the piece at hand: a hole up to data_start, then the data.
     long long start = 0;
@@ -118,6 +120,7 @@ int file_data::open(archive_path const& wanted) {
     return found;
 }
 
+// A failure stays in state: until the next start, nothing more is fetched.
 int file_data::start_over() {
     start = data_start = end = 0;
     int const result = go_to(walk, file.get(), path);
@@ -218,13 +221,8 @@ class archive_reader : public kivcore::reader {
 };
 
 int archive_reader::open(std::string const& text, std::string const& mode) {
-    if (file) {
-        return -EBUSY;
-    }
-    if (mode != "r" && mode != "rb") {
-        return -EINVAL;
-    }
-    return guarded([&] { return open_path(text); });
+    int const refused = bundled::refuse_open(file != nullptr, mode);
+    return refused != 0 ? refused : guarded([&] { return open_path(text); });
 }
 
 int archive_reader::open_path(std::string const& text) {

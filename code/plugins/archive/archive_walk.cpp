@@ -17,6 +17,7 @@ namespace kivcore_archive {
 
 namespace {
 
+// What libarchive reads at once: enough that a call of the system costs next to nothing.
 constexpr std::size_t k_block_size = std::size_t{64} * 1024;
 
 // libarchive converts names to the characters of the thread's locale, and loses those that
@@ -67,26 +68,12 @@ std::string text_or_empty(char const* text) {
 
 }  // namespace
 
-file_descriptor::~file_descriptor() {
-    if (number >= 0) {
-        ::close(number);  // nothing was written: a failure loses nothing
-    }
-}
-
-file_descriptor::file_descriptor(file_descriptor&& other) noexcept
-    : number(std::exchange(other.number, -1)) {}
-
-file_descriptor& file_descriptor::operator=(file_descriptor&& other) noexcept {
-    std::swap(number, other.number);
-    return *this;
-}
-
-int open_file(std::string const& path, file_descriptor& result) {
+int open_file(std::string const& path, bundled::descriptor& result) {
     if (path.find('\0') != std::string::npos) {
         return -ENOENT;
     }
     // Not to block: a pipe without a writer would wait for one.
-    file_descriptor opened(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    bundled::descriptor opened(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!opened.is_open()) {
         return -errno;
     }
@@ -175,6 +162,8 @@ std::string archive_walk::message() const {
     return handle ? text_or_empty(archive_error_string(handle.get())) : "";
 }
 
+// libarchive has numbers of its own for damage, and the system's for some of the rest. Only
+// those that say something else than damage are passed on.
 int archive_walk::failure() const {
     int const number = archive_errno(handle.get());
     return number == ENOMEM || number == EIO ? -number : -EBADMSG;

@@ -11,32 +11,16 @@
 #include <string>
 #include <type_traits>
 
+#include "../descriptor.h"
+
 struct archive;
 struct archive_entry;
 
 namespace kivcore_archive {
 
-// A descriptor that is closed with its owner.
-class file_descriptor {
-  public:
-    file_descriptor() noexcept = default;
-    explicit file_descriptor(int taken) noexcept : number(taken) {}
-    ~file_descriptor();
-    file_descriptor(file_descriptor&& other) noexcept;
-    file_descriptor& operator=(file_descriptor&& other) noexcept;
-    file_descriptor(file_descriptor const&) = delete;
-    file_descriptor& operator=(file_descriptor const&) = delete;
-
-    int get() const noexcept { return number; }
-    bool is_open() const noexcept { return number >= 0; }
-
-  private:
-    int number = -1;
-};
-
 // Opens a regular file for reading, and nothing that could block. 0, or negative with
 // result as it was.
-int open_file(std::string const& path, file_descriptor& result);
+int open_file(std::string const& path, bundled::descriptor& result);
 
 class archive_walk {
   public:

@@ -10,19 +10,19 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <limits.h>
 #include <stdbool.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#define EXPORTED __attribute__((visibility("default")))
+#include "../c_stream.h"
 
+// What a handle points to. Its functions lock nothing: one thread at a time uses a handle.
 struct file {
     int descriptor;
     bool sequential;
-    long long position;
+    long long position;  // the next transfer's; kept up to date for sequential handles too
 };
 
 struct mode {
@@ -32,6 +32,7 @@ struct mode {
 
 static struct mode const k_read_modes[] = {{"r", O_RDONLY}, {"rb", O_RDONLY}};
 
+// As fopen has them, but none of them reads: "r+" is the one that keeps the content.
 static struct mode const k_write_modes[] = {
     {"w", O_WRONLY | O_CREAT | O_TRUNC},
     {"wb", O_WRONLY | O_CREAT | O_TRUNC},
@@ -52,14 +53,6 @@ static int flags_of(char const* name, struct mode const* modes, size_t count) {
     return -EINVAL;
 }
 
-static int open_descriptor(char const* path, int flags) {
-    int descriptor = -1;
-    do {
-        descriptor = open(path, flags | O_CLOEXEC, 0666);
-    } while (descriptor < 0 && errno == EINTR);
-    return descriptor >= 0 ? descriptor : -errno;
-}
-
 // A directory opens for reading, and then every read fails: refused at once.
 static int refuse_directory(int descriptor) {
     struct stat status;
@@ -69,7 +62,8 @@ static int refuse_directory(int descriptor) {
     return S_ISDIR(status.st_mode) ? -EISDIR : 0;
 }
 
-// Leaves *handle alone unless it succeeds.
+// Leaves *handle alone unless it succeeds. A sequential file that has no position starts
+// counting at 0.
 static int open_file(char const* path, int flags, void** handle) {
     int const descriptor = open_descriptor(path, flags);
     if (descriptor < 0) {
@@ -90,10 +84,7 @@ static int open_file(char const* path, int flags, void** handle) {
     return 0;
 }
 
-static size_t bounded(unsigned int count) {
-    return count < INT_MAX ? count : INT_MAX;
-}
-
+// At most count bytes, however few the system gives at once; 0 at the end.
 static ssize_t read_some(struct file const* file, char* target, size_t count) {
     ssize_t moved = 0;
     do {
@@ -188,27 +179,10 @@ EXPORTED long long file_size(void* handle) {
     if (!S_ISBLK(status.st_mode)) {
         return -ESPIPE;
     }
+    // A device's stat has no size. This moves the system's position, which does no harm: only
+    // appending uses it, and that goes to the end by itself.
     off_t const end = lseek(file->descriptor, 0, SEEK_END);
     return end >= 0 ? end : -errno;
-}
-
-// Where a seek by offset leads; negative for a failure.
-static long long target_of(struct file* file, long long offset, unsigned char origin) {
-    long long base = 0;
-    if (origin == 1) {
-        base = file->position;
-    } else if (origin == 2) {
-        base = file_size(file);
-    } else if (origin != 0) {
-        return -EINVAL;
-    }
-    if (base < 0) {
-        return base;
-    }
-    if (offset > LLONG_MAX - base) {
-        return -EOVERFLOW;
-    }
-    return base + offset >= 0 ? base + offset : -EINVAL;
 }
 
 EXPORTED long long file_seek(void* handle, long long offset, unsigned char origin) {
@@ -216,7 +190,7 @@ EXPORTED long long file_seek(void* handle, long long offset, unsigned char origi
     if (file == NULL) {
         return -EBADF;
     }
-    long long const target = target_of(file, offset, origin);
+    long long const target = seek_target(file, file_size, file->position, offset, origin);
     if (target < 0) {
         return target;
     }

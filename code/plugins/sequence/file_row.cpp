@@ -56,7 +56,7 @@ int file_row::find(std::string const& pattern) {
 // In ascending order.
 int file_row::list_numbers(std::vector<long long>& numbers) {
     for (;;) {
-        errno = 0;
+        errno = 0;  // the one thing that tells readdir's end from a failure
         dirent const* const entry = readdir(directory.get());
         if (entry == nullptr) {
             break;
@@ -71,6 +71,8 @@ int file_row::list_numbers(std::vector<long long>& numbers) {
     return -failure;
 }
 
+// Without the missing file every byte behind it would stand where another belongs, and no
+// reader could tell.
 int file_row::refuse_gap(std::vector<long long> const& numbers) const {
     auto const before_gap =
         std::adjacent_find(numbers.begin(), numbers.end(),
@@ -83,6 +85,7 @@ int file_row::refuse_gap(std::vector<long long> const& numbers) const {
                       names.name_of(numbers.back()));
 }
 
+// Sizes are taken once: positions must keep their meaning while the row is read.
 int file_row::measure(std::size_t files) {
     ends.reserve(files);
     long long total = 0;

@@ -27,29 +27,11 @@
 
 #include <kivcore/multi_file_reader.h>
 
+#include "../descriptor.h"
+#include "../read_stream.h"
 #include "file_row.h"
 
 namespace {
-
-class descriptor {
-  public:
-    descriptor() noexcept = default;
-    ~descriptor() { reset(); }
-
-    descriptor(descriptor const&) = delete;
-    descriptor& operator=(descriptor const&) = delete;
-
-    int get() const { return number; }
-    void reset(int opened = -1) {
-        int const old = std::exchange(number, opened);
-        if (old >= 0) {
-            ::close(old);
-        }
-    }
-
-  private:
-    int number = -1;
-};
 
 class sequence_reader final : public kivcore::multi_file_reader {
   public:
@@ -73,16 +55,14 @@ class sequence_reader final : public kivcore::multi_file_reader {
 
     std::unique_ptr<sequence::file_row> row;  // null while closed
     long long position = 0;
-    descriptor file;             // of the file that was read last
+    bundled::descriptor file;    // of the file that was read last
     std::size_t file_index = 0;  // its number, while there is one
 };
 
 int sequence_reader::open(std::string const& path, std::string const& mode) {
-    if (row) {
-        return -EBUSY;
-    }
-    if (mode != "r" && mode != "rb") {
-        return -EINVAL;
+    int const refused = bundled::refuse_open(row != nullptr, mode);
+    if (refused != 0) {
+        return refused;
     }
     try {
         auto found = std::make_unique<sequence::file_row>();
@@ -98,7 +78,7 @@ int sequence_reader::open(std::string const& path, std::string const& mode) {
 }
 
 int sequence_reader::close() {
-    file.reset();
+    file = bundled::descriptor();
     row.reset();
     return 0;
 }
@@ -140,16 +120,18 @@ long long sequence_reader::read_some(char* target, long long wanted) {
     return moved > 0 ? moved : -EIO;
 }
 
+// Opens the file unless it is the open one, which is closed first: a row may have more
+// files than a process may have descriptors.
 int sequence_reader::use_file(std::size_t index) try {
-    if (file.get() >= 0 && file_index == index) {
+    if (file.is_open() && file_index == index) {
         return 0;
     }
-    file.reset();
+    file = bundled::descriptor();
     int const opened = row->open_file(index);
     if (opened < 0) {
         return opened;
     }
-    file.reset(opened);
+    file = bundled::descriptor(opened);
     file_index = index;
     return 0;
 } catch (std::bad_alloc const&) {
@@ -160,20 +142,11 @@ long long sequence_reader::seek(long long offset, morbase::whence origin) {
     if (!row) {
         return -EBADF;
     }
-    long long const end = row->size();
-    long long base = 0;
-    if (origin == morbase::from_current) {
-        base = position;
-    } else if (origin == morbase::from_end) {
-        base = end;
-    } else if (origin != morbase::from_start) {
-        return -EINVAL;
+    long long const target = bundled::seek_target(position, row->size(), offset, origin);
+    if (target >= 0) {
+        position = target;
     }
-    if (offset < -base || offset > end - base) {
-        return -EINVAL;
-    }
-    position = base + offset;
-    return position;
+    return target;
 }
 
 std::string sequence_reader::file_path(unsigned int index) try {

@@ -14,6 +14,7 @@ namespace sound {
 
 namespace {
 
+// libsndfile's number of a container, and the four characters it is shown by.
 struct container_code {
     int format;
     char code[5];
@@ -54,12 +55,12 @@ unsigned int fourcc(char const* text) {
 }
 
 // A FIFO must not block the open: it is refused later, as there is no way back in it.
-int open_descriptor(char const* path) {
+bundled::descriptor open_descriptor(char const* path) {
     int opened = -1;
     do {
         opened = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     } while (opened < 0 && errno == EINTR);
-    return opened >= 0 ? opened : -errno;
+    return bundled::descriptor(opened >= 0 ? opened : -errno);
 }
 
 int refuse_irregular(int opened) {
@@ -75,17 +76,9 @@ int refuse_irregular(int opened) {
 
 }  // namespace
 
-descriptor::descriptor(std::string const& path) noexcept : number(open_descriptor(path.c_str())) {}
-
-descriptor::~descriptor() {
-    if (number >= 0) {
-        close(number);
-    }
-}
-
 int decoder::open(std::string const& path, std::unique_ptr<decoder>& opened) {
-    std::unique_ptr<decoder> made(new decoder(path));
-    int const failure = made->file.number < 0 ? made->file.number : made->prepare();
+    std::unique_ptr<decoder> made(new decoder(open_descriptor(path.c_str())));
+    int const failure = made->file.is_open() ? made->prepare() : made->file.get();
     if (failure == 0) {
         opened = std::move(made);
     }
@@ -95,7 +88,7 @@ int decoder::open(std::string const& path, std::unique_ptr<decoder>& opened) {
 decoder::~decoder() = default;
 
 int decoder::prepare() {
-    int const irregular = refuse_irregular(file.number);
+    int const irregular = refuse_irregular(file.get());
     if (irregular != 0) {
         return irregular;
     }
@@ -122,6 +115,7 @@ unsigned int decoder::container() const {
     return 0;
 }
 
+// Frames are often asked for twice: a read that ends inside one goes on in it.
 long long decoder::load(long long wanted) {
     if (wanted == loaded) {
         return loaded_bytes;
@@ -135,11 +129,11 @@ long long decoder::load(long long wanted) {
 bool decoder::restart() {
     int const channels_before = facts.channels;
     stream.reset();
-    if (lseek(file.number, 0, SEEK_SET) < 0) {
+    if (lseek(file.get(), 0, SEEK_SET) < 0) {
         return false;
     }
     SF_INFO found = {};
-    stream.reset(sf_open_fd(file.number, SFM_READ, &found, SF_FALSE));
+    stream.reset(sf_open_fd(file.get(), SFM_READ, &found, SF_FALSE));
     if (stream && channels_before != 0 && found.channels != channels_before) {
         stream.reset();
     }
@@ -164,6 +158,7 @@ void decoder::measure() {
     restart();
 }
 
+// Brings the stream to the start of a frame, in the way that this encoding allows.
 bool decoder::move_to(long long wanted) {
     if (stream && next == wanted) {
         return true;
@@ -175,6 +170,7 @@ bool decoder::move_to(long long wanted) {
     return seek_to(wanted) || (restart() && seek_to(wanted));
 }
 
+// An error may be left over though the seek arrived: the decoded frame could not be trusted.
 bool decoder::seek_to(long long wanted) {
     sf_count_t const target = wanted * k_frame_samples;
     if (!stream || sf_seek(stream.get(), target, SEEK_SET) != target ||

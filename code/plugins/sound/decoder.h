@@ -11,23 +11,14 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <sndfile.h>
 
+#include "../descriptor.h"
+
 namespace sound {
-
-// A file opened for reading.
-class descriptor {
-  public:
-    explicit descriptor(std::string const& path) noexcept;
-    ~descriptor();
-
-    descriptor(descriptor const&) = delete;
-    descriptor& operator=(descriptor const&) = delete;
-
-    int const number;  // a negative errno value when the file does not open
-};
 
 class decoder {
   public:
@@ -70,7 +61,7 @@ class decoder {
         void operator()(SNDFILE* opened) const { sf_close(opened); }
     };
 
-    explicit decoder(std::string const& path) noexcept : file(path) {}
+    explicit decoder(bundled::descriptor opened) noexcept : file(std::move(opened)) {}
 
     int prepare();
     bool restart();
@@ -80,7 +71,7 @@ class decoder {
     bool skip_to(long long wanted);
     long long decode_next();
 
-    descriptor file;
+    bundled::descriptor file;
     std::unique_ptr<SNDFILE, close_sound> stream;  // null after a failed restart
     SF_INFO facts = {};
     bool is_float = false;

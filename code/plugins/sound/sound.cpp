@@ -27,10 +27,12 @@
 
 #include <kivcore/frame_reader.h>
 
+#include "../read_stream.h"
 #include "decoder.h"
 
 namespace {
 
+// For the record's 32 bits: a number too large is better shown as the largest than wrapped.
 unsigned int saturated(long long count) {
     return static_cast<unsigned int>(std::min<long long>(count, UINT_MAX));
 }
@@ -61,6 +63,7 @@ class sound_reader final : public kivcore::frame_reader {
         long long const each = sound::decoder::k_frame_samples;
         return samples / each + (samples % each != 0 ? 1 : 0);
     }
+    // What a read gives at the end: 0, or the damage that the end is owed to.
     int at_end() const { return sound->is_cut() ? -EBADMSG : 0; }
 
     std::unique_ptr<sound::decoder> sound;  // null while closed
@@ -68,11 +71,9 @@ class sound_reader final : public kivcore::frame_reader {
 };
 
 int sound_reader::open(std::string const& path, std::string const& mode) {
-    if (sound) {
-        return -EBUSY;
-    }
-    if (mode != "r" && mode != "rb") {
-        return -EINVAL;
+    int const refused = bundled::refuse_open(sound != nullptr, mode);
+    if (refused != 0) {
+        return refused;
     }
     position = 0;
     try {
@@ -94,6 +95,7 @@ long long sound_reader::read(void* buffer, unsigned long long count) {
     if (position == total_bytes()) {
         return at_end();
     }
+    // Frame by frame, as they are decoded: the first and the last may be wanted in part.
     auto const left = static_cast<unsigned long long>(total_bytes() - position);
     auto const wanted = static_cast<long long>(std::min(count, left));
     auto* const target = static_cast<unsigned char*>(buffer);
@@ -116,20 +118,11 @@ long long sound_reader::seek(long long offset, morbase::whence origin) {
     if (!sound) {
         return -EBADF;
     }
-    long long const end = total_bytes();
-    long long base = 0;
-    if (origin == morbase::from_current) {
-        base = position;
-    } else if (origin == morbase::from_end) {
-        base = end;
-    } else if (origin != morbase::from_start) {
-        return -EINVAL;
+    long long const target = bundled::seek_target(position, total_bytes(), offset, origin);
+    if (target >= 0) {
+        position = target;
     }
-    if (offset < -base || offset > end - base) {
-        return -EINVAL;
-    }
-    position = base + offset;
-    return position;
+    return target;
 }
 
 morbase::ptr_refcount<kivcore::frame_reader::media_information> sound_reader::track_information(

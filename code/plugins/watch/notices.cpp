@@ -11,6 +11,7 @@ void notices::clear() {
     unseen.clear();
 }
 
+// A removal ends the wait for the old content: what is made under the name later is new.
 void notices::add_change(std::string const& path, monitor::handler::e_change change) {
     if (change == monitor::handler::k_modified && unseen.count(path) != 0) {
         return;

@@ -34,25 +34,12 @@ bool is_exhaustion(int error) {
 
 }  // namespace
 
-descriptor::descriptor(descriptor&& other) noexcept : number(std::exchange(other.number, -1)) {}
-
-descriptor& descriptor::operator=(descriptor&& other) noexcept {
-    std::swap(number, other.number);
-    return *this;
-}
-
-descriptor::~descriptor() {
-    if (number >= 0) {
-        ::close(number);
-    }
-}
-
 std::string joined(std::string const& directory, std::string const& name) {
     return directory.empty() ? name : directory + '/' + name;
 }
 
 int tree::open(findings& found) {
-    inotify = descriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    inotify = bundled::descriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
     if (inotify.get() < 0) {
         return -errno;
     }
@@ -62,7 +49,7 @@ int tree::open(findings& found) {
 }
 
 void tree::close() {
-    inotify = descriptor();
+    inotify = bundled::descriptor();
     directories.clear();
 }
 
@@ -145,6 +132,7 @@ int tree::descend(std::vector<std::string> unread, findings& found) {
 // Watches a directory and notes what is in it. The watch comes first: what is made
 // after it is announced, what was there before is found. An errno value for a failure.
 int tree::look_into(std::string const& path, findings& found, std::vector<std::string>& unread) {
+    // The root is followed, should it have become a link: it is what the host named.
     int const error = watch_directory(path, path.empty() ? 0 : IN_DONT_FOLLOW);
     if (error != 0) {
         return error;
@@ -165,6 +153,8 @@ int tree::look_into(std::string const& path, findings& found, std::vector<std::s
     return failure.value();
 }
 
+// One watch stands for one directory whatever path leads to it: where a directory was moved,
+// the system gives the same number again, and the newer path holds.
 int tree::watch_directory(std::string const& path, unsigned int flags) {
     std::string const full = morbase::path_appended(root_path, path, '/');
     int const watch = inotify_add_watch(inotify.get(), full.c_str(), k_wanted_events | flags);

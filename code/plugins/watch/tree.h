@@ -15,21 +15,9 @@
 #include <utility>
 #include <vector>
 
+#include "../descriptor.h"
+
 namespace watch {
-
-// An open file descriptor, closed by its destructor; -1 for none.
-class descriptor {
-  public:
-    explicit descriptor(int open_number = -1) noexcept : number(open_number) {}
-    descriptor(descriptor&& other) noexcept;
-    descriptor& operator=(descriptor&& other) noexcept;
-    ~descriptor();
-
-    int get() const noexcept { return number; }
-
-  private:
-    int number;
-};
 
 class tree {
   public:
@@ -86,7 +74,7 @@ class tree {
     int descend(std::vector<std::string> unread, findings& found);
 
     std::string root_path;
-    descriptor inotify;
+    bundled::descriptor inotify;
     std::map<int, std::string> directories;
     entry_map known;  // without the root
 };

@@ -21,6 +21,7 @@ namespace {
 using clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
+// What tells of the root itself that it is no longer where it was.
 constexpr unsigned int k_root_gone = IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT | IN_IGNORED;
 
 // Until when to wait, or for ever.
@@ -161,6 +162,7 @@ void directory_monitor::take(inotify_event const& event) {
         return;
     }
     std::string const* const directory = watched->directory(event.wd);
+    // Of a watch that was let go while its last events were on the way.
     if (directory == nullptr) {
         return;
     }

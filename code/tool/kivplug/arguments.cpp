@@ -18,7 +18,9 @@ constexpr char const* k_verb_footer =
     "-d DIR may stand here too. An ID that no plug-in has is taken as a regular\n"
     "expression for whole ids; the first match counts, newest version first.";
 
-// Adds a verb whose work is done with options, once they are filled.
+// Adds a verb whose work is done with options, once they are filled. The callback runs
+// within the parsing and only notes the work: the words behind the verb may still name
+// plug-in directories, or be wrong. line owns the options and outlives both.
 template <typename options_type>
 CLI::App& add_verb(CLI::App& app, command_line& line, std::string const& name,
                    std::string const& help, options_type const& options,
@@ -36,6 +38,17 @@ CLI::App& add_verb(CLI::App& app, command_line& line, std::string const& name,
 
 void add_word(CLI::App& verb, std::string const& name, std::string& word, std::string const& help) {
     verb.add_option(name, word, help)->required()->type_name("");
+}
+
+// What most verbs work on: a plug-in, and what it opens.
+template <typename options_type>
+void add_place(CLI::App& verb, options_type& options, std::string const& plugin_help) {
+    add_word(verb, "ID", options.id, plugin_help);
+    add_word(verb, "PATH", options.path, "What it opens");
+}
+
+void add_json(CLI::App& verb, bool& json) {
+    verb.add_flag("--json", json, "Print a JSON array of objects");
 }
 
 void add_output(CLI::App& verb, std::string& output) {
@@ -62,7 +75,7 @@ void add_list(CLI::App& app, command_line& line) {
         add_verb(app, line, "list", "List the ids of plug-ins, flavors and names", line.list, list);
     verb.add_option("PATTERN", line.list.pattern, "Regular expression for whole ids [.*]")
         ->type_name("");
-    verb.add_flag("--json", line.list.json, "Print a JSON array of objects");
+    add_json(verb, line.list.json);
     verb.footer("-d DIR may stand here too.");
 }
 
@@ -75,8 +88,7 @@ void add_describe(CLI::App& app, command_line& line) {
 
 void add_read(CLI::App& app, command_line& line) {
     auto& verb = add_verb(app, line, "read", "Copy what a reader gives to a file", line.read, read);
-    add_word(verb, "ID", line.read.id, "The reader");
-    add_word(verb, "PATH", line.read.path, "What it opens");
+    add_place(verb, line.read, "The reader");
     add_output(verb, line.read.output);
     add_amount(verb, "--offset", line.read.offset, "BYTES", "Start this far into the data");
     add_amount(verb, "--count", line.read.count, "BYTES", "Copy no more than this");
@@ -85,8 +97,7 @@ void add_read(CLI::App& app, command_line& line) {
 
 void add_write(CLI::App& app, command_line& line) {
     auto& verb = add_verb(app, line, "write", "Copy a file to a writer", line.write, write);
-    add_word(verb, "ID", line.write.id, "The writer");
-    add_word(verb, "PATH", line.write.path, "What it opens");
+    add_place(verb, line.write, "The writer");
     verb.add_option("-i,--input", line.write.input, "Read FILE, not standard input")
         ->type_name("FILE");
     verb.add_option("--mode", line.write.mode, "The mode to open with [w]")->type_name("MODE");
@@ -99,22 +110,20 @@ void add_browse(CLI::App& app, command_line& line) {
         ->type_name("");
     verb.add_flag("--long", line.browse.in_full, "Also what to read or browse each by, and facts");
     verb.add_flag("--recursive", line.browse.recursive, "Also what is in the directories there");
-    verb.add_flag("--json", line.browse.json, "Print a JSON array of objects");
+    add_json(verb, line.browse.json);
 }
 
 void add_tracks(CLI::App& app, command_line& line) {
     auto& verb =
         add_verb(app, line, "tracks", "Show the tracks of a media file", line.tracks, tracks);
-    add_word(verb, "ID", line.tracks.id, "The frame reader");
-    add_word(verb, "PATH", line.tracks.path, "What it opens");
-    verb.add_flag("--json", line.tracks.json, "Print a JSON array of objects");
+    add_place(verb, line.tracks, "The frame reader");
+    add_json(verb, line.tracks.json);
 }
 
 void add_frames(CLI::App& app, command_line& line) {
     auto& verb =
         add_verb(app, line, "frames", "Copy frames of a track to a file", line.frames, frames);
-    add_word(verb, "ID", line.frames.id, "The frame reader");
-    add_word(verb, "PATH", line.frames.path, "What it opens");
+    add_place(verb, line.frames, "The frame reader");
     add_amount(verb, "--track", line.frames.track, "N", "The track, counted from 0")->required();
     add_amount(verb, "--from", line.frames.first, "FRAME", "Start here, counted from 0");
     add_amount(verb, "--count", line.frames.count, "FRAMES", "Copy no more than this");
@@ -126,7 +135,7 @@ void add_files(CLI::App& app, command_line& line) {
                           line.files, files);
     add_word(verb, "ID", line.files.id, "The multi-file reader");
     add_word(verb, "PATTERN", line.files.pattern, "What it opens");
-    verb.add_flag("--json", line.files.json, "Print a JSON array of objects");
+    add_json(verb, line.files.json);
 }
 
 void add_watch(CLI::App& app, command_line& line) {
@@ -142,12 +151,12 @@ void add_watch(CLI::App& app, command_line& line) {
 void add_arguments(CLI::App& app, command_line& line) {
     app.name("kivplug");
     app.require_subcommand(1);
-    app.fallthrough();
+    app.fallthrough();  // so that -d may stand behind the verb as well
     app.set_version_flag("--version", "kivplug " KIVPLUG_VERSION, "Print the version and exit");
     app.get_formatter()->label("SUBCOMMAND", "VERB");
     app.add_option("-d,--directory", line.directories, k_directory_help)
         ->type_name("DIR")
-        ->allow_extra_args(false);
+        ->allow_extra_args(false);  // the word behind DIR is the verb
     for (auto* const add : {add_list, add_describe, add_read, add_write, add_browse, add_tracks,
                             add_frames, add_files, add_watch}) {
         add(app, line);

@@ -135,6 +135,7 @@ void walk::remember(std::vector<entry> const& entries, directory const& place) {
     std::reverse(waiting.begin() + static_cast<std::ptrdiff_t>(first), waiting.end());
 }
 
+// In the order of their keys, on one line.
 std::string facts(std::map<std::string, std::string> const& info) {
     std::string text;
     for (auto const& [key, value] : info) {
@@ -170,6 +171,7 @@ void walk::print_json(std::vector<entry> const& entries) {
     }
 }
 
+// The path that was given, or else the browser's own root.
 std::string start_of(browser& source, place const& where) {
     std::string path = where.path;
     if (path.empty()) {
@@ -188,6 +190,7 @@ void browse(host const& from, byte_sink& out, browse_options const& options) {
     std::string const id = from.resolve(options.id);
     auto const source = from.create<browser>(id, kivcore::plugin::k_kind_browser);
     place const where{id, start_of(*source, {id, options.path})};
+    // Asked first: a list alone does not tell an empty directory from none.
     bool possible = false;
     auto const ask = [&] { possible = source->can_browse(where.path); };
     guarded(where, "can_browse", ask, k_advice);

@@ -71,6 +71,7 @@ byte_source byte_source::from_file(std::string const& path) {
     return {descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC)), quoted(path)};
 }
 
+// A duplicate, above the standard numbers: closing it leaves the program's own open.
 byte_source byte_source::from_standard_input() {
     return {descriptor(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)), "standard input"};
 }
@@ -124,6 +125,7 @@ void byte_sink::write(std::string const& text) {
     write(text.data(), text.size());
 }
 
+// An interrupted close has closed: what was written is with the system.
 void byte_sink::finish() {
     int const number = file.release();
     if (number >= 0 && close(number) != 0 && errno != EINTR) {
@@ -144,6 +146,7 @@ std::string byte_sink::remains() const {
 }
 
 void byte_sink::fail(int error) const {
+    // Only standard output: that somebody else's pipe broke is worth a message.
     if (path.empty() && error == EPIPE) {
         throw output_closed();
     }

@@ -4,7 +4,6 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <exception>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -18,6 +17,7 @@
 
 #include "failure.h"
 #include "image.h"
+#include "operation.h"
 #include "text.h"
 
 namespace kivplug {
@@ -35,6 +35,7 @@ struct search_path {
     std::string origin;  // who named them, for messages
 };
 
+// Empty fields are passed over: a stray colon would stand for the current directory.
 std::vector<std::string> directories_of_environment() {
     char const* const value = std::getenv("KIVPLUG_PATH");
     std::istringstream fields(value != nullptr ? value : "");
@@ -78,7 +79,8 @@ void require_readable(std::string const& directory, std::string const& origin) {
     }
 }
 
-// What the most special interface of the object is called.
+// What the most special interface of the object is called: kind() knows only the four
+// that others derive from.
 std::string interface_of(kivcore::plugin& object) {
     if (dynamic_cast<kivcore::frame_reader*>(&object) != nullptr) {
         return k_kind_frame_reader;
@@ -109,6 +111,7 @@ std::string plugin_directory(kivcore::plugins const& registry, std::string const
     return description ? value_of(*description, "path", "") : "";
 }
 
+// Before the library opens it: a shared object that is cut short would end the program.
 void require_sound_image(kivcore::plugins const& registry, std::string const& id) {
     auto const directory = plugin_directory(registry, id);
     auto const path = morbase::path_appended(directory, "darwin/x86/plugin.so", '/');
@@ -123,6 +126,7 @@ void require_sound_image(kivcore::plugins const& registry, std::string const& id
 
 host::host(std::vector<std::string> const& directories) {
     auto const path = chosen_path(directories);
+    // The registry only derives the name of a schema from its root: any directory will do.
     loaded = new kivcore::plugins(path.directories.front());
     for (auto const& directory : path.directories) {
         load(directory, path.origin);
@@ -154,23 +158,16 @@ std::string host::resolve(std::string const& wanted) const {
     return matches.front();
 }
 
-// The texts are copied here, inside the call: an exception that a plug-in defines
-// itself cannot be asked any more once its shared object is closed.
 void host::creating(std::string const& id, std::function<void()> const& create) const {
     require_sound_image(*loaded, id);
-    std::string reason = "unknown exception";
-    try {
-        create();
-        return;
-    } catch (std::exception const& error) {
-        reason = error.what();
-    } catch (...) {  // NOLINT(bugprone-empty-catch): what else a plug-in throws has no text
+    if (auto const reason = thrown_by(create); reason) {
+        throw failure("no object of " + printable(id) + " can be made from " +
+                      quoted(plugin_directory(*loaded, id)) + ": " + *reason +
+                      "; check darwin/x86/plugin.so and the bindings in plugin.xml there");
     }
-    throw failure("no object of " + printable(id) + " can be made from " +
-                  quoted(plugin_directory(*loaded, id)) + ": " + reason +
-                  "; check darwin/x86/plugin.so and the bindings in plugin.xml there");
 }
 
+// Makes the object once more, as one of any kind, to be able to say what it is.
 void host::fail_for_kind(std::string const& id, std::string const& wanted) const {
     kivcore::instance<kivcore::plugin> made;
     std::string kind;

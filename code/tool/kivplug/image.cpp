@@ -49,6 +49,8 @@ class image {
     size_type size;
 };
 
+// What the linker maps. A page of a mapping that lies behind the file's end cannot be
+// touched without a signal that ends the process.
 bool holds_segments(image& file, ElfW(Ehdr) const& header) {
     for (unsigned int i = 0; i < header.e_phnum; ++i) {
         ElfW(Phdr) segment;
@@ -98,6 +100,7 @@ std::string image_fault(std::string const& path) {
     if (!std::equal(start, start + SELFMAG, ELFMAG)) {
         return "is no ELF file; put the plug-in's shared object there";
     }
+    // Its records have other sizes: they would be misread here, and the linker refuses it.
     if (start[EI_CLASS] != k_own_class) {
         return "";
     }

@@ -17,6 +17,7 @@ using nlohmann::json;
 // Also matches a text with line breaks, which ".*" alone does not.
 constexpr char const* k_everything = "(?s).*";
 
+// Spaces between columns.
 constexpr std::size_t k_list_gap = 2;
 constexpr std::size_t k_describe_gap = 1;
 
@@ -37,6 +38,7 @@ void list(host const& from, byte_sink& out, list_options const& options) {
     std::vector<std::vector<std::string>> rows;
     for (auto const& id : ids_for(from, options.pattern)) {
         auto const description = from.registry().describe_plugin(id);
+        // Nobody else fills the registry: an id that was found has a description.
         auto const flavor = value_of(*description, "interface.flavor", "");
         auto const name = value_of(*description, "info.name", "");
         objects.push_back({{"id", id}, {"flavor", flavor}, {"name", name}});

@@ -7,6 +7,7 @@ namespace kivplug {
 namespace {
 
 constexpr int k_indent = 4;
+// Else a file name that is no UTF-8 would make the whole output fail.
 constexpr auto k_replace = nlohmann::json::error_handler_t::replace;
 
 }  // namespace

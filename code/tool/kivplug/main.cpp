@@ -34,6 +34,8 @@ int report_misuse(CLI::App const& app, CLI::ParseError const& error) {
 int run(CLI::App& app, kivplug::command_line& line, kivplug::byte_sink& out, int count,
         char** words) {
     try {
+        // The host is made only when a verb has been understood: neither --help nor a misuse
+        // loads plug-ins, whose notices would hide what is printed.
         app.parse(count, words);
         line.work(kivplug::host(line.directories), out);
     } catch (CLI::Success const& wanted) {  // --help, --version
@@ -47,6 +49,7 @@ int run(CLI::App& app, kivplug::command_line& line, kivplug::byte_sink& out, int
     return k_done;
 }
 
+// On one line whatever a plug-in put into it; its own line end would be shown as \n.
 int report_failure(std::string message) {
     message.erase(message.find_last_not_of(" \n") + 1);
     std::fprintf(stderr, "kivplug: %s\n", kivplug::printable(message).c_str());
@@ -57,6 +60,7 @@ int report_failure(std::string message) {
 
 int main(int count, char** words) {
     try {
+        // Before anything else: what prints from here on must not end up in the results.
         kivplug::byte_sink out = kivplug::take_standard_output();
         CLI::App app("Shows plug-ins and puts them to use.");
         kivplug::command_line line;

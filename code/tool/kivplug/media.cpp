@@ -56,7 +56,8 @@ record record_of(frame_reader& file, place const& where, unsigned int track) {
     return found;
 }
 
-// The lines of a track's record.
+// The lines of a track's record. A plug-in may have records of its own: they are shown as
+// they describe themselves.
 std::vector<std::string> description_of(frame_reader& file, place const& where,
                                         unsigned int track) {
     auto const known = record_of(file, where, track);
@@ -77,6 +78,7 @@ std::string trimmed(std::string const& text) {
                                       : text.substr(first, text.find_last_not_of(' ') - first + 1);
 }
 
+// Lines of "label: value". A line without a colon is a label whose value is empty.
 json labels_and_values(std::vector<std::string> const& lines) {
     json object = json::object();
     for (auto const& line : lines) {
@@ -87,6 +89,7 @@ json labels_and_values(std::vector<std::string> const& lines) {
     return object;
 }
 
+// At least 1: to a buffer without room a plug-in might answer 0, which means the end.
 std::size_t largest_frame(frame_reader::media_information const& known) {
     if (auto const* audio = dynamic_cast<frame_reader::audio_media_information const*>(&known)) {
         return std::max(audio->frame_data_size, 1U);
@@ -121,6 +124,7 @@ void seek_frame(frame_reader& file, place const& where, long long frame) {
 
 void copy_frames(frame_reader& file, place const& where, byte_sink& out, std::size_t capacity,
                  long long count) {
+    // The size is what the file says: it may be absurd, and is not to end in bad_alloc.
     std::unique_ptr<char[]> const buffer(new (std::nothrow) char[capacity]);
     if (!buffer) {
         throw failure(where.describe("read_frame") + " needs " + std::to_string(capacity) +
@@ -157,6 +161,7 @@ void tracks(host const& from, byte_sink& out, tracks_options const& options) {
             text += "    " + printable(line) + "\n";
         }
     }
+    // Printed when all of it is known: a failure leaves no half of a JSON text behind.
     close(*file, where);
     out.write(options.json ? json_text(objects) : text);
 }
@@ -166,6 +171,7 @@ void frames(host const& from, byte_sink& standard_output, frames_options const& 
     auto const file = from.create<frame_reader>(where.id, k_kind_frame_reader);
     require_different_files(options.path, options.output, "-o");
     open_for_reading(*file, where, k_read_mode);
+    // All that can be refused is, before the output is created or emptied.
     auto const track = select_track(*file, where, options.track);
     auto const capacity = largest_frame(*record_of(*file, where, track));
     seek_frame(*file, where, options.first);

@@ -27,17 +27,23 @@ std::string place::describe(std::string const& operation) const {
     return printable(id) + ": " + operation + " of " + quoted(path);
 }
 
-void guarded(place const& where, std::string const& operation, std::function<void()> const& call,
-             std::string const& advice) {
+std::optional<std::string> thrown_by(std::function<void()> const& call) {
     std::string reason = "unknown exception";
     try {
         call();
-        return;
+        return std::nullopt;
     } catch (std::exception const& error) {
         reason = error.what();
     } catch (...) {  // NOLINT(bugprone-empty-catch): what else a plug-in throws has no text
     }
-    throw failure(where.describe(operation) + " failed: " + reason + advice);
+    return reason;
+}
+
+void guarded(place const& where, std::string const& operation, std::function<void()> const& call,
+             std::string const& advice) {
+    if (auto const reason = thrown_by(call); reason) {
+        throw failure(where.describe(operation) + " failed: " + *reason + advice);
+    }
 }
 
 long long checked(place const& where, std::string const& operation,
@@ -53,6 +59,7 @@ long long checked(place const& where, std::string const& operation,
 
 std::size_t checked_count(place const& where, std::string const& operation, long long count,
                           unsigned long long most) {
+    // A buffer of `most` bytes was filled: to write more of it would show foreign memory.
     if (static_cast<unsigned long long>(count) > most) {
         throw failure(where.describe(operation) + " reported " + std::to_string(count) +
                       " bytes where " + std::to_string(most) + " is the most" + k_report_fault);

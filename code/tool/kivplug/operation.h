@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include <kivcore/reader.h>
@@ -21,6 +22,10 @@ struct place {
 
     std::string describe(std::string const& operation) const;
 };
+
+// Makes a call. The text of what it threw, none when it returned. The text is copied while
+// the call's own objects still live: see above.
+std::optional<std::string> thrown_by(std::function<void()> const& call);
 
 // Makes a call that cannot fail but by throwing. Advice is what the message ends with.
 void guarded(place const& where, std::string const& operation, std::function<void()> const& call,

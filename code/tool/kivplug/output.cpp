@@ -24,7 +24,7 @@ void fill_closed_descriptors() {
 }  // namespace
 
 byte_sink take_standard_output() {
-    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGPIPE, SIG_IGN);  // writes answer EPIPE instead: see output_closed
     // When it is closed there is none to take; the first write will say so.
     descriptor own(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
     fill_closed_descriptors();

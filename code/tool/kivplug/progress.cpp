@@ -8,6 +8,7 @@ namespace kivplug {
 
 namespace {
 
+// Between two lines: often enough to be seen to move, seldom enough to cost nothing.
 constexpr std::chrono::milliseconds k_interval(200);
 constexpr double k_mebibyte = 1024.0 * 1024.0;
 

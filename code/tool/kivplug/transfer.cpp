@@ -15,6 +15,7 @@ namespace kivplug {
 
 namespace {
 
+// Moved by one call of a plug-in: the cost of the call vanishes in it.
 constexpr std::size_t k_step = 256 * std::size_t{1024};
 
 // By now the path /dev/stdout leads to where notices go, as everything does that is
@@ -32,6 +33,8 @@ void seek_to(kivcore::reader& file, place const& where, long long offset) {
                  "; read without --offset, or with one inside the data");
 }
 
+// Copies until the end, or until count bytes are copied. No progress is shown where the
+// data itself goes to the terminal: the two would mix.
 void copy(kivcore::reader& file, place const& where, byte_sink& out, long long count) {
     std::vector<char> buffer(k_step);
     progress shown(!out.is_terminal());
@@ -51,6 +54,7 @@ void copy(kivcore::reader& file, place const& where, byte_sink& out, long long c
     }
 }
 
+// A writer may take less than it is given, but not nothing: that would never end.
 void write_all(kivcore::writer& file, place const& where, char const* bytes, std::size_t count) {
     std::string const advice =
         "; " + quoted(where.path) + " is incomplete, make room or write it again";
@@ -125,6 +129,7 @@ void write(host const& from, byte_sink& /*standard_output*/, write_options const
     place const where{from.resolve(options.id), options.path};
     auto const file = from.create<kivcore::writer>(where.id, kivcore::plugin::k_kind_writer);
     require_different_files(options.input, options.path, "-i");
+    // The input comes first: opening the writer may empty a file.
     byte_source in = options.input == k_standard ? byte_source::from_standard_input()
                                                  : byte_source::from_file(options.input);
     auto const open = [&] { return file->open(options.path, options.mode); };

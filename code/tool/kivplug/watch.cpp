@@ -85,7 +85,8 @@ class event_lines final : public kivcore::monitor::handler {
 
 void watch(host const& from, byte_sink& out, watch_options const& options) {
     place const where{from.resolve(options.id), options.path};
-    event_lines events(options.path, options.json);  // outlives the monitor that tells it
+    // Outlives the monitor, which tells it until stop.
+    event_lines events(options.path, options.json);
     auto const source = from.create<kivcore::monitor>(where.id, kivcore::plugin::k_kind_monitor);
     catch_once(SIGINT);
     catch_once(SIGTERM);
@@ -98,6 +99,7 @@ void watch(host const& from, byte_sink& out, watch_options const& options) {
         checked(where, "poll", poll, "; check that it is still there, and start again");
         events.print(out);
     }
+    // What it told between the last poll and here is printed too.
     auto const stop = [&] { return source->stop(); };
     checked(where, "stop", stop, k_report_fault);
     events.print(out);

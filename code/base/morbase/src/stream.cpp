@@ -4,7 +4,8 @@ namespace morbase::stream {
 
 namespace {
 
-// The size of a stream that can seek, found by a visit to its end.
+// The size of a stream that can seek, found by a visit to its end. The position is
+// restored also when the end could not be reached: that failure is then the answer.
 template <typename stream>
 long long size_by_seeking(stream& visited) {
     long long const position = visited.tell();
@@ -42,6 +43,7 @@ long long rda::peek(void* buffer, unsigned long long count) {
         return -1;
     }
     long long const peeked = read(buffer, count);
+    // Worse than anything that the read may have met: callers count on the position.
     if (seek(position, from_start) < 0) {
         return -1;
     }

@@ -20,6 +20,7 @@ int close_handle(c_close_function close, void*& handle) {
     if (handle == nullptr) {
         return 0;
     }
+    // Gone before the call: a close that fails or throws must not get the handle again.
     return close(std::exchange(handle, nullptr));
 }
 
@@ -32,7 +33,8 @@ void close_handle_at_the_end(c_close_function close, void*& handle) noexcept {
     }
 }
 
-// A seek made of the position pair, for plug-ins without a seek function.
+// A seek made of the position pair, for plug-ins without a seek function. An origin from
+// outside may be none of the three: that calls nothing.
 long long seek_with_pair(void* handle, long long offset, morbase::whence origin,
                          c_get_pos_function get_pos, c_set_pos_function set_pos,
                          c_size_function size) {
@@ -47,6 +49,8 @@ long long seek_with_pair(void* handle, long long offset, morbase::whence origin,
     return 0;
 }
 
+// The C function takes the origin as a byte. The cast through unsigned keeps an unlisted
+// one defined; the plug-in gets to see its low eight bits.
 unsigned char seek_origin(morbase::whence origin) {
     return static_cast<unsigned char>(static_cast<unsigned int>(origin) & 0xffU);
 }

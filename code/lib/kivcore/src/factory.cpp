@@ -16,7 +16,8 @@ std::string value_of(plugins::info const& description, std::string const& key) {
     return value;
 }
 
-// The symbol that implements a function; empty when the description names none.
+// The symbol that implements a function; empty when the description names none. An empty
+// binding counts as none: no symbol has such a name.
 std::string binding(plugins::info const& description, std::string const& function) {
     return value_of(description, "interface.bind." + function);
 }
@@ -43,7 +44,8 @@ void require_positioning(plugins::info const& description) {
     require_binding(description, "set_pos", "seek or set_pos");
 }
 
-// Looks the functions of a description up in its open shared object.
+// Looks the functions of a description up in its open shared object. It is made for one
+// binding and keeps nothing.
 class binder {
   public:
     binder(loader& open_image, plugins::info const& record)
@@ -64,6 +66,7 @@ class binder {
         }
         find(get_pos, "get_pos");
         find(set_pos, "set_pos");
+        // With a seek function the pair is a bonus: it is used where it is there.
         if (seek == nullptr) {
             require(get_pos, "get_pos or seek functions");
             require(set_pos, "set_pos or seek functions");
@@ -75,6 +78,8 @@ class binder {
     template <typename function>
     bool find(function& slot, char const* name) {
         std::string const symbol = binding(description, name);
+        // A function in a data pointer is what the platform's look-up gives, and POSIX has
+        // it fit. Whether it has the type that is assumed here nobody can tell.
         slot = symbol.empty() ? nullptr : reinterpret_cast<function>(image.lookup(symbol));
         return !symbol.empty();
     }
@@ -96,6 +101,8 @@ class binder {
 morbase::ptr_refcount<plugins::factory> create_factory(
     morbase::ptr_refcount<loader> const& image_loader,
     morbase::ptr_refcount<plugins::info> const& description) {
+    // Native plug-ins bring an object of any interface; C-style ones have to be adapted, so
+    // there is a factory for every pair of category and type that has an adapter.
     std::string const flavor = value_of(*description, "interface.flavor");
     if (flavor == "native") {
         return new factory_native(image_loader, description);
@@ -126,6 +133,7 @@ morbase::ptr_refcount<plugin> factory_native::create() {
         image_loader->load();
         binder(*image_loader, *description).bind(create_function, "create");
     }
+    // A new object has no reference yet: the pointer that is returned takes the first.
     return create_function();
 }
 

@@ -21,6 +21,7 @@ frame_reader::~frame_reader() = default;
 frame_reader::media_information::media_information(media_type kind) noexcept : type(kind) {}
 frame_reader::media_information::~media_information() = default;
 
+// The value may come from a plug-in: what is not listed has no name.
 char const* frame_reader::media_information::media_type_to_c_str(media_type type) noexcept {
     static constexpr std::array<char const*, 6> k_names = {"Video", "Audio", "Meta",
                                                            "Text",  "Hint",  "INVALID"};

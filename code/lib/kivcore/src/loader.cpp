@@ -34,6 +34,8 @@ void loader::load() {
         return;
     }
     dlerror();  // a reason read below is then this call's
+    // Lazy: an object with an unresolved function is of use to whoever does not call it.
+    // Local: plug-ins may export the same names, and none must get another's.
     image_handle = dlopen(image_path.c_str(), RTLD_LAZY | RTLD_LOCAL);
     if (image_handle == nullptr) {
         raise_failure(__LINE__, "failed to load binary image: ");
@@ -46,6 +48,7 @@ void loader::unload() {
     }
     dlerror();
     if (dlclose(image_handle) != 0) {
+        // The handle stays: the object is open, and what came out of it is still of use.
         raise_failure(__LINE__, "failed to unload binary image: ");
     }
     image_handle = nullptr;

@@ -8,6 +8,7 @@ namespace kivcore {
 
 namespace {
 
+// Room for nearly every message at the first try.
 constexpr long long k_first_capacity = 1024;
 
 // Arguments to format, ended on every way out: memory may run out in between.
@@ -41,6 +42,7 @@ std::vector<char> formatted(char const* format, argument_list& arguments) {
         if (length < 0) {
             return {};
         }
+        // A text that was cut fits the second time: its length is known by now.
         if (length < capacity) {
             return buffer;
         }
@@ -68,6 +70,7 @@ void monitor::handler::log(kivsys::_severity::severity severity, char const* for
     va_end(started);
     std::vector<char> const message = formatted(format, arguments);
     if (!message.empty()) {
+        // In one call, so that lines of several threads do not mix.
         std::fprintf(stderr, "<%s> %s\n", kivsys::cstr_with_severity(severity), message.data());
     }
 }

@@ -23,7 +23,7 @@ unsigned int field_value(std::string_view field) {
     if (negative || (!digits.empty() && digits.front() == '+')) {
         digits.remove_prefix(1);
     }
-    unsigned int number = 0;
+    unsigned int number = 0;  // what stays where there is no digit
     auto const read = std::from_chars(digits.data(), digits.data() + digits.size(), number);
     if (read.ec == std::errc::result_out_of_range) {
         return 0xffffffffU;
@@ -79,6 +79,9 @@ void id_sorter::add(ranked_id const& next) {
     run.push_back(next);
 }
 
+// Most ids have a prefix to themselves, and then their version, which is slow to read, need
+// not be known. Prefixes that are kept ascend; a run whose prefix does not lie behind the
+// last one is late.
 void id_sorter::end_run() {
     if (run.size() > 1) {
         for (ranked_id& ranked : run) {
@@ -106,6 +109,7 @@ bool id_sorter::is_less(ranked_id const& a, ranked_id const& b) {
                       : version_of(a.id, a.prefix_length) > version_of(b.id, b.prefix_length);
 }
 
+// Merges what was kept with what came too late, which the passes that are left sort.
 // NOLINTNEXTLINE(misc-no-recursion): as deep as there are passes
 id_sorter::sorted_ids id_sorter::take(int passes) {
     end_run();

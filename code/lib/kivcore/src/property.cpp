@@ -9,6 +9,7 @@ namespace kivcore {
 
 namespace {
 
+// The numbers are part of the interface: hosts may keep them.
 enum e_kind : int {
     k_string = 1,
     k_binary = 2,
@@ -18,7 +19,8 @@ enum e_kind : int {
     k_map = 6,
 };
 
-// The other value as this class when it is of the class's kind.
+// The other value as this class when it is of the class's kind; else null. The kind is
+// asked first because that is cheap, the type then because a stranger may claim any kind.
 template <typename value>
 value const* of_kind(e_kind kind, property const& other) {
     return other.kind() == kind ? dynamic_cast<value const*>(&other) : nullptr;
@@ -72,6 +74,7 @@ bool operator>=(property_string const& a, property_string const& b) {
 property_binary::property_binary(morbase::buffer const& value) : held(value) {}
 property_binary::property_binary(property_binary const& other) = default;
 
+// By assign: when memory runs out the old bytes are still there.
 property_binary& property_binary::operator=(property_binary const& other) {
     held.assign(other.held.data(), other.held.size());
     return *this;
@@ -188,6 +191,7 @@ bool property_map::operator==(property const& other) const {
 
 bool property_map::operator<(property const& other) const {
     auto const* same = of_kind<property_map>(k_map, other);
+    // Elements by std::less: it orders pointers to unrelated objects, where < need not.
     auto const entry_less = [](auto const& a, auto const& b) {
         return a.first != b.first ? a.first < b.first : std::less<>()(a.second, b.second);
     };

@@ -12,21 +12,25 @@ namespace morbase {
 
 class MORBASE_API buffer {
   public:
+    // Holds no bytes.
     buffer() = default;
 
-    // Copies count bytes. bytes may be null when count is 0.
+    // Copies count bytes, which stay the caller's. bytes may be null when count is 0.
+    // Raises std::bad_alloc.
     buffer(void const* bytes, unsigned long long count);
 
     // Replaces the content by a copy of count bytes, which may lie in this very
-    // buffer. The content is unchanged when memory runs out.
+    // buffer. Raises std::bad_alloc, and the content is then unchanged.
     void assign(void const* bytes, unsigned long long count);
 
-    // The bytes, valid until the buffer changes; may be null when there are none.
+    // The bytes, owned by the buffer and valid until it changes or goes; may be null when
+    // there are none.
     unsigned char const* data() const noexcept { return content.data(); }
 
-    // In bytes.
+    // How many bytes it holds.
     unsigned long long size() const noexcept { return content.size(); }
 
+    // Equal when they hold the same bytes, wherever these lie.
     friend MORBASE_API bool operator==(buffer const& a, buffer const& b) noexcept;
 
     friend bool operator!=(buffer const& a, buffer const& b) noexcept { return !(a == b); }

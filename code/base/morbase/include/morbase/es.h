@@ -1,6 +1,14 @@
 // The family of exceptions that every library here raises. An exception carries
 // a message for people and the source file and line that raised it; it owns all
-// of its texts. Catch es::base by reference to meet any of them.
+// of its texts. Catch es::base by reference to meet any of them. Only want of memory
+// is told otherwise, by std::bad_alloc.
+//
+// Each class has a raise(), which throws an exception of just that class with copies of
+// the texts, or std::bad_alloc. The destructors lie in the library, so that the host and
+// every shared object mean the same type when they catch one.
+//
+// An exception never changes: any number of threads may ask it, and it may be carried
+// from one to another.
 
 #ifndef MORBASE_ES_H
 #define MORBASE_ES_H
@@ -12,10 +20,13 @@
 
 namespace morbase::es {
 
+// What all of them have. Not raised itself.
 class MORBASE_API base : public std::exception {
   public:
-    // A null text counts as empty.
+    // Copies the texts; a null text counts as empty. Raises std::bad_alloc.
     base(char const* file, unsigned int line, char const* message);
+
+    // Shares the texts with the other one.
     base(base const&) noexcept;
     base& operator=(base const&) noexcept;
     ~base() override;
@@ -23,7 +34,8 @@ class MORBASE_API base : public std::exception {
     // The message. Valid as long as the exception or a copy of it lives.
     char const* what() const noexcept override;
 
-    // Where it was raised.
+    // Where it was raised, for whoever looks for the cause. Valid as what() is. The file is
+    // named as the source names itself and may have no suffix.
     char const* file() const noexcept;
     unsigned int line() const noexcept;
 
@@ -32,7 +44,8 @@ class MORBASE_API base : public std::exception {
     std::shared_ptr<details const> raised;  // shared, so that copying cannot fail
 };
 
-// A call into something outside failed: a file, a library, the platform.
+// A call into something outside failed: a file, a library, the platform. Trying again may
+// help, once the outside is mended.
 class MORBASE_API call : public base {
   public:
     using base::base;
@@ -40,7 +53,7 @@ class MORBASE_API call : public base {
     [[noreturn]] static void raise(char const* file, unsigned int line, char const* message);
 };
 
-// What was handed in cannot be used.
+// What was handed in cannot be used: a document with an error, a path of the wrong form.
 class MORBASE_API arg : public base {
   public:
     using base::base;
@@ -48,7 +61,8 @@ class MORBASE_API arg : public base {
     [[noreturn]] static void raise(char const* file, unsigned int line, char const* message);
 };
 
-// Something that must be there is not.
+// Something that must be there is not: a value of a description, a function of a shared
+// object.
 class MORBASE_API null : public base {
   public:
     using base::base;
@@ -56,7 +70,7 @@ class MORBASE_API null : public base {
     [[noreturn]] static void raise(char const* file, unsigned int line, char const* message);
 };
 
-// What was asked for is not supported.
+// What was asked for is known and not supported: no input of this kind will do.
 class MORBASE_API unsupp : public base {
   public:
     using base::base;

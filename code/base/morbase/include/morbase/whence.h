@@ -1,4 +1,5 @@
-// Where a seek counts from.
+// Where a seek counts from: the first byte, the position, or behind the last byte. An
+// offset from the end is negative for what lies inside.
 
 #ifndef MORBASE_WHENCE_H
 #define MORBASE_WHENCE_H

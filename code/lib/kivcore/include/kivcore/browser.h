@@ -1,6 +1,10 @@
 // A plug-in object that lists what is inside something that has directories and
 // files: an archive, a device, a service. Paths are the plug-in's own; start from
-// root(). One thread at a time uses a browser.
+// root(). One thread at a time uses a browser. Lists, maps and strings are the
+// caller's; what the plug-in raises passes through.
+//
+// A path that is not there has an empty list, no info and no url: can_browse tells it
+// from a directory that is empty.
 
 #ifndef KIVCORE_BROWSER_H
 #define KIVCORE_BROWSER_H
@@ -37,14 +41,15 @@ class KIVCORE_API browser : public plugin {
                           std::vector<std::pair<std::string, std::string>>* dirs,
                           std::vector<std::pair<std::string, std::string>>* files) = 0;
 
-    // Fills info with what is known about path, all as text.
+    // Fills info with what is known about path, all as text. Which keys there are is the
+    // plug-in's to say; other keys that info has stay.
     virtual void get_info(std::string const& path, std::map<std::string, std::string>& info) = 0;
 
-    // Gives what the matching reader's open takes for the file at path.
+    // Gives what the matching reader's open takes for the file at path. Leaves url alone
+    // where there is no such file.
     virtual void get_url(std::string const& path, std::string& url) = 0;
 
     // The same, with the result returned; it is empty where nothing was filled in.
-    // What the plug-in throws passes through.
     std::pair<entry_list, entry_list> list(std::string const& path);  // directories, files
     entry_list list_dirs(std::string const& path);
     entry_list list_files(std::string const& path);

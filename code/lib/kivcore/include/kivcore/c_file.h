@@ -12,6 +12,9 @@
 // adapter owns the handle that open stored, until close. It holds no reference to
 // the shared object: it must go before the factory that made it. One thread at a
 // time uses an adapter.
+//
+// Nothing is checked on the way: on a closed adapter every function but close gets a
+// null handle, and what it answers is the plug-in's.
 
 #ifndef KIVCORE_C_FILE_H
 #define KIVCORE_C_FILE_H
@@ -25,9 +28,10 @@
 
 namespace kivcore {
 
-// (path, mode, where to store the handle)
+// (path, mode, where to store the handle). A failing open stores nothing: what it stores
+// counts as a handle whatever it returns, and is given to close.
 using c_open_function = int (*)(char const*, char const*, void**);
-// (handle)
+// (handle), which nobody uses afterwards, also when this fails
 using c_close_function = int (*)(void*);
 // (handle, target, count of bytes)
 using c_read_function = int (*)(void*, void*, unsigned int);
@@ -44,6 +48,8 @@ using c_set_pos_function = long long (*)(void*, long long);
 // (handle); gives the size
 using c_size_function = long long (*)(void*);
 
+// The reader made of such functions. factory_c_file_read makes these; a host that has
+// functions of its own may make one itself.
 class KIVCORE_API c_file_read : public reader {
   public:
     // A closed reader. seek_file may be null when both get_pos and set_pos are given: it
@@ -67,9 +73,16 @@ class KIVCORE_API c_file_read : public reader {
     // One call moves at most 2^32 - 1 bytes: a larger count is cut to its low 32 bits.
     long long read(void* buffer, unsigned long long count) override;
 
-    // 0, with nothing called, for an unlisted origin when there is no seek function.
+    // 0, with nothing called, for an unlisted origin when there is no seek function. Made
+    // of the pair, a seek adds to what get_pos or size answers and looks at neither: a
+    // failure there becomes a position, and set_pos has to refuse it.
     long long seek(long long offset, morbase::whence origin) override;
+
+    // By a seek of 0 when there is a seek function, else by get_pos.
     long long tell() override;
+
+    // The plug-in's own figure. The second form is there because a const member of the
+    // same name hides a virtual one: a call means the same through every base.
     long long size() override;
     long long size() const;
 
@@ -84,6 +97,7 @@ class KIVCORE_API c_file_read : public reader {
     void* file_handle = nullptr;
 };
 
+// The writer made of such functions.
 class KIVCORE_API c_file_write : public writer {
   public:
     // A closed writer; the same rule for seek_file.
@@ -104,12 +118,18 @@ class KIVCORE_API c_file_write : public writer {
     // 0 when no handle is held.
     int close() override;
 
-    // A count beyond 2^32 - 1 is cut to its low 32 bits.
+    // A count beyond 2^32 - 1 is cut to its low 32 bits, as in read: a larger transfer
+    // takes several calls.
     int write(void const* buffer, unsigned long long count) override;
     int flush() override;
 
-    // 0, with nothing called, for an unlisted origin when there is no seek function.
+    // 0, with nothing called, for an unlisted origin when there is no seek function. Made
+    // of the pair, a seek adds to what get_pos or size answers and looks at neither: a
+    // failure there becomes a position, and set_pos has to refuse it.
     long long seek(long long offset, morbase::whence origin) override;
+
+    // By get_pos when there is one, else by a seek of 0. Both forms for the reason given
+    // at c_file_read::size, here and below.
     long long tell() override;
     long long tell() const;
     long long size() override;

@@ -5,6 +5,9 @@
 // tries again. A factory keeps a reference to the loader; the objects that it
 // makes do not, and must go before it does. Factories take no lock: the registry
 // calls them with its own held, other callers serialise their calls.
+//
+// Hosts seldom meet these: load_plugin makes them. Make one to register by hand what
+// lies outside a plug-in directory.
 
 #ifndef KIVCORE_FACTORY_H
 #define KIVCORE_FACTORY_H
@@ -40,7 +43,8 @@ class KIVCORE_API factory_native : public plugins::factory {
 
     // What the create function made; null when it made nothing. Raises es::call when
     // the shared object cannot be opened, es::null when it lacks the function. What
-    // the function throws passes through.
+    // the function throws passes through: it may be of a class that only the shared
+    // object knows, so do not keep it beyond this factory.
     morbase::ptr_refcount<plugin> create() override;
 
   private:

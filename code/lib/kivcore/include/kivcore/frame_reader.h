@@ -1,6 +1,10 @@
 // A reader of media made of tracks, and the records that describe a track. Tracks
 // and frames are counted from 0. One thread at a time uses a frame_reader; records
 // never change, so any number of threads may read them.
+//
+// kind() is that of every reader. Whether an object is more is for a cast to tell, and
+// for kivcore::create<frame_reader>. What the stream operations are about, the file or
+// the selected track, is the plug-in's to say.
 
 #ifndef KIVCORE_FRAME_READER_H
 #define KIVCORE_FRAME_READER_H
@@ -15,6 +19,7 @@
 
 namespace kivcore {
 
+// Open it, select a track, and read its frames one by one.
 class KIVCORE_API frame_reader : public reader {
   public:
     class media_information;
@@ -26,7 +31,8 @@ class KIVCORE_API frame_reader : public reader {
     // How many tracks there are; 0 while nothing is open.
     virtual unsigned int track_count() = 0;
 
-    // The record of a track; null when there is no such track.
+    // The record of a track, shared with the caller; null when there is no such track.
+    // Like every object of a plug-in it goes before the factory.
     virtual morbase::ptr_refcount<media_information> track_information(unsigned int track) = 0;
 
     // Makes track the one that the operations below are about. 0 for success,
@@ -36,7 +42,7 @@ class KIVCORE_API frame_reader : public reader {
     // The number of the frame that is read next; negative for a failure.
     virtual long long tell_frame() = 0;
 
-    // Moves to a frame. Its number, or negative for a failure.
+    // Moves to a frame, the end included. Its number, or negative for a failure.
     virtual long long seek_frame(long long frame) = 0;
 
     // Reads one frame into buffer, which has room for capacity bytes, and moves on to
@@ -48,9 +54,11 @@ class KIVCORE_API frame_reader : public reader {
     frame_reader();
 };
 
-// What is known about one track of any kind. Shared through ptr_refcount.
+// What is known about one track of any kind. Shared through ptr_refcount; never
+// changed once it is made. A cast tells which kind it is, as `type` does.
 class KIVCORE_API frame_reader::media_information : public morbase::object_refcount {
   public:
+    // The underlying type is fixed: plug-ins may bring values that are not listed.
     enum media_type : unsigned int {
         video = 0,
         audio = 1,
@@ -66,7 +74,8 @@ class KIVCORE_API frame_reader::media_information : public morbase::object_refco
 
     ~media_information() override;
 
-    // The record as lines of "label: value", each ended by a newline.
+    // The record as lines of "label: value", each ended by a newline. For people, and in
+    // English; programs read the fields. Raises std::bad_alloc.
     virtual std::string describe() const = 0;
 
     media_type const type;
@@ -75,8 +84,10 @@ class KIVCORE_API frame_reader::media_information : public morbase::object_refco
     explicit media_information(media_type kind) noexcept;
 };
 
+// A track of pictures, each of them a frame.
 class KIVCORE_API frame_reader::video_media_information : public media_information {
   public:
+    // The fields below, in their order.
     video_media_information(unsigned int format, unsigned int frame_bytes, unsigned int frames,
                             float rate, morbase::timecode start, unsigned int width,
                             unsigned int height, float aspect_ratio, unsigned int fields) noexcept;
@@ -95,8 +106,11 @@ class KIVCORE_API frame_reader::video_media_information : public media_informati
     unsigned int const field_order;
 };
 
+// A track of sound. A frame is a run of samples of every channel; the last one of a track
+// may be shorter than frame_data_size and samples_per_frame say.
 class KIVCORE_API frame_reader::audio_media_information : public media_information {
   public:
+    // The fields below, in their order.
     audio_media_information(unsigned int format, unsigned int frame_bytes, unsigned int frames,
                             unsigned int frame_samples, unsigned int samples,
                             unsigned int channel_count, unsigned int sample_bits,

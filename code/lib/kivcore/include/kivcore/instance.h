@@ -1,6 +1,7 @@
 // Typed creation for hosts. An instance owns an object of a plug-in together with
 // what must outlive it, and releases them in order: the object, the factory that
-// made it, the registry. It moves and does not copy.
+// made it, the registry. It moves and does not copy. One thread at a time uses an
+// instance; the object asks what its interface asks.
 //
 //     auto file = kivcore::create<kivcore::reader>(registry, "io/read/gzip/kivcore/1.0");
 //     if (file && file->open("input.gz", "r") == 0) ...
@@ -17,12 +18,15 @@
 
 namespace kivcore {
 
+// Interface: a class derived from kivcore::plugin, or another one that the object is too.
 template <typename Interface>
 class instance {
   public:
     // Holds nothing.
     instance() noexcept = default;
 
+    // The other one holds nothing afterwards. What an assignment replaces is released at
+    // once, in the order above.
     instance(instance&& other) noexcept { swap(other); }
     instance& operator=(instance&& other) noexcept {
         instance(std::move(other)).swap(*this);
@@ -33,6 +37,8 @@ class instance {
     instance& operator=(instance const&) = delete;
     ~instance() = default;
 
+    // The object, null when there is none. It lives as long as the instance: a
+    // ptr_refcount that outlived the instance would keep an object without its code.
     Interface* get() const noexcept { return object; }
     Interface* operator->() const noexcept { return object; }
     Interface& operator*() const noexcept { return *object; }
@@ -59,7 +65,8 @@ class instance {
 
 // A new object of the plug-in with this id, as an Interface. Holds nothing when the
 // id is unknown, when the object is not of that interface, and without a registry.
-// What the plug-in's factory throws passes through.
+// What the plug-in's factory throws passes through. Any thread may call this, but no
+// create() of a plug-in in this registry: that raises es::call.
 template <typename Interface>
 instance<Interface> create(morbase::ptr_refcount<plugins> const& registry, std::string const& id) {
     instance<Interface> made;

@@ -3,8 +3,9 @@
 // function is bound and closed with the loader's last reference. Factories
 // share it. It takes no lock: callers hold the registry's.
 //
-// What comes out of an open object (addresses, objects made by its code) is valid
-// only while it stays open.
+// What comes out of an open object (addresses, objects made by its code, exceptions of
+// its own classes) is valid only while it stays open. Opening and closing run its code:
+// the initialisers and destructors of its globals.
 
 #ifndef KIVCORE_LOADER_H
 #define KIVCORE_LOADER_H
@@ -18,6 +19,8 @@ namespace kivcore {
 
 class KIVCORE_API loader : public morbase::object_refcount {
   public:
+    // path: of the shared object. One without a "/" is looked for where the platform looks
+    // for its libraries.
     explicit loader(std::string const& path);
 
     // Closes the shared object if it is open; a failure to do so is dropped.
@@ -34,7 +37,8 @@ class KIVCORE_API loader : public morbase::object_refcount {
     // es::call with the platform's reason when it cannot be closed and stays open.
     void unload();
 
-    // The address of an exported symbol. Null when there is none of this name, and
+    // The address of an exported symbol, by the name that it has in the file, which for C++
+    // functions says more than in the source. Null when there is none of this name, and
     // while the shared object is not open.
     void* lookup(std::string const& name);
 

@@ -1,6 +1,6 @@
 // A plug-in object that watches something and tells a handler what changes. What it
-// has to tell is told inside poll, on the thread that calls it. One thread at a time
-// uses a monitor.
+// has to tell is told inside poll, on the thread that calls it: a host needs no thread of
+// its own for it and no lock in its handler. One thread at a time uses a monitor.
 
 #ifndef KIVCORE_MONITOR_H
 #define KIVCORE_MONITOR_H
@@ -35,9 +35,12 @@ class KIVCORE_API monitor : public plugin {
     virtual int stop() = 0;
 };
 
-// Receives what a monitor sees. Owned by whoever made it; not reference counted.
+// Receives what a monitor sees, on the thread that polls. Owned by whoever made it; not
+// reference counted. Whether it may throw, or call the monitor back, is the plug-in's to
+// say.
 class KIVCORE_API monitor::handler {
   public:
+    // What happened. The underlying type is fixed: a plug-in may tell of more than these.
     enum e_change : int { k_created = 0, k_modified = 1, k_removed = 2 };
 
     virtual ~handler() = 0;
@@ -48,10 +51,11 @@ class KIVCORE_API monitor::handler {
     virtual void log(kivsys::_severity::severity severity, char const* format, ...)
         __attribute__((format(printf, 3, 4)));
 
-    // The watched thing is gone and nothing more will come. Does nothing here.
+    // The watched thing is gone and nothing more will come: stop, and start anew where that
+    // makes sense. Does nothing here.
     virtual void terminate();
 
-    // Something happened to path.
+    // Something happened to path, which is valid during the call.
     virtual void changed(std::string const& path, e_change change) = 0;
 };
 

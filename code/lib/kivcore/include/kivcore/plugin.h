@@ -14,9 +14,12 @@
 
 namespace kivcore {
 
+// What every interface derives from. A plug-in implements one of the interfaces, or
+// derives from this one and names a kind of its own.
 class KIVCORE_API plugin : public morbase::object_refcount {
   public:
-    // The answers of kind(). They exist from the library's load to its unload.
+    // The answers of kind(). They exist from the library's load to its unload, so that
+    // static objects of hosts may use them, at both ends.
     static std::string const k_kind_browser;
     static std::string const k_kind_monitor;
     static std::string const k_kind_reader;
@@ -24,10 +27,12 @@ class KIVCORE_API plugin : public morbase::object_refcount {
 
     ~plugin() override = 0;
 
-    // The name of the interface that the object implements. Any thread may ask.
+    // The name of the interface that the object implements. Any thread may ask. It is for
+    // people and for a first look; the interface itself is had by a dynamic_cast.
     virtual std::string kind() = 0;
 
   protected:
+    // For derived classes only: a copy has no references, as object_refcount says.
     plugin() noexcept = default;
     plugin(plugin const&) noexcept = default;
     plugin& operator=(plugin const&) noexcept = default;

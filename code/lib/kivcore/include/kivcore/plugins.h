@@ -44,8 +44,8 @@ class KIVCORE_API plugins : public morbase::object_refcount {
     class info;
     class factory;
 
-    // root: the directory whose plugin.rng stands for the description's schema. It
-    // is only named: descriptions are not validated, and nothing need be there.
+    // An empty registry. root: the directory whose plugin.rng stands for the description's
+    // schema. It is only named: descriptions are not validated, and nothing need be there.
     explicit plugins(std::string const& root);
     ~plugins() override;
 
@@ -61,13 +61,15 @@ class KIVCORE_API plugins : public morbase::object_refcount {
                             morbase::ptr_refcount<factory> maker);
 
     // Enters maker under id with a description made from the id and the display
-    // name. False, with a notice, when id has not five fields or is taken.
+    // name. False, with a notice, when id has not five fields or is taken. An entry made
+    // this way has no flavor, so a native plug-in of that id takes its place.
     bool register_with_id(std::string const& id, morbase::ptr_refcount<factory> maker,
                           std::string const& name);
 
     // A new object of the plug-in with this id, owned by the caller. Null when the
     // id is unknown, when its entry has no factory, and when the factory made
-    // nothing. What the factory throws passes through.
+    // nothing. What the factory throws passes through. The first object of a plug-in opens
+    // its shared object, and other threads wait for the lock meanwhile.
     morbase::ptr_refcount<plugin> create_with_id(std::string const& id);
 
     // The same, and hands out the factory that made the object, which keeps the
@@ -78,15 +80,18 @@ class KIVCORE_API plugins : public morbase::object_refcount {
 
     // The ids that the regular expression matches as a whole, sorted by
     // plugin_id_less: versions of one plug-in together, the newest first. Empty
-    // when the pattern does not compile.
+    // when the pattern does not compile. An expression that takes long holds up every
+    // other operation: take none from strangers.
     std::vector<std::string> find_plugins(std::string const& expression) const;
 
-    // The description registered under id, or null.
+    // The description registered under id, shared with the caller, or null. It may outlive
+    // the registry, and holds no shared object open.
     morbase::ptr_refcount<info> describe_plugin(std::string const& id) const;
 
     // Loads every plug-in directory in dir, in the order in which the file system
     // lists them. Hidden entries and plain files are passed over. Returns how many
-    // directories loaded; 0 when dir cannot be opened.
+    // directories loaded; 0 when dir cannot be opened. The lock is taken for each
+    // registration anew: other threads see the plug-ins come in one by one.
     int load_plugins(std::string const& dir);
 
     // Loads the plug-in directory dir: registers every plug-in that its plugin.xml
@@ -115,11 +120,13 @@ class KIVCORE_API plugins::info : public morbase::object_refcount {
     virtual bool get(std::string const& key, std::string& value) const = 0;
 
     // Replaces keys by all keys that the regular expression matches as a whole, in
-    // ascending order. False when there is none, or the pattern does not compile.
+    // ascending order. False, with keys empty, when there is none, or the pattern does not
+    // compile.
     virtual bool find(std::string const& expression, std::vector<std::string>& keys) const = 0;
 };
 
-// Makes the objects of one plug-in.
+// Makes the objects of one plug-in. Hosts may derive from it to register objects of
+// their own.
 class KIVCORE_API plugins::factory : public morbase::object_refcount {
   public:
     ~factory() override;
@@ -159,12 +166,13 @@ class KIVCORE_API
 
 // Orders versions, the newest first: true when version a is greater than version
 // b. Up to four numbers between dots count, each meant to stay below 256; what is
-// no number counts as 0.
+// no number counts as 0. Different texts may be the same version: neither is greater.
 struct KIVCORE_API version_greater {
     bool operator()(std::string const& a, std::string const& b) const;
 };
 
-// Orders plug-in ids: by the text before the last "/", then the newest version first.
+// Orders plug-in ids: by the text before the last "/", then the newest version first. A
+// strict weak order: ids whose versions are the same are equivalent.
 struct KIVCORE_API plugin_id_less {
     bool operator()(std::string const& a, std::string const& b) const;
 };

@@ -2,8 +2,11 @@
 // real number, a list and a map. They are plain objects of whoever makes them.
 // Lists and maps refer to their elements and do not own them: keep every element
 // alive while a container that refers to it is described or compared, and delete
-// it afterwards. No element may be null. Nothing is locked: one thread at a time,
-// or any number that only read.
+// it afterwards. No element may be null, and no container may hold itself: its text
+// would have no end. Nothing is locked: one thread at a time, or any number that only
+// read.
+//
+// Texts are for people: nothing is escaped in them, and they are not read back.
 
 #ifndef KIVCORE_PROPERTY_H
 #define KIVCORE_PROPERTY_H
@@ -19,6 +22,7 @@ namespace kivcore {
 
 class constraint;  // reserved: declared here and defined nowhere
 
+// What all of them have.
 class KIVCORE_API property {
   public:
     virtual ~property();
@@ -26,10 +30,11 @@ class KIVCORE_API property {
     // The number of the concrete class, from 1 for a string to 6 for a map.
     virtual int kind() const = 0;
 
-    // Appends the value's text to out.
+    // Appends the value's text to out. Raises std::bad_alloc; out may then hold a part.
     virtual void describe(std::string& out) const = 0;
 
-    // Values of different kinds are neither equal nor ordered.
+    // Values of different kinds are neither equal nor ordered: a row of mixed kinds cannot
+    // be sorted by these.
     virtual bool operator==(property const& other) const = 0;
     virtual bool operator<(property const& other) const = 0;
 
@@ -56,7 +61,7 @@ class KIVCORE_API property_string : public property {
 
 KIVCORE_API bool operator>=(property_string const& a, property_string const& b);
 
-// Printed as Base64.
+// Printed as Base64. Compared by unsigned bytes. Owns a copy of them.
 class KIVCORE_API property_binary : public property {
   public:
     explicit property_binary(morbase::buffer const& value);
@@ -74,6 +79,7 @@ class KIVCORE_API property_binary : public property {
     morbase::buffer held;
 };
 
+// Printed in decimal.
 class KIVCORE_API property_int : public property {
   public:
     explicit property_int(long long value);
@@ -89,8 +95,8 @@ class KIVCORE_API property_int : public property {
     long long held;
 };
 
-// Printed with six digits after the point. Compared as IEEE has it: NaN is equal
-// to nothing.
+// Printed with six digits after the decimal point of the process's locale. Compared as
+// IEEE has it: NaN is equal to nothing.
 class KIVCORE_API property_real : public property {
   public:
     explicit property_real(double value);

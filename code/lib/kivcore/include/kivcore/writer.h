@@ -1,5 +1,6 @@
 // A plug-in object that writes a file or another sink of bytes: a seekable
-// stream that can be opened and closed. One thread at a time uses a writer.
+// stream that can be opened and closed. One thread at a time uses a writer. Its
+// operations answer failures with negative numbers, and raise what the plug-in raises.
 
 #ifndef KIVCORE_WRITER_H
 #define KIVCORE_WRITER_H
@@ -20,10 +21,12 @@ class KIVCORE_API writer : public plugin, public morbase::stream::wra {
     std::string kind() override;
 
     // Opens path; mode is the plug-in's to interpret, and "w" is what every writer
-    // takes. 0 for success, negative for a failure.
+    // takes. 0 for success, negative for a failure. Close before opening again: what an
+    // open writer does is the plug-in's to say.
     virtual int open(std::string const& path, std::string const& mode) = 0;
 
-    // 0 for success, negative for a failure; what was written is safe only then.
+    // 0 for success, negative for a failure; what was written is safe only then. A writer
+    // that goes without it has nobody to tell of a failure.
     virtual int close() = 0;
 };
 

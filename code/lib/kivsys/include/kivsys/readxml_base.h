@@ -21,7 +21,7 @@
 
 #include <kivsys/export.h>
 
-struct _xmlTextReader;
+struct _xmlTextReader;  // the XML library's; declared here, so that its headers stay out
 
 namespace kivsys::xml {
 
@@ -29,26 +29,31 @@ namespace kivsys::xml {
 // the nodes; `reader` adds the questions.
 class KIVSYS_API reader_base {
   public:
-    // The XML library's node types, passed through unchanged; three have names here.
+    // The XML library's node types, passed through unchanged; three have names here. Any
+    // other number may turn up: comments, white space, references.
     enum e_node_type : int {
         k_node_element = 1,       // start tag, also of an empty element
         k_node_text = 3,          // text that is not white space only
         k_node_end_element = 15,  // end tag; empty elements have none
     };
 
+    // What a document is held against while it is read.
     enum e_validation_type : int {
         k_validation_dtd = 0,         // against the document's own type declaration
         k_validation_relaxng = 1,     // against a RelaxNG schema
         k_validation_xml_schema = 2,  // not supported
     };
 
-    // Holds what a validation needs for as long as the document is read.
+    // Holds what a validation needs for as long as the document is read. The reader makes
+    // and owns it; nobody else has a use for it.
     class KIVSYS_API validator {
       public:
         virtual ~validator() = 0;
     };
 
-    // Opens the document at path. Raises es::call when it cannot be opened.
+    // Opens the document at path, a file's path or what else the XML library opens, and
+    // stands before its first node. Raises es::call when it cannot be opened. The
+    // constructors run the versions of this class, never those of a derived one.
     explicit reader_base(std::string const& path);
 
     // The same, followed by set_validation(type, schema).
@@ -76,16 +81,19 @@ class KIVSYS_API reader_base {
     // es::arg once something was reported.
     virtual bool read();
 
-    // The same, past everything inside the current node: to the node behind it.
+    // The same, past everything inside the current node: to the node behind it. What lies
+    // inside is parsed all the same, and what is reported of it counts.
     virtual bool skip();
 
     virtual ~reader_base();
 
     // Raises es::arg when the walk is over but the document was not read to its end
-    // without a report. Does nothing while the last advance gave a node.
+    // without a report. Does nothing while the last advance gave a node. To be asked after
+    // the last advance by whoever must not take a part of a document for the whole.
     void raise_if_broken_off() const;
 
-    // The XML library's handle, owned by the reader.
+    // The XML library's handle, owned by the reader and null when create_reader failed. To
+    // ask about the current node: an advance past the reader would miss the reports.
     _xmlTextReader* get_xmlTextReader() const noexcept { return document.get(); }
 
   private:
@@ -107,43 +115,56 @@ class KIVSYS_API reader_base {
 
 // A reader with the questions that one asks about nodes. The four that fill a
 // string return false and leave it untouched when there is nothing to give; they
-// raise nothing but std::bad_alloc.
+// raise nothing but std::bad_alloc. Strings are copies and the caller's, in UTF-8
+// whatever the document's own encoding is.
+//
+//     kivsys::xml::reader document("plugin.xml");
+//     while (document.next_node()) { ... document.get_name(name) ... }
+//     document.raise_if_broken_off();
 class KIVSYS_API reader : public reader_base {
   public:
+    // As those of reader_base.
     explicit reader(std::string const& path);
     reader(std::string const& path, e_validation_type type, std::string const& schema);
     reader(std::string const& path, std::string const& schema);
     ~reader() override;
 
-    // read() and skip() by other names.
+    // read() and skip() by other names. Both pass through what those raise.
     virtual bool next_node();
     virtual bool skip_node();
 
     // Advances until the current node is of this type; stays where it is when it
-    // already is. False when the document ends first.
+    // already is. False when the document ends first. Raises as read() does.
     virtual bool skip_to_node(e_node_type type);
 
-    // The current node's type; -1 for an error.
+    // The current node's type; 0 before the first advance, -1 for an error.
     virtual e_node_type get_type() const;
 
     // How deep the current node lies; 0 for the root element, -1 for an error.
     virtual int get_depth() const;
 
-    // The current node's qualified name.
+    // The current node's qualified name: with the prefix that the document gives it, which
+    // says nothing about its namespace.
     virtual bool get_name(std::string& name) const;
 
-    // Whether the current node is an element written as an empty one.
+    // Whether the current node is an element written as an empty one, <a/>: no end tag
+    // will come for it. False for <a></a>, and for an error.
     virtual bool is_empty() const;
 
-    // The current node's text, in UTF-8.
+    // The current node's text. An element has none: its text is in nodes inside it.
     virtual bool get_value(std::string& value) const;
 
+    // Whether the current element has attributes; false for other nodes and for an error.
     virtual bool has_attributes() const;
 
-    // Makes the current element's next attribute the current node.
+    // Makes the current element's next attribute the current node, whose name and value
+    // can then be asked for. False when there is none left. The next advance goes on from
+    // the element.
     virtual bool next_attribute() const;
 
-    // An attribute of the current element, by name or by its number from 0.
+    // An attribute of the current element, by qualified name, which is not null, or by its
+    // number from 0. An attribute that is there and empty is given as an empty string.
+    // While an attribute is the current node there is nothing to give, and the count is 0.
     virtual bool get_attribute(char const* name, std::string& value) const;
     virtual int get_attribute_count() const;
     virtual bool get_attribute(int index, std::string& value) const;

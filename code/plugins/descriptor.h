@@ -1,0 +1,43 @@
+// The owner of a file descriptor, for the plug-ins that use the system's calls directly.
+
+#ifndef BUNDLED_DESCRIPTOR_H
+#define BUNDLED_DESCRIPTOR_H
+
+#include <unistd.h>
+
+#include <utility>
+
+namespace bundled {
+
+// Holds an open descriptor, or a negative number for none: what an open that failed gave, a
+// negative errno value for one, may be kept here and asked for with get().
+class descriptor {
+  public:
+    explicit descriptor(int opened = -1) noexcept : number(opened) {}
+    descriptor(descriptor&& other) noexcept : number(std::exchange(other.number, -1)) {}
+
+    // Swaps: what was held is closed with the other, at once when that is a temporary.
+    descriptor& operator=(descriptor&& other) noexcept {
+        std::swap(number, other.number);
+        return *this;
+    }
+
+    ~descriptor() {
+        if (is_open()) {
+            ::close(number);  // nothing was written through it: a failure loses nothing
+        }
+    }
+
+    descriptor(descriptor const&) = delete;
+    descriptor& operator=(descriptor const&) = delete;
+
+    int get() const noexcept { return number; }
+    bool is_open() const noexcept { return number >= 0; }
+
+  private:
+    int number;
+};
+
+}  // namespace bundled
+
+#endif
