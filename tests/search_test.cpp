@@ -183,6 +183,43 @@ TEST(search, a_pattern_selects_the_same_whatever_it_begins_with) {
     }
 }
 
+// A search looks only where ids begin as the pattern does; a description tries all its keys.
+TEST(search, random_patterns_select_what_a_walk_over_everything_selects) {
+    std::mt19937 random{20240301};
+    auto const text_of = [&random](strings const& pieces, std::size_t most) {
+        std::string text;
+        for (auto count = random() % (most + 1); count > 0; --count) {
+            text += pieces[random() % pieces.size()];
+        }
+        return text;
+    };
+    strings const in_ids{"a", "b", "A", "-", ".", " ", "\n", "\xff"};
+    strings const in_patterns{"a", "a", "b", "/", "/", "-",  " ",  "\n",  "\xff", "\\Q",  "\\E",
+                              ".", "*", "+", "?", "|", "^",  "$",  "{2}", "{0,}", "(?i)", "(?x)",
+                              "(", ")", "[", "]", "#", "\\", ".*", "/.*", "[^|]*"};
+    kivcore::plugins plugins("/nowhere");
+    kivcore::__info all;
+    for (int i = 0; i < 300; ++i) {
+        std::string id = text_of(in_ids, 2);
+        for (int field = 1; field < 5; ++field) {
+            id += '/' + text_of(in_ids, 2);
+        }
+        plugins.register_with_id(id, nullptr, "");
+        all.values[id] = "";
+    }
+    int selective = 0;
+    for (int round = 0; round < 5000; ++round) {
+        std::string const pattern = text_of(in_patterns, 6) + (round % 2 == 0 ? ".*" : "");
+        strings listed = plugins.find_plugins(pattern);
+        std::sort(listed.begin(), listed.end());
+        strings keys;
+        all.find(pattern, keys);
+        ASSERT_EQ(listed, keys) << pattern;
+        selective += !keys.empty() && keys.size() < all.values.size() ? 1 : 0;
+    }
+    EXPECT_GT(selective, 100);  // many patterns tell ids apart
+}
+
 std::string repeated(std::string const& text, int times) {
     std::string all;
     for (int i = 0; i < times; ++i) {
@@ -229,6 +266,15 @@ TEST(search, long_texts_do_not_overflow_the_stack) {
         strings const ids{"a/b/c/d/" + std::string(3000, 'x')};
         EXPECT_TRUE(found(ids, "a/b/c/d/" + repeated("(?:x|y)?", 3000)).empty());
     });
+}
+
+// Each step of this search looks at all of the id, and there are more steps than anybody has
+// time for: without a bound the test hangs.
+TEST(search, a_search_of_a_long_id_ends) {
+    std::string const long_id = "a/b/c/d/" + std::string(1 << 16, 'a');
+    char const* const slow = "a/b/c/d/(a(?=[^b]*+)|a(?=[^b]*+)){20}b";
+    EXPECT_TRUE(found({long_id}, slow).empty());
+    EXPECT_EQ(found({long_id}, "a/b/.*/a*"), strings{long_id});
 }
 
 std::string nested(int depth) {

@@ -83,12 +83,6 @@ void prepare_xml_library() {
     static_cast<void>(prepared);
 }
 
-// Whether that is the last thing that the XML library reported on this thread.
-bool memory_ran_out() {
-    xmlError const* const last = xmlGetLastError();
-    return last != nullptr && last->code == XML_ERR_NO_MEMORY;
-}
-
 xmlChar const* as_xml(char const* text) {
     return reinterpret_cast<xmlChar const*>(text);
 }
@@ -100,6 +94,16 @@ bool copy_text(xmlChar const* text, std::string& out) {
     }
     out.assign(reinterpret_cast<char const*>(text));
     return true;
+}
+
+// Copies an attribute's text, asked for right after xmlResetLastError(): nothing given may
+// mean that there was no memory for it, which only that error tells. Raises std::bad_alloc.
+bool copy_attribute(owned_text const& text, std::string& out) {
+    xmlError const* const last = xmlGetLastError();
+    if (!text && last != nullptr && last->code == XML_ERR_NO_MEMORY) {
+        throw std::bad_alloc();
+    }
+    return copy_text(text.get(), out);
 }
 
 }  // namespace
@@ -296,10 +300,7 @@ bool reader::next_attribute() const {
 bool reader::get_attribute(char const* name, std::string& value) const {
     xmlResetLastError();
     owned_text const text(xmlTextReaderGetAttribute(get_xmlTextReader(), as_xml(name)));
-    if (!text && memory_ran_out()) {
-        throw std::bad_alloc();  // it may be there
-    }
-    return copy_text(text.get(), value);
+    return copy_attribute(text, value);
 }
 
 int reader::get_attribute_count() const {
@@ -307,8 +308,9 @@ int reader::get_attribute_count() const {
 }
 
 bool reader::get_attribute(int index, std::string& value) const {
+    xmlResetLastError();
     owned_text const text(xmlTextReaderGetAttributeNo(get_xmlTextReader(), index));
-    return copy_text(text.get(), value);
+    return copy_attribute(text, value);
 }
 
 }  // namespace kivsys::xml
