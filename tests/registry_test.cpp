@@ -1,3 +1,5 @@
+#include <memory_resource>
+
 #include <gtest/gtest.h>
 
 #include <support/capture.h>
@@ -123,6 +125,14 @@ TEST_F(registry, a_registration_by_id_describes_itself) {
     EXPECT_EQ(listing,
               "id=\ninfo.developer.id=dev\ninfo.name=display name\ninfo.version=1.2\n"
               "interface.category=io\ninterface.key=a|b\ninterface.type=read\npath=\n");
+}
+
+TEST(a_registry, has_nothing_to_do_with_the_default_memory_resource_of_its_host) {
+    auto* const former = std::pmr::set_default_resource(std::pmr::null_memory_resource());
+    kivcore::plugins plugins("/nowhere");
+    bool const entered = plugins.register_with_id("io/read/k/d/1.0", nullptr, "");
+    std::pmr::set_default_resource(former);
+    EXPECT_TRUE(entered);
 }
 
 TEST_F(registry, creation_hands_out_the_factory_that_was_asked) {

@@ -3,8 +3,10 @@
 #ifndef BUNDLED_DESCRIPTOR_H
 #define BUNDLED_DESCRIPTOR_H
 
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <utility>
 
 namespace bundled {
@@ -37,6 +39,16 @@ class descriptor {
   private:
     int number;
 };
+
+// Opens a file to read, without waiting for the writer of a FIFO. What is held is the
+// negative errno value when that fails.
+inline descriptor open_for_reading(char const* path) {
+    int opened = -1;
+    do {
+        opened = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    } while (opened < 0 && errno == EINTR);
+    return descriptor(opened >= 0 ? opened : -errno);
+}
 
 }  // namespace bundled
 

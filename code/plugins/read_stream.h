@@ -22,8 +22,8 @@ inline int refuse_open(bool is_open, std::string const& mode) {
 
 // The position, from 0 to end, to which a seek leads; -EINVAL when that lies outside. Neither
 // position nor end is negative, so no offset, however hostile, overflows a difference here.
-inline long long seek_target(long long position, long long end, long long offset,
-                             morbase::whence origin) {
+inline long long seek_target_inside(long long position, long long end, long long offset,
+                                    morbase::whence origin) {
     long long base = 0;
     if (origin == morbase::from_current) {
         base = position;

@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 #include <libxml/xmlerror.h>
 
+#include <kivsys/readxml_base.h>
 #include <morbase/es.h>
 #include <support/capture.h>
 #include <support/fakes.h>
@@ -202,6 +203,20 @@ void write_and_read(world& there) {
     there.text = copy;
 }
 
+void read_attributes(world& there) {
+    kivsys::xml::reader document(there.directory + "/memory/plugin.xml");
+    while (document.next_node()) {
+        std::string value;
+        if (document.get_attribute("function", value)) {
+            there.result.list.push_back(value);
+        }
+        if (document.get_attribute(0, value)) {
+            there.result.list.push_back(value);
+        }
+    }
+    document.raise_if_broken_off();
+}
+
 void print(world& there) {
     kivcore::property_string string(std::string(100, 's'));
     kivcore::property_binary binary(morbase::buffer("binary", 6));
@@ -236,6 +251,7 @@ scenario const k_scenarios[] = {
     {"create_c_style", true, 0,
      [](world& there) { there.object = there.registry->create_with_id(k_reader, there.maker); }},
     {"write_and_read", true, 0, write_and_read},
+    {"read_attributes", false, 2, read_attributes},
     {"print", false, 0, print},
 };
 

@@ -1,6 +1,5 @@
 #include "archive_walk.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -72,10 +71,9 @@ int open_file(std::string const& path, bundled::descriptor& result) {
     if (path.find('\0') != std::string::npos) {
         return -ENOENT;
     }
-    // Not to block: a pipe without a writer would wait for one.
-    bundled::descriptor opened(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    bundled::descriptor opened = bundled::open_for_reading(path.c_str());
     if (!opened.is_open()) {
-        return -errno;
+        return opened.get();
     }
     struct stat status = {};
     if (fstat(opened.get(), &status) != 0) {

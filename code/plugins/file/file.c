@@ -32,7 +32,7 @@ struct mode {
 
 static struct mode const k_read_modes[] = {{"r", O_RDONLY}, {"rb", O_RDONLY}};
 
-// As fopen has them, but none of them reads: "r+" is the one that keeps the content.
+// Those of fopen that write, without the reading: only "r+" writes into what is there.
 static struct mode const k_write_modes[] = {
     {"w", O_WRONLY | O_CREAT | O_TRUNC},
     {"wb", O_WRONLY | O_CREAT | O_TRUNC},

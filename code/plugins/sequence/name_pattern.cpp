@@ -21,8 +21,8 @@ std::size_t end_of_run(std::string const& text, char const* characters, std::siz
     return std::min(text.find_first_not_of(characters, at), text.size());
 }
 
-// The width that "d", "04d" and their like ask for; 0 for anything else. "4d" is among it:
-// it pads with spaces, which names of files hardly are.
+// The width that "d", "04d" and their like ask for; 0 for anything else, "4d"
+// included: it pads with spaces, which names of files hardly are.
 std::size_t width_of_conversion(std::string const& conversion) {
     if (conversion == "d") {
         return 1;

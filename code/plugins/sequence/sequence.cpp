@@ -142,7 +142,7 @@ long long sequence_reader::seek(long long offset, morbase::whence origin) {
     if (!row) {
         return -EBADF;
     }
-    long long const target = bundled::seek_target(position, row->size(), offset, origin);
+    long long const target = bundled::seek_target_inside(position, row->size(), offset, origin);
     if (target >= 0) {
         position = target;
     }

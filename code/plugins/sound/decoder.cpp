@@ -1,6 +1,5 @@
 #include "decoder.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -54,15 +53,6 @@ unsigned int fourcc(char const* text) {
     return code;
 }
 
-// A FIFO must not block the open: it is refused later, as there is no way back in it.
-bundled::descriptor open_descriptor(char const* path) {
-    int opened = -1;
-    do {
-        opened = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    } while (opened < 0 && errno == EINTR);
-    return bundled::descriptor(opened >= 0 ? opened : -errno);
-}
-
 int refuse_irregular(int opened) {
     struct stat status = {};
     if (fstat(opened, &status) != 0) {
@@ -77,7 +67,7 @@ int refuse_irregular(int opened) {
 }  // namespace
 
 int decoder::open(std::string const& path, std::unique_ptr<decoder>& opened) {
-    std::unique_ptr<decoder> made(new decoder(open_descriptor(path.c_str())));
+    std::unique_ptr<decoder> made(new decoder(bundled::open_for_reading(path.c_str())));
     int const failure = made->file.is_open() ? made->prepare() : made->file.get();
     if (failure == 0) {
         opened = std::move(made);

@@ -118,7 +118,7 @@ long long sound_reader::seek(long long offset, morbase::whence origin) {
     if (!sound) {
         return -EBADF;
     }
-    long long const target = bundled::seek_target(position, total_bytes(), offset, origin);
+    long long const target = bundled::seek_target_inside(position, total_bytes(), offset, origin);
     if (target >= 0) {
         position = target;
     }

@@ -1,7 +1,6 @@
 #include "tree.h"
 
 #include <sys/inotify.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>

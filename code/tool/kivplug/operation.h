@@ -23,8 +23,8 @@ struct place {
     std::string describe(std::string const& operation) const;
 };
 
-// Makes a call. The text of what it threw, none when it returned. The text is copied while
-// the call's own objects still live: see above.
+// Makes a call. The text of what it threw, none when it returned. The text is copied here,
+// while what the caller holds of the plug-in, and with it its code, is still there.
 std::optional<std::string> thrown_by(std::function<void()> const& call);
 
 // Makes a call that cannot fail but by throwing. Advice is what the message ends with.

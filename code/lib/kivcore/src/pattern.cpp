@@ -18,8 +18,8 @@ constexpr std::size_t k_level_bytes = 1024;  // more than one level of a match t
 constexpr int k_most_levels = 10000;
 constexpr int k_levels_of_unknown_stack = 300;
 
-// A match ends unsuccessfully after so many steps. One step may look at all of a text, so
-// the two bound the time together: each of them to a second or two.
+// A match ends unsuccessfully after so many steps. A step may look at all of the text, so
+// the bound is lower for long ones: it is the product of the two that takes time.
 constexpr std::size_t k_long_text_bytes = 1024;
 constexpr int k_steps = 10000000;  // the regular expression library's own bound
 constexpr int k_steps_in_long_text = 100000;
@@ -98,7 +98,7 @@ pattern::pattern(std::string const& expression)
 
 pattern::~pattern() = default;
 
-bool pattern::matches(std::string_view whole) const {
+bool pattern::matches(std::string_view whole) {
     pcrecpp::StringPiece const subject(whole.data(), static_cast<int>(whole.size()));
     if (!program) {
         return false;

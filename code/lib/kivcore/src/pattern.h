@@ -22,9 +22,9 @@ class pattern {
     pattern& operator=(pattern const&) = delete;
 
     // Whether the expression matches the text from its first to its last byte. False for a
-    // text on which a bound is hit: that on the stack, or that on the time, which leaves a
-    // text of 64 KiB about two seconds. Raises std::bad_alloc when memory runs out.
-    bool matches(std::string_view whole) const;
+    // text on which a bound is hit: that on the stack, or that on the number of steps, which
+    // is lower for long texts. Raises std::bad_alloc when memory runs out.
+    bool matches(std::string_view whole);
 
     // The plain characters with which every text that matches begins; may be empty.
     std::string literal_start() const;
@@ -32,9 +32,9 @@ class pattern {
   private:
     struct compiled;
     std::string text;
-    int levels;                         // how deep a match may recurse
-    std::unique_ptr<compiled> program;  // null when the stack has no room to compile it
-    mutable std::unique_ptr<compiled> program_for_long;  // made for the first long text
+    int levels;                                  // how deep a match may recurse
+    std::unique_ptr<compiled> program;           // null when the stack has no room to compile it
+    std::unique_ptr<compiled> program_for_long;  // made for the first long text
 };
 
 }  // namespace kivcore

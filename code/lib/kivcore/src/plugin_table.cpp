@@ -5,7 +5,7 @@ namespace kivcore {
 void plugins::plugin_table::enter(std::string const& id, owned_entry const& pair) {
     auto const place = entries.emplace(std::string_view(id), pair).first;
     try {
-        exact.emplace(place->first, entry{pair.maker.get(), pair.description.get()});
+        by_id.emplace(place->first, entry{pair.maker.get(), pair.description.get()});
     } catch (...) {
         entries.erase(place);  // in both or in neither
         throw;
@@ -14,7 +14,7 @@ void plugins::plugin_table::enter(std::string const& id, owned_entry const& pair
 
 plugins::plugin_table::owned_entry plugins::plugin_table::replace(std::string const& id,
                                                                   owned_entry const& pair) {
-    exact.at(id) = {pair.maker.get(), pair.description.get()};
+    by_id.at(id) = {pair.maker.get(), pair.description.get()};
     return std::exchange(entries.find(std::string_view(id))->second, pair);
 }
 

@@ -37,8 +37,8 @@ class plugins::plugin_table {
 
     // The entry under id, whose hash is given; null when there is none.
     entry const* find(std::string const& id, std::size_t hash_of_id) const {
-        auto const place = exact.find(std::string_view(id), hash_of_id);
-        return place != exact.end() ? &place->second : nullptr;
+        auto const place = by_id.find(std::string_view(id), hash_of_id);
+        return place != by_id.end() ? &place->second : nullptr;
     }
 
     // Enters a pair under an id that has no entry yet.
@@ -59,11 +59,12 @@ class plugins::plugin_table {
 
     // Holds what a walk looks at close together, apart from the descriptions made in between.
     // It gives nothing back before its end, and the table grows only.
-    std::pmr::monotonic_buffer_resource memory;
+    // Not on the default resource, which is the host's to change and may go first.
+    std::pmr::monotonic_buffer_resource memory{std::pmr::new_delete_resource()};
     ordered entries{&memory};
     // Keys are the map's own, which stay where they are. The pointers are here as well
     // so that a hit needs no look at the map.
-    index exact;
+    index by_id;
 };
 
 }  // namespace kivcore

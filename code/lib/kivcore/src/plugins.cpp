@@ -68,9 +68,10 @@ bool plugins::register_with_info(morbase::ptr_refcount<info> description,
             std::fflush(stdout);
             return false;
         }
+        replaced.emplace_back();  // now: behind the replacement nothing may fail
         std::printf("Overriding plugin %s with native interface\n", id.c_str());
         std::fflush(stdout);
-        replaced.push_back(table->replace(id, {maker, description}));
+        replaced.back() = table->replace(id, {maker, description});
     }
     return true;
 }
@@ -122,11 +123,11 @@ morbase::ptr_refcount<plugin> plugins::create_with_id(std::string const& id,
 
 std::vector<std::string> plugins::find_plugins(std::string const& expression) const {
     table_lock const lock(table_mutex);
-    pattern const wanted(expression);
+    pattern wanted(expression);
     std::string const start = wanted.literal_start();
     id_sorter found;
     auto place = table->lower_bound(start);
-    auto ahead = place;  // ids lie scattered in memory: some are fetched while one is matched
+    auto ahead = place;  // ids lie in the order of entering: some are fetched while one is matched
     for (int lead = 0; lead < k_fetched_ahead && ahead != table->end(); ++lead) {
         ++ahead;
     }

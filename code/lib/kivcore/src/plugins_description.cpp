@@ -145,7 +145,7 @@ bool __info::get(std::string const& key, std::string& value) const {
 }
 
 bool __info::find(std::string const& expression, std::vector<std::string>& keys) const {
-    pattern const wanted(expression);  // first: the expression may be one of the keys
+    pattern wanted(expression);  // first: the expression may be one of the keys
     keys.clear();
     for (auto const& [key, unused] : values) {
         if (wanted.matches(key)) {

@@ -96,11 +96,12 @@ bool copy_text(xmlChar const* text, std::string& out) {
     return true;
 }
 
-// Copies an attribute's text, asked for right after xmlResetLastError(): nothing given may
-// mean that there was no memory for it, which only that error tells. Raises std::bad_alloc.
+// Copies an attribute's text, asked for right after xmlResetLastError(): only that error
+// tells want of memory, behind which the text may be none or an empty one. Raises
+// std::bad_alloc.
 bool copy_attribute(owned_text const& text, std::string& out) {
     xmlError const* const last = xmlGetLastError();
-    if (!text && last != nullptr && last->code == XML_ERR_NO_MEMORY) {
+    if (last != nullptr && last->code == XML_ERR_NO_MEMORY) {
         throw std::bad_alloc();
     }
     return copy_text(text.get(), out);

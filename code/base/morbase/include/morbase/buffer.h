@@ -12,15 +12,14 @@ namespace morbase {
 
 class MORBASE_API buffer {
   public:
-    // Holds no bytes.
     buffer() = default;
 
     // Copies count bytes, which stay the caller's. bytes may be null when count is 0.
-    // Raises std::bad_alloc.
+    // Raises std::bad_alloc, or std::length_error for a count that no memory can hold.
     buffer(void const* bytes, unsigned long long count);
 
     // Replaces the content by a copy of count bytes, which may lie in this very
-    // buffer. Raises std::bad_alloc, and the content is then unchanged.
+    // buffer. Raises as above, and the content is then unchanged.
     void assign(void const* bytes, unsigned long long count);
 
     // The bytes, owned by the buffer and valid until it changes or goes; may be null when

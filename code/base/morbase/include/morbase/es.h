@@ -3,7 +3,7 @@
 // of its texts. Catch es::base by reference to meet any of them. Only want of memory
 // is told otherwise, by std::bad_alloc.
 //
-// Each class has a raise(), which throws an exception of just that class with copies of
+// Each class but base has a raise(), which throws an exception of just that class with copies of
 // the texts, or std::bad_alloc. The destructors lie in the library, so that the host and
 // every shared object mean the same type when they catch one.
 //
@@ -44,8 +44,8 @@ class MORBASE_API base : public std::exception {
     std::shared_ptr<details const> raised;  // shared, so that copying cannot fail
 };
 
-// A call into something outside failed: a file, a library, the platform. Trying again may
-// help, once the outside is mended.
+// Something could not be done: a file, a library or the platform failed, a description
+// cannot be understood, a mutex is held by this very thread.
 class MORBASE_API call : public base {
   public:
     using base::base;
@@ -53,7 +53,7 @@ class MORBASE_API call : public base {
     [[noreturn]] static void raise(char const* file, unsigned int line, char const* message);
 };
 
-// What was handed in cannot be used: a document with an error, a path of the wrong form.
+// What was handed in cannot be used: an XML document with an error, a path of the wrong form.
 class MORBASE_API arg : public base {
   public:
     using base::base;

@@ -16,9 +16,10 @@ namespace morbase {
 
 namespace detail {
 
-// Its address tells threads apart. A plain variable of the oldest kind: finding it takes
-// no call, which asking the platform for a thread's number does.
-extern MORBASE_API __thread char this_thread __attribute__((tls_model("initial-exec")));
+// Its address tells threads apart, and taking that is no call, since it is of the
+// initial-exec kind. A process that opens this library late needs a byte of static
+// thread-local storage for it, of which platforms keep some.
+extern MORBASE_API __thread char const this_thread __attribute__((tls_model("initial-exec")));
 
 }  // namespace detail
 

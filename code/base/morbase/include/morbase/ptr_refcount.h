@@ -5,7 +5,7 @@
 // ptr_refcount of each thread's own.
 //
 // T derives from object_refcount or has a retain and a release of its own. Nothing
-// here raises but what a destructor of T does.
+// here raises; a destructor of T that does ends the process.
 
 #ifndef MORBASE_PTR_REFCOUNT_H
 #define MORBASE_PTR_REFCOUNT_H

@@ -11,7 +11,7 @@
 namespace morbase {
 
 // Formats as printf does, to a text of any length, with the decimal point of the
-// process's locale. format is not null; the compiler checks the arguments against it.
+// calling thread's locale. format is not null; the compiler checks the arguments against it.
 // Raises es::call when the platform cannot format them.
 MORBASE_API std::string string_with_format(char const* format, ...)
     __attribute__((format(printf, 1, 2)));

@@ -3,8 +3,8 @@
 // root(). One thread at a time uses a browser. Lists, maps and strings are the
 // caller's; what the plug-in raises passes through.
 //
-// A path that is not there has an empty list, no info and no url: can_browse tells it
-// from a directory that is empty.
+// A path that is not there, or is a file's, has an empty list: can_browse tells it from a
+// directory that is empty. What is not there has no info and no url either.
 
 #ifndef KIVCORE_BROWSER_H
 #define KIVCORE_BROWSER_H

@@ -13,8 +13,8 @@
 // the shared object: it must go before the factory that made it. One thread at a
 // time uses an adapter.
 //
-// Nothing is checked on the way: on a closed adapter every function but close gets a
-// null handle, and what it answers is the plug-in's.
+// Nothing is checked on the way: on a closed adapter every function but open and close
+// gets a null handle, and what it answers is the plug-in's.
 
 #ifndef KIVCORE_C_FILE_H
 #define KIVCORE_C_FILE_H
@@ -74,8 +74,8 @@ class KIVCORE_API c_file_read : public reader {
     long long read(void* buffer, unsigned long long count) override;
 
     // 0, with nothing called, for an unlisted origin when there is no seek function. Made
-    // of the pair, a seek adds to what get_pos or size answers and looks at neither: a
-    // failure there becomes a position, and set_pos has to refuse it.
+    // of the pair, a seek adds to what get_pos or size answers, a failure included, which may
+    // come out as a valid position: a plug-in whose get_pos or size can fail binds seek.
     long long seek(long long offset, morbase::whence origin) override;
 
     // By a seek of 0 when there is a seek function, else by get_pos.
@@ -124,8 +124,8 @@ class KIVCORE_API c_file_write : public writer {
     int flush() override;
 
     // 0, with nothing called, for an unlisted origin when there is no seek function. Made
-    // of the pair, a seek adds to what get_pos or size answers and looks at neither: a
-    // failure there becomes a position, and set_pos has to refuse it.
+    // of the pair, a seek adds to what get_pos or size answers, a failure included, which may
+    // come out as a valid position: a plug-in whose get_pos or size can fail binds seek.
     long long seek(long long offset, morbase::whence origin) override;
 
     // By get_pos when there is one, else by a seek of 0. Both forms for the reason given

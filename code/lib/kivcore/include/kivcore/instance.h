@@ -38,7 +38,7 @@ class instance {
     ~instance() = default;
 
     // The object, null when there is none. It lives as long as the instance: a
-    // ptr_refcount that outlived the instance would keep an object without its code.
+    // ptr_refcount that outlived the instance may be left with an object without its code.
     Interface* get() const noexcept { return object; }
     Interface* operator->() const noexcept { return object; }
     Interface& operator*() const noexcept { return *object; }

@@ -16,8 +16,8 @@
 // with an es::call. Objects that a registry made must be released before it is,
 // and before a native plug-in takes over their id; kivcore::instance sees to that.
 //
-// Notices are printed: refusals and replacements to standard output, directories
-// that fail to load to standard error.
+// Notices are printed: refusals and replacements to standard output, why a directory
+// failed to load to standard error.
 
 #ifndef KIVCORE_PLUGINS_H
 #define KIVCORE_PLUGINS_H
@@ -80,8 +80,10 @@ class KIVCORE_API plugins : public morbase::object_refcount {
 
     // The ids that the regular expression matches as a whole, sorted by
     // plugin_id_less: versions of one plug-in together, the newest first. Empty
-    // when the pattern does not compile. An expression that takes long holds up every
-    // other operation: take none from strangers.
+    // when the pattern does not compile. Left out is an id whose match would recurse deeper
+    // than this thread's stack has room for, or would not end within 10,000,000 steps, or
+    // 100,000 for an id of over 1 KiB. A search holds up every other operation, with an
+    // expression from strangers for seconds. Raises std::bad_alloc.
     std::vector<std::string> find_plugins(std::string const& expression) const;
 
     // The description registered under id, shared with the caller, or null. It may outlive
@@ -91,7 +93,8 @@ class KIVCORE_API plugins : public morbase::object_refcount {
     // Loads every plug-in directory in dir, in the order in which the file system
     // lists them. Hidden entries and plain files are passed over. Returns how many
     // directories loaded; 0 when dir cannot be opened. The lock is taken for each
-    // registration anew: other threads see the plug-ins come in one by one.
+    // registration anew: other threads see the plug-ins come in one by one. Raises nothing
+    // but std::bad_alloc.
     int load_plugins(std::string const& dir);
 
     // Loads the plug-in directory dir: registers every plug-in that its plugin.xml

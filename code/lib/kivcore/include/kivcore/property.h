@@ -22,7 +22,7 @@ namespace kivcore {
 
 class constraint;  // reserved: declared here and defined nowhere
 
-// What all of them have.
+// A typed value. Copied and compared by what it holds.
 class KIVCORE_API property {
   public:
     virtual ~property();
@@ -95,7 +95,7 @@ class KIVCORE_API property_int : public property {
     long long held;
 };
 
-// Printed with six digits after the decimal point of the process's locale. Compared as
+// Printed with six digits after the decimal point of the calling thread's locale. Compared as
 // IEEE has it: NaN is equal to nothing.
 class KIVCORE_API property_real : public property {
   public:

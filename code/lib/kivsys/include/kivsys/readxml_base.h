@@ -137,10 +137,12 @@ class KIVSYS_API reader : public reader_base {
     // already is. False when the document ends first. Raises as read() does.
     virtual bool skip_to_node(e_node_type type);
 
-    // The current node's type; 0 before the first advance, -1 for an error.
+    // The current node's type; 0 before the first advance and behind the last, -1 for an
+    // error.
     virtual e_node_type get_type() const;
 
-    // How deep the current node lies; 0 for the root element, -1 for an error.
+    // How deep the current node lies; 0 for the root element and where there is no node, -1
+    // for an error.
     virtual int get_depth() const;
 
     // The current node's qualified name: with the prefix that the document gives it, which
@@ -154,7 +156,8 @@ class KIVSYS_API reader : public reader_base {
     // The current node's text. An element has none: its text is in nodes inside it.
     virtual bool get_value(std::string& value) const;
 
-    // Whether the current element has attributes; false for other nodes and for an error.
+    // Whether the current element has attributes, its end tag included; false for other nodes
+    // and for an error.
     virtual bool has_attributes() const;
 
     // Makes the current element's next attribute the current node, whose name and value
@@ -164,7 +167,8 @@ class KIVSYS_API reader : public reader_base {
 
     // An attribute of the current element, by qualified name, which is not null, or by its
     // number from 0. An attribute that is there and empty is given as an empty string.
-    // While an attribute is the current node there is nothing to give, and the count is 0.
+    // The end tag gives them too, though the count is 0 there. While an attribute is the
+    // current node there is nothing to give, and the count is 0. A number is not negative.
     virtual bool get_attribute(char const* name, std::string& value) const;
     virtual int get_attribute_count() const;
     virtual bool get_attribute(int index, std::string& value) const;
