@@ -1,21 +1,50 @@
-// class_loader: a shared object that registers a class, and creation by the class's name.
+// class_loader: `count` shared objects, each of which registers a class; one that registers
+// one class, and creation of it by name; creation by the names of `count` classes.
 
+#include <cstdlib>
+#include <filesystem>
 #include <memory>
 
 #include "base.h"
+#include "load.h"
 #include "peer.h"
 
 #include <class_loader/class_loader.hpp>
+#include <class_loader/multi_library_class_loader.hpp>
 
-int main() {
-    peer::report_first_create([] {
-        class_loader::ClassLoader loader(CLASS_LOADER_IMAGE, false);
-        loader.createInstance<peer::base>("peer::made");
-    });
-    class_loader::ClassLoader loader(CLASS_LOADER_IMAGE, false);
-    peer::report("create", 1, 100, [&] {
-        for (int i = 0; i < 100; ++i) {
-            loader.createInstance<peer::base>("peer::made");
+namespace {
+
+int load(std::string const& dir) {
+    static class_loader::MultiLibraryClassLoader loader(false);
+    for (auto const& file : std::filesystem::directory_iterator(dir)) {
+        loader.loadLibrary(file.path());
+    }
+    return static_cast<int>(loader.getAvailableClasses<peer::base>().size());
+}
+
+void report_create(int count) {
+    setenv("BENCH_CLASSES", std::to_string(count).c_str(), 1);
+    class_loader::ClassLoader loader(PEER_PLUGIN, false);
+    auto const names = peer::names(count);
+    peer::report("create", count, count, [&] {
+        for (std::string const& name : names) {
+            loader.createInstance<peer::base>(name);
         }
     });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc == 2) {
+        peer::load_once(argv[1], load);
+    }
+    peer::report_load(PEER_PLUGIN);
+    peer::report_first_create([] {
+        class_loader::ClassLoader loader(PEER_PLUGIN, false);
+        loader.createInstance<peer::base>(PEER_PLUGIN);
+    });
+    for (int const count : {10, 1000}) {
+        report_create(count);
+    }
 }

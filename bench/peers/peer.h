@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <cstdio>
 #include <random>
 #include <string>
@@ -20,6 +21,12 @@ using create_function = kivcore::plugin* (*)();
 constexpr char const* k_image = BENCH_PLUGIN_DIR "/darwin/x86/plugin.so";
 constexpr char const* k_create = "bench_create";
 
+inline double median(std::vector<double> values) {
+    auto const middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
 // Prints the median over batches of the time for one of the operations in a batch.
 template <typename work>
 void report(char const* row, int count, int operations, work const& batch) {
@@ -32,8 +39,7 @@ void report(char const* row, int count, int operations, work const& batch) {
             std::chrono::steady_clock::now() - start;
         times.push_back(taken.count() / operations);
     }
-    std::nth_element(times.begin(), times.begin() + 50, times.end());
-    std::printf("%s %d %.1f\n", row, count, times[50]);
+    std::printf("%s %d %.1f\n", row, count, median(times));
 }
 
 // Opening the same shared object as the benchmark does, binding, creating, releasing and

@@ -1,21 +1,37 @@
-// Poco: a shared object and a function bound from it; creation by the class's name, by
-// a class loader with one library of `count` classes.
+// Poco: a class loader given `count` libraries of one class; a shared object and a function
+// bound from it; creation by the class's name, by a class loader with one library of `count`
+// classes.
 
 #include <Poco/ClassLoader.h>
 #include <Poco/SharedLibrary.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 
 #include "base.h"
+#include "load.h"
 #include "peer.h"
 
 namespace {
 
+int load(std::string const& dir) {
+    static Poco::ClassLoader<peer::base> loader;
+    setenv("BENCH_CLASSES", "1", 1);
+    for (auto const& file : std::filesystem::directory_iterator(dir)) {
+        loader.loadLibrary(file.path());
+    }
+    int classes = 0;
+    for (auto library = loader.begin(); library != loader.end(); ++library) {
+        classes += library->second->size();
+    }
+    return classes;
+}
+
 void report_create(int count) {
     setenv("BENCH_CLASSES", std::to_string(count).c_str(), 1);
     Poco::ClassLoader<peer::base> loader;
-    loader.loadLibrary(POCO_IMAGE);
+    loader.loadLibrary(PEER_PLUGIN);
     auto const names = peer::names(count);
     peer::report("create", count, count, [&] {
         for (std::string const& name : names) {
@@ -23,12 +39,16 @@ void report_create(int count) {
             peer::keep(object.get());
         }
     });
-    loader.unloadLibrary(POCO_IMAGE);
+    loader.unloadLibrary(PEER_PLUGIN);
 }
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+    if (argc == 2) {
+        peer::load_once(argv[1], load);
+    }
+    peer::report_load(PEER_PLUGIN);
     peer::report_first_create([] {
         Poco::SharedLibrary image(peer::k_image);
         peer::create_and_release(

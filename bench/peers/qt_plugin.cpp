@@ -1,0 +1,10 @@
+// A plug-in of Qt with as many facts as one of the benchmark's descriptions.
+
+#include <QObject>
+
+class qt_plugin final : public QObject {
+    Q_OBJECT
+    Q_PLUGIN_METADATA(IID "kivcore.bench" FILE "qt_plugin.json")
+};
+
+#include "qt_plugin.moc"
