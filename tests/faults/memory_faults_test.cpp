@@ -131,6 +131,11 @@ struct scenario {
     std::function<void(world&)> act;
 };
 
+// What the test is called by.
+std::ostream& operator<<(std::ostream& out, scenario const& tried) {
+    return out << tried.name;
+}
+
 // A line for every entry: its id, its description, and whether an object can be made.
 strings entries_of(kivcore::plugins& registry) {
     strings lines;
@@ -323,6 +328,7 @@ TEST_P(memory_exhaustion, every_allocation_may_fail) {
             ++number;
         }
         EXPECT_GT(number, 0);
+        RecordProperty(for_good ? "allocations_for_good" : "allocations", std::to_string(number));
     }
 }
 
