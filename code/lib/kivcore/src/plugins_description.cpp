@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,9 +20,8 @@ constexpr char const* k_no_element_name = "xml parse: failed to read element nam
 constexpr char const* k_no_end_element_name = "xml parse: failed to read end element name";
 
 std::string joined(std::string_view start, std::string_view end) {
-    std::string key;
-    key.reserve(start.size() + end.size());
-    key.append(start).append(end);
+    std::string key(start.size() + end.size(), '\0');
+    std::copy(end.begin(), end.end(), std::copy(start.begin(), start.end(), key.begin()));
     return key;
 }
 
