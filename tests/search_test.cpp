@@ -164,6 +164,20 @@ TEST(search, a_pattern_selects_whole_ids_newest_version_first) {
     }
 }
 
+// Its ids stand apart in the table, and belong together all the same.
+TEST(search, a_version_may_hold_what_separates_fields) {
+    kivcore::plugins plugins("/nowhere");
+    for (char const* version : {"1", "5/1", "7"}) {
+        plugins.register_with_info(support::described({{"interface.category", "a"},
+                                                       {"interface.type", "b"},
+                                                       {"interface.key", "c"},
+                                                       {"info.developer.id", "d"},
+                                                       {"info.version", version}}),
+                                   nullptr);
+    }
+    EXPECT_EQ(plugins.find_plugins(".*"), (strings{"a/b/c/d/7", "a/b/c/d/1", "a/b/c/d/5/1"}));
+}
+
 TEST(search, a_pattern_selects_the_same_whatever_it_begins_with) {
     strings const ids{"a/b/c/d/1", "ab/b/c/d/1", "abb/b/c/d/1", "b/b/c/d/1"};
     struct {
@@ -194,9 +208,11 @@ TEST(search, random_patterns_select_what_a_walk_over_everything_selects) {
         return text;
     };
     strings const in_ids{"a", "b", "A", "-", ".", " ", "\n", "\xff"};
-    strings const in_patterns{"a", "a", "b", "/", "/", "-",  " ",  "\n",  "\xff", "\\Q",  "\\E",
-                              ".", "*", "+", "?", "|", "^",  "$",  "{2}", "{0,}", "(?i)", "(?x)",
-                              "(", ")", "[", "]", "#", "\\", ".*", "/.*", "[^|]*"};
+    strings const in_patterns{
+        "a",    "a",   "b",   "/",    "/",    "-",    " ",     "\n",
+        "\xff", "\\Q", "\\E", ".",    "*",    "+",    "?",     "|",
+        "^",    "$",   "{2}", "{0,}", "(?i)", "(?x)", "(",     ")",
+        "[",    "]",   "#",   "\\",   ".*",   "/.*",  "[^|]*", std::string(1, '\0')};
     kivcore::plugins plugins("/nowhere");
     kivcore::__info all;
     for (int i = 0; i < 300; ++i) {
@@ -274,7 +290,8 @@ TEST(search, a_search_of_a_long_id_ends) {
     std::string const long_id = "a/b/c/d/" + std::string(1 << 16, 'a');
     char const* const slow = "a/b/c/d/(a(?=[^b]*+)|a(?=[^b]*+)){20}b";
     EXPECT_TRUE(found({long_id}, slow).empty());
-    EXPECT_EQ(found({long_id}, "a/b/.*/a*"), strings{long_id});
+    strings const both{long_id, long_id + "b"};
+    EXPECT_EQ(found(both, "a/b/.*/a*"), strings{long_id});
 }
 
 std::string nested(int depth) {
