@@ -37,7 +37,7 @@ constexpr int k_plain_type = PTHREAD_MUTEX_NORMAL;
 
 }  // namespace
 
-__thread char const detail::this_thread = 0;
+__thread char const detail::k_this_thread = 0;
 
 mutex::mutex(bool may_nest) : handle(), recursive(may_nest) {
     mutex_attributes const attributes(may_nest ? PTHREAD_MUTEX_RECURSIVE : k_plain_type);

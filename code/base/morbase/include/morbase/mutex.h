@@ -19,7 +19,7 @@ namespace detail {
 // Its address tells threads apart, and taking that is no call, since it is of the
 // initial-exec kind. A process that opens this library late needs a byte of static
 // thread-local storage for it, of which platforms keep some.
-extern MORBASE_API __thread char const this_thread __attribute__((tls_model("initial-exec")));
+extern MORBASE_API __thread char const k_this_thread __attribute__((tls_model("initial-exec")));
 
 }  // namespace detail
 
@@ -36,7 +36,7 @@ class MORBASE_API mutex {
     // already locked by this thread") when it is not recursive and the calling
     // thread holds it, and es::call when a recursive one is locked too often.
     void lock() const {
-        char const* const self = &detail::this_thread;
+        char const* const self = &detail::k_this_thread;
         if (owner.load(std::memory_order_relaxed) == self && !recursive) {
             raise_already_locked();
         }
