@@ -116,7 +116,7 @@ id_sorter::sorted_ids id_sorter::take(int passes) {
     if (!late.empty()) {
         merge_into(kept, sorted_late(passes));
     }
-    return std::exchange(kept, {});
+    return std::move(kept);
 }
 
 // NOLINTNEXTLINE(misc-no-recursion): as deep as there are passes
@@ -128,7 +128,6 @@ id_sorter::sorted_ids id_sorter::sorted_late(int passes) {
     for (ranked_id const& ranked : late) {
         next_pass.add(ranked);
     }
-    late.clear();
     return next_pass.take(passes - 1);
 }
 

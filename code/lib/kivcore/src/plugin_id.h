@@ -24,7 +24,7 @@ class id_sorter {
     // The text must stay where it is until all are taken.
     void add(std::string_view id);
 
-    // All ids in their order. The sorter is empty afterwards.
+    // All ids in their order. The last thing to ask of a sorter.
     std::vector<std::string> take_sorted();
 
   private:
