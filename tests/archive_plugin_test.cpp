@@ -95,7 +95,7 @@ struct archive_plugin : testing::Test {
     // The whole content, or what failed.
     std::string read(std::string const& url) const {
         int const refused = reader->open(url, "r");
-        std::string const all = refused == 0 ? take_all(*reader) : failure(-refused);
+        std::string all = refused == 0 ? take_all(*reader) : failure(-refused);
         reader->close();
         return all;
     }

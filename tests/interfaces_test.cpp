@@ -74,6 +74,9 @@ TEST(monitor_handler, a_message_of_any_length_is_one_whole_line) {
         handler.log(_severity::k_warning, "%d %s%c", 5, text.c_str(), '!');
         EXPECT_TRUE(output.text() == "<WARNING> 5 " + text + "!\n") << length;
     }
+    support::capture output(2);
+    handler.log(_severity::k_warning, "%s", "");
+    EXPECT_EQ(output.text(), "<WARNING> \n");
 }
 
 TEST(monitor_handler, nothing_is_written_without_a_message) {

@@ -35,8 +35,7 @@ unsigned int field_value(std::string_view field) {
 // topmost. A field of more than a byte spills into those above.
 unsigned int version_key(std::string_view version) {
     unsigned int key = 0;
-    for (unsigned int shift = 32; shift > 0;) {
-        shift -= 8;
+    for (unsigned int const shift : {24U, 16U, 8U, 0U}) {
         std::size_t const dot = std::min(version.find('.'), version.size());
         key |= field_value(version.substr(0, dot)) << shift;
         if (dot == version.size()) {
@@ -57,6 +56,13 @@ unsigned int version_of(std::string_view id, std::size_t prefix_length) {
     return version_key(prefix_length < id.size() ? id.substr(prefix_length + 1) : id);
 }
 
+// The order of ids, the lengths of whose prefixes are known.
+bool comes_before(std::string_view a, std::size_t prefix_of_a, std::string_view b,
+                  std::size_t prefix_of_b) {
+    int const order = a.substr(0, prefix_of_a).compare(b.substr(0, prefix_of_b));
+    return order != 0 ? order < 0 : version_of(a, prefix_of_a) > version_of(b, prefix_of_b);
+}
+
 }  // namespace
 
 void tokenize(std::string const& s, char sep, std::vector<std::string>& out) {
@@ -69,7 +75,7 @@ void tokenize(std::string const& s, char sep, std::vector<std::string>& out) {
 }
 
 void id_sorter::add(std::string_view id) {
-    add({id, prefix_length_of(id), 0});
+    add(ranked_id{id, prefix_length_of(id)});
 }
 
 void id_sorter::add(ranked_id const& next) {
@@ -104,9 +110,7 @@ void id_sorter::end_run() {
 }
 
 bool id_sorter::is_less(ranked_id const& a, ranked_id const& b) {
-    int const order = a.prefix().compare(b.prefix());
-    return order != 0 ? order < 0
-                      : version_of(a.id, a.prefix_length) > version_of(b.id, b.prefix_length);
+    return comes_before(a.id, a.prefix_length, b.id, b.prefix_length);
 }
 
 // Merges what was kept with what came too late, which the passes that are left sort.
@@ -156,10 +160,7 @@ bool version_greater::operator()(std::string const& a, std::string const& b) con
 }
 
 bool plugin_id_less::operator()(std::string const& a, std::string const& b) const {
-    std::size_t const length_of_a = prefix_length_of(a);
-    std::size_t const length_of_b = prefix_length_of(b);
-    int const order = a.compare(0, length_of_a, b, 0, length_of_b);
-    return order != 0 ? order < 0 : version_of(a, length_of_a) > version_of(b, length_of_b);
+    return comes_before(a, prefix_length_of(a), b, prefix_length_of(b));
 }
 
 }  // namespace kivcore

@@ -31,7 +31,7 @@ class id_sorter {
     struct ranked_id {
         std::string_view id;
         std::size_t prefix_length;
-        unsigned int version;  // known in a run of several only
+        unsigned int version = 0;  // known in a run of several only
 
         std::string_view prefix() const { return id.substr(0, prefix_length); }
     };
@@ -41,7 +41,7 @@ class id_sorter {
         std::vector<std::string> ids;
         std::vector<std::size_t> prefix_lengths;
 
-        ranked_id at(std::size_t i) const { return {ids[i], prefix_lengths[i], 0}; }
+        ranked_id at(std::size_t i) const { return {ids[i], prefix_lengths[i]}; }
     };
 
     void add(ranked_id const& next);
