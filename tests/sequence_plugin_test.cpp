@@ -35,7 +35,7 @@ struct sequence_plugin : testing::Test {
         return errors.text();
     }
 
-    void open(std::string const& pattern) {
+    void open(std::string const& pattern) const {
         ASSERT_EQ(reader->open(directory.path(pattern), "r"), 0) << pattern;
     }
 

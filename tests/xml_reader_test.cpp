@@ -169,22 +169,22 @@ TEST_F(xml_reader, validation_follows_the_documents_own_type_or_the_schema) {
                     "<element name='b'><empty/></element></element>");
     struct {
         int validation;
-        std::string content;
         int nodes;
+        std::string content;
         strings reports;  // the last one is raised
     } const table[] = {
-        {reader::k_validation_dtd, type + "<a><b/></a>", 4, {}},
+        {reader::k_validation_dtd, 4, type + "<a><b/></a>", {}},
         {reader::k_validation_dtd,
-         type + "<a><c/></a>",
          1,
+         type + "<a><c/></a>",
          {"No declaration for element c\n",
           "Element a content does not follow the DTD, expecting (b), got (c)\n"}},
-        {reader::k_validation_relaxng, "<a><b/></a>", 3, {}},
-        {reader::k_validation_relaxng, "<a><c/></a>", 2, {"Did not expect element c there\n"}},
-        {3, type + "<a><c/></a>", 4, {}},  // no validation has this number
-        {-1, type + "<a><c/></a>", 4, {}},
+        {reader::k_validation_relaxng, 3, "<a><b/></a>", {}},
+        {reader::k_validation_relaxng, 2, "<a><c/></a>", {"Did not expect element c there\n"}},
+        {3, 4, type + "<a><c/></a>", {}},  // no validation has this number
+        {-1, 4, type + "<a><c/></a>", {}},
     };
-    for (auto const& [validation, content, nodes, reports] : table) {
+    for (auto const& [validation, nodes, content, reports] : table) {
         SCOPED_TRACE(content + " validated by " + std::to_string(validation));
         reader document(write(content), static_cast<reader::e_validation_type>(validation), schema);
         walk const result = walk_through(document);
