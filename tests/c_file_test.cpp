@@ -112,7 +112,7 @@ class c_file : public testing::Test {
 
     // With a seek function, with a position pair, or with all three.
     static adapter_ptr opened(bool seek, bool pair) {
-        adapter_ptr const file =
+        adapter_ptr file =
             direction::make(seek ? fake_seek : nullptr, pair ? fake_get_pos : nullptr,
                             pair ? fake_set_pos : nullptr);
         file->open("path", "mode");

@@ -45,11 +45,11 @@ struct sound_plugin : testing::Test {
     }
 
     // The same, opened.
-    void open(int format, int channels, std::string const& samples) {
+    void open(int format, int channels, std::string const& samples) const {
         ASSERT_EQ(reader->open(make(format, channels, samples), "r"), 0);
     }
 
-    void open_bytes(std::string const& content) {
+    void open_bytes(std::string const& content) const {
         ASSERT_EQ(reader->open(directory.write("bytes", content), "r"), 0);
     }
 

@@ -123,8 +123,6 @@ void* dlsym(void* handle, char const* name) noexcept {
 
 namespace {
 
-namespace fs = std::filesystem;
-
 using strings = std::vector<std::string>;
 
 constexpr char const* k_head = "failed to load plugin: ";
