@@ -21,7 +21,7 @@ void capture::stop() {
     if (original < 0) {
         return;
     }
-    std::fflush(nullptr);
+    // Nothing is flushed here: a notice has to be out as soon as it is printed.
     dup2(original, descriptor);
     close(original);
     original = -1;
