@@ -119,6 +119,28 @@ auto batch_over(std::vector<std::string> const& wanted, std::size_t batch, work 
     };
 }
 
+// What both sides of a benchmark have: a filled registry, and the floor with its mutex.
+struct contest {
+    explicit contest(benchmark::State const& state)
+        : ids(make_ids(static_cast<std::size_t>(state.range(0)))),
+          wanted(shuffled(ids, 100000)),
+          registry(make_registry(ids)),
+          index(ids) {}
+
+    null_plugin* create_as_floor(std::string const& id) {
+        mutex.lock();
+        null_plugin* const made = index.find(id) != nullptr ? new null_plugin : nullptr;
+        mutex.unlock();
+        return made;
+    }
+
+    std::vector<std::string> ids;
+    std::vector<std::string> wanted;
+    morbase::ptr_refcount<kivcore::plugins> registry;
+    floor_index index;
+    platform_mutex mutex;
+};
+
 constexpr std::size_t k_batch = 2000;
 
 void over_counts(benchmark::internal::Benchmark* rows) {
@@ -126,19 +148,12 @@ void over_counts(benchmark::internal::Benchmark* rows) {
 }
 
 void create_by_id(benchmark::State& state) {
-    auto const ids = make_ids(static_cast<std::size_t>(state.range(0)));
-    auto const wanted = shuffled(ids, 100000);
-    auto const registry = make_registry(ids);
-    floor_index const index(ids);
-    platform_mutex mutex;
-    auto ours = batch_over(wanted, k_batch, [&](std::string const& id) {
-        benchmark::DoNotOptimize(registry->create_with_id(id).get());
+    contest sides(state);
+    auto ours = batch_over(sides.wanted, k_batch, [&](std::string const& id) {
+        benchmark::DoNotOptimize(sides.registry->create_with_id(id).get());
     });
-    auto floor = batch_over(wanted, k_batch, [&](std::string const& id) {
-        mutex.lock();
-        floor_index::entry const* found = index.find(id);
-        null_plugin* made = found != nullptr ? new null_plugin : nullptr;
-        mutex.unlock();
+    auto floor = batch_over(sides.wanted, k_batch, [&](std::string const& id) {
+        null_plugin* made = sides.create_as_floor(id);
         benchmark::DoNotOptimize(made);
         delete made;
     });
@@ -148,22 +163,18 @@ void create_by_id(benchmark::State& state) {
 BENCHMARK(create_by_id)->Apply(over_counts)->Iterations(1500)->UseManualTime();
 
 void describe_by_id(benchmark::State& state) {
-    auto const ids = make_ids(static_cast<std::size_t>(state.range(0)));
-    auto const wanted = shuffled(ids, 100000);
-    auto const registry = make_registry(ids);
-    floor_index const index(ids);
-    platform_mutex mutex;
-    auto ours = batch_over(wanted, k_batch, [&](std::string const& id) {
-        benchmark::DoNotOptimize(registry->describe_plugin(id).get());
+    contest sides(state);
+    auto ours = batch_over(sides.wanted, k_batch, [&](std::string const& id) {
+        benchmark::DoNotOptimize(sides.registry->describe_plugin(id).get());
     });
-    auto floor = batch_over(wanted, k_batch, [&](std::string const& id) {
-        mutex.lock();
-        floor_index::entry const* found = index.find(id);
+    auto floor = batch_over(sides.wanted, k_batch, [&](std::string const& id) {
+        sides.mutex.lock();
+        floor_index::entry const* found = sides.index.find(id);
         morbase::ptr_refcount<kivcore::plugins::info> description;
         if (found != nullptr) {
             description = found->description;
         }
-        mutex.unlock();
+        sides.mutex.unlock();
         benchmark::DoNotOptimize(description.get());
     });
     run_pair(
@@ -264,24 +275,18 @@ void in_two_threads(std::vector<std::string> const& ids, work const& once) {
 
 // Two threads create at once; the floor does so under the platform's default mutex.
 void create_from_two_threads(benchmark::State& state) {
-    auto const ids = make_ids(static_cast<std::size_t>(state.range(0)));
-    auto const registry = make_registry(ids);
-    floor_index const index(ids);
-    platform_mutex mutex;
+    contest sides(state);
     auto const ours = [&](std::string const& id) {
-        benchmark::DoNotOptimize(registry->create_with_id(id).get());
+        benchmark::DoNotOptimize(sides.registry->create_with_id(id).get());
     };
     auto const floor = [&](std::string const& id) {
-        mutex.lock();
-        floor_index::entry const* found = index.find(id);
-        null_plugin* made = found != nullptr ? new null_plugin : nullptr;
-        mutex.unlock();
+        null_plugin* made = sides.create_as_floor(id);
         benchmark::DoNotOptimize(made);
         delete made;
     };
     run_pair(
-        state, 40.0 * static_cast<double>(ids.size()), [&] { in_two_threads(ids, ours); },
-        [&] { in_two_threads(ids, floor); });
+        state, 40.0 * static_cast<double>(sides.ids.size()),
+        [&] { in_two_threads(sides.ids, ours); }, [&] { in_two_threads(sides.ids, floor); });
 }
 BENCHMARK(create_from_two_threads)->Arg(1000)->Iterations(101)->UseManualTime();
 

@@ -4,17 +4,13 @@
 
 #include <morbase/es.h>
 
+#include "description.h"
+
 namespace kivcore {
 
 namespace {
 
 constexpr char const* k_source = "code/lib/kivcore/src/factory";
-
-std::string value_of(plugins::info const& description, std::string const& key) {
-    std::string value;
-    description.get(key, value);
-    return value;
-}
 
 // The symbol that implements a function; empty when the description names none. An empty
 // binding counts as none: no symbol has such a name.

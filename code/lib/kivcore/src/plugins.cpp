@@ -4,6 +4,7 @@
 #include <mutex>
 #include <utility>
 
+#include "description.h"
 #include "pattern.h"
 #include "plugin_id.h"
 #include "plugin_table.h"
@@ -16,12 +17,6 @@ using table_lock = std::lock_guard<morbase::mutex const>;
 
 constexpr std::size_t k_id_fields = 5;
 constexpr int k_fetched_ahead = 4;
-
-std::string value_of(plugins::info const& description, char const* key) {
-    std::string value;
-    description.get(key, value);
-    return value;
-}
 
 std::string composed_id(plugins::info const& description, std::string const& key) {
     return value_of(description, "interface.category") + '/' +
