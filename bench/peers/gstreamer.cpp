@@ -56,10 +56,7 @@ void report_create(int count) {
 int main(int argc, char** argv) {
     gst_registry_fork_set_enabled(FALSE);
     gst_init(nullptr, nullptr);
-    if (argc == 2) {
-        peer::load_once(argv[1], load);
-    }
-    peer::report_load(PEER_PLUGIN);
+    peer::report_load(argc, argv, load, PEER_PLUGIN);
     report_create(10);
     report_create(1000);
 }

@@ -84,9 +84,6 @@ void report_describe(int count) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc == 2) {
-        peer::load_once(argv[1], load);
-    }
-    peer::report_load(write_bundle);
+    peer::report_load(argc, argv, load, write_bundle);
     report_describe(1000);
 }

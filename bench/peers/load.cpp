@@ -51,9 +51,8 @@ void report_load_of(int count, make_function const& make) {
     std::printf("load %d %.1f\n", count, median(times));
 }
 
-}  // namespace
-
-void load_once(char const* dir, load_function load) {
+// What the started process does.
+[[noreturn]] void load_once(char const* dir, load_function load) {
     std::clock_t const start = std::clock();
     int const loaded = load(dir);
     double const seconds = static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
@@ -62,7 +61,12 @@ void load_once(char const* dir, load_function load) {
     _exit(EXIT_SUCCESS);
 }
 
-void report_load(make_function const& make) {
+}  // namespace
+
+void report_load(int argc, char** argv, load_function load, make_function const& make) {
+    if (argc == 2) {
+        load_once(argv[1], load);
+    }
     try {
         report_load_of(100, make);
         report_load_of(1000, make);
@@ -72,11 +76,12 @@ void report_load(make_function const& make) {
     }
 }
 
-void report_load(char const* image) {
+void report_load(int argc, char** argv, load_function load, char const* image) {
     // No links: the dynamic linker takes two names of one file for one object.
-    report_load(make_function([image](std::string const& dir, std::string const& name) {
+    make_function const copy = [image](std::string const& dir, std::string const& name) {
         std::filesystem::copy_file(image, dir + "/" + name + ".so");
-    }));
+    };
+    report_load(argc, argv, load, copy);
 }
 
 }  // namespace peer

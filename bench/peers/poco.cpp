@@ -45,10 +45,7 @@ void report_create(int count) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc == 2) {
-        peer::load_once(argv[1], load);
-    }
-    peer::report_load(PEER_PLUGIN);
+    peer::report_load(argc, argv, load, PEER_PLUGIN);
     peer::report_first_create([] {
         Poco::SharedLibrary image(peer::k_image);
         peer::create_and_release(

@@ -27,10 +27,7 @@ int load(std::string const& dir) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc == 2) {
-        peer::load_once(argv[1], load);
-    }
-    peer::report_load(PEER_PLUGIN);
+    peer::report_load(argc, argv, load, PEER_PLUGIN);
     peer::report_first_create([] {
         QLibrary image(peer::k_image);
         peer::create_and_release(
