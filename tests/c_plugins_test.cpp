@@ -27,11 +27,6 @@ using support::take_all;
 
 constexpr long long k_farthest = std::numeric_limits<long long>::max();
 
-std::size_t open_descriptors() {
-    std::filesystem::directory_iterator const all("/proc/self/fd");
-    return static_cast<std::size_t>(std::distance(begin(all), end(all)));
-}
-
 struct c_plugins_test : testing::Test {
     static kivcore::instance<kivcore::reader> reader(std::string const& name) {
         return support::bundled<kivcore::reader>("read", name);
@@ -75,20 +70,6 @@ struct c_plugins_test : testing::Test {
     support::temporary_directory files;
 };
 
-TEST_F(c_plugins_test, what_is_written_is_read_back_whole) {
-    for (std::string const name : {"file", "gzip"}) {
-        for (std::size_t const size : {0U, 1U, 65536U, 3000000U}) {
-            SCOPED_TRACE(name + ", " + std::to_string(size));
-            std::string const content = sample(size);
-            auto const from = opened(name, put(name, "copy", "w", content));
-            EXPECT_EQ(static_cast<long long>(size), from->size());
-            EXPECT_EQ(0, from->tell());
-            EXPECT_TRUE(content == take_all(*from));
-            EXPECT_EQ(static_cast<long long>(size), from->tell());
-        }
-    }
-}
-
 TEST_F(c_plugins_test, a_seek_leads_where_the_bytes_say) {
     std::string const content = sample(700000);
     auto const size = static_cast<long long>(content.size());
@@ -126,7 +107,7 @@ TEST_F(c_plugins_test, what_cannot_be_opened_is_refused_and_leaks_nothing) {
         {"gzip", plain, "r", EBADMSG, 0},        {"gzip", empty, "r", EBADMSG, 0},
         {"gzip", "/proc/self/mem", "r", EIO, 0},
     };
-    auto const before = open_descriptors();
+    auto const before = support::open_files();
     for (auto const& [key, path, mode, read, write] : cases) {
         auto const from = reader(key);
         auto const to = writer(key);
@@ -136,7 +117,7 @@ TEST_F(c_plugins_test, what_cannot_be_opened_is_refused_and_leaks_nothing) {
         EXPECT_GT(0, to->write("x", 1) & to->flush() & to->tell() & to->size());
         EXPECT_EQ(0, from->close() | to->close());
     }
-    EXPECT_EQ(before, open_descriptors());
+    EXPECT_EQ(before, support::open_files());
     EXPECT_EQ("no gzip file", support::read_file(plain));
 }
 

@@ -14,12 +14,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using support::id_of;
+
 constexpr int k_threads = 6;
 constexpr int k_rounds = 40;
-
-std::string id_of(std::string const& key) {
-    return "io/read/" + key + "/tests/1.0";
-}
 
 std::string key_of(int thread, int round) {
     return std::to_string(thread) + "-" + std::to_string(round);
@@ -48,8 +46,7 @@ class concurrency : public testing::Test {
   protected:
     // A plug-in directory over the shared object of `memory`.
     void install(std::string const& directory, std::string const& key) {
-        files.write(directory + "/plugin.xml",
-                    support::plugin_element("c-style", "read", key, support::k_memory_reader));
+        files.write(directory + "/plugin.xml", support::reader_element(key));
         fs::create_directories(files.path(directory + "/darwin/x86"));
         fs::copy(support::built_object("memory"), files.path(directory + "/darwin/x86/plugin.so"));
     }

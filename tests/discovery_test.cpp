@@ -1,7 +1,5 @@
 #include <sys/stat.h>
 
-#include <iterator>
-
 #include <gtest/gtest.h>
 
 #include <morbase/es.h>
@@ -13,16 +11,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using support::id_of;
 using support::plugin_element;
+using support::reader_element;
 using strings = std::vector<std::string>;
-
-std::string reader_element(std::string const& key) {
-    return plugin_element("c-style", "read", key, support::k_memory_reader);
-}
-
-std::string id_of(std::string const& key) {
-    return "io/read/" + key + "/tests/1.0";
-}
 
 class discovery : public testing::Test {
   protected:
@@ -50,8 +42,7 @@ class discovery : public testing::Test {
     }
 
     std::string cannot_open(std::string const& name) const {
-        return "failed to load plugin: Could not create xml reader for \"" + files.path(name) +
-               "/plugin.xml\"\n";
+        return support::cannot_open(files.path(name));
     }
 
     support::temporary_directory files;
@@ -191,15 +182,12 @@ TEST_F(discovery, failures_leave_no_file_open) {
     describe("truncated", "<bundle>");
     describe("faulty", "<plugin><interface><bind>f</bind></interface></plugin>");
     fs::create_directories(files.path("missing"));
-    auto const open_files = [] {
-        return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
-    };
     scan();
-    auto const before = open_files();
+    auto const before = support::open_files();
     for (int round = 0; round < 20; ++round) {
         EXPECT_EQ(scan(), 0);
     }
-    EXPECT_EQ(open_files(), before);
+    EXPECT_EQ(support::open_files(), before);
 }
 
 }  // namespace

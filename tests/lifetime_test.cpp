@@ -28,10 +28,7 @@ class lifetime : public testing::Test {
         fs::copy(support::built_object(name), object_path(name));
     }
 
-    void install_memory() {
-        install("memory",
-                support::plugin_element("c-style", "read", "k", support::k_memory_reader));
-    }
+    void install_memory() { install("memory", support::reader_element("k")); }
 
     void install_native(std::string const& create = "native_create") {
         install("native", support::plugin_element("native", "read", "k", {{"create", create}}));
@@ -109,7 +106,7 @@ TEST_F(lifetime, a_failed_creation_keeps_nothing_beyond_the_registry) {
 
 // What leaks would add to.
 struct holdings {
-    std::ptrdiff_t files = std::distance(fs::directory_iterator("/proc/self/fd"), {});
+    std::ptrdiff_t files = support::open_files();
     std::size_t bytes = mallinfo2().uordblks;
 };
 

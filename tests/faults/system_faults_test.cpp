@@ -123,13 +123,10 @@ void* dlsym(void* handle, char const* name) noexcept {
 
 namespace {
 
+using support::reader_element;
 using strings = std::vector<std::string>;
 
 constexpr char const* k_head = "failed to load plugin: ";
-
-std::string reader_element(std::string const& key) {
-    return support::plugin_element("c-style", "read", key, support::k_memory_reader);
-}
 
 class system_faults : public testing::Test {
   protected:
@@ -144,11 +141,6 @@ class system_faults : public testing::Test {
         auto const start = std::min(errors.find(k_head), errors.size());
         EXPECT_TRUE(start == 0 || errors.compare(0, 12, "I/O error : ") == 0) << errors;
         return errors.substr(start);
-    }
-
-    std::string cannot_open(std::string const& name) const {
-        return k_head + ("Could not create xml reader for \"" + files.path(name)) +
-               "/plugin.xml\"\n";
     }
 
     support::temporary_directory files;
@@ -197,7 +189,7 @@ TEST_F(system_faults, a_file_that_is_never_opened_has_the_documented_line) {
             system_fault const fault(k_open, k_fails, error, 0, true);
             EXPECT_FALSE(registry->load_plugin(files.path("a")));
         });
-        EXPECT_EQ(errors, cannot_open("a"));
+        EXPECT_EQ(errors, support::cannot_open(files.path("a")));
     }
 }
 
@@ -209,7 +201,7 @@ TEST_F(system_faults, a_directory_without_types_is_scanned_all_the_same) {
         EXPECT_EQ(registry->load_plugins(files.path()), 1);
         EXPECT_TRUE(fault.met());
     });
-    EXPECT_EQ(errors, cannot_open("notes.txt"));
+    EXPECT_EQ(errors, support::cannot_open(files.path("notes.txt")));
 }
 
 TEST_F(system_faults, a_listing_that_breaks_off_keeps_what_came_before) {

@@ -98,6 +98,21 @@ inline keys_and_values const k_memory_reader = {{"open", "memory_open"},
                                                 {"seek", "memory_seek"},
                                                 {"size", "memory_size"}};
 
+// A description of the plug-in `memory` whose id is id_of(key).
+inline std::string reader_element(std::string const& key) {
+    return plugin_element("c-style", "read", key, k_memory_reader);
+}
+
+inline std::string id_of(std::string const& key) {
+    return "io/read/" + key + "/tests/1.0";
+}
+
+// The line for a plug-in directory without a description that can be opened.
+inline std::string cannot_open(std::string const& directory) {
+    return "failed to load plugin: Could not create xml reader for \"" + directory +
+           "/plugin.xml\"\n";
+}
+
 // A shared object of tests/plugins.
 inline std::string built_object(std::string const& name) {
     return TEST_PLUGIN_DIR "/" + name + "/darwin/x86/plugin.so";

@@ -3,6 +3,7 @@
 #ifndef TESTS_SUPPORT_FILES_H
 #define TESTS_SUPPORT_FILES_H
 
+#include <cstddef>
 #include <filesystem>
 #include <string>
 
@@ -30,6 +31,9 @@ class temporary_directory {
 };
 
 std::string read_file(std::string const& path);
+
+// How many files this process has open.
+std::ptrdiff_t open_files();
 
 // Text to fill files with, of which no two places are alike.
 std::string sample(std::size_t size);
