@@ -14,6 +14,7 @@ void plugins::plugin_table::enter(std::string const& id, owned_entry const& pair
 
 plugins::plugin_table::owned_entry plugins::plugin_table::replace(std::string const& id,
                                                                   owned_entry const& pair) {
+    // Nothing here allocates, so no failure can leave the two apart.
     by_id.at(id) = {pair.maker.get(), pair.description.get()};
     return std::exchange(entries.find(std::string_view(id))->second, pair);
 }

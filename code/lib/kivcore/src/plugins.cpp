@@ -16,7 +16,6 @@ namespace {
 using table_lock = std::lock_guard<morbase::mutex const>;
 
 constexpr std::size_t k_id_fields = 5;
-constexpr int k_fetched_ahead = 4;
 
 std::string composed_id(plugins::info const& description, std::string const& key) {
     return value_of(description, "interface.category") + '/' +
@@ -121,16 +120,9 @@ std::vector<std::string> plugins::find_plugins(std::string const& expression) co
     pattern wanted(expression);
     std::string const start = wanted.literal_start();
     id_sorter found;
-    auto place = table->lower_bound(start);
-    auto ahead = place;  // ids lie in the order of entering: some are fetched while one is matched
-    for (int lead = 0; lead < k_fetched_ahead && ahead != table->end(); ++lead) {
-        ++ahead;
-    }
-    for (; place != table->end() && place->first.compare(0, start.size(), start) == 0; ++place) {
-        if (ahead != table->end()) {
-            __builtin_prefetch(ahead->first.data());
-            ++ahead;
-        }
+    // Only ids that begin as the expression does can match, and they stand together.
+    for (auto place = table->lower_bound(start);
+         place != table->end() && place->first.compare(0, start.size(), start) == 0; ++place) {
         if (wanted.matches(place->first)) {
             found.add(place->first);
         }

@@ -1,3 +1,7 @@
+// The record of one plug-in, read from its description. Reading is lenient: elements and
+// sections may come in any order and number, unknown elements are ignored but what they hold
+// is read, and an element without a text takes the next one.
+
 #include <algorithm>
 #include <string>
 #include <string_view>

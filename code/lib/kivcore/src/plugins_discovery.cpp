@@ -1,3 +1,5 @@
+// How the registry finds plug-ins on disk: directories, and what their descriptions hold.
+
 #include <dirent.h>
 #include <sys/stat.h>
 
