@@ -25,8 +25,11 @@ function(kivcore_add_plugin name)
         set(arg_OUTPUT_ROOT ${CMAKE_CURRENT_BINARY_DIR}/plugins)
     endif()
 
-    # Unique symbols would pin the shared object in memory: closing it would do nothing.
-    check_cxx_compiler_flag(-fno-gnu-unique KIVCORE_HAS_NO_GNU_UNIQUE)
+    # Unique symbols would pin the shared object in memory: closing it would do nothing. C
+    # has none, and a project in C alone no compiler to ask.
+    if(CMAKE_CXX_COMPILER_LOADED)
+        check_cxx_compiler_flag(-fno-gnu-unique KIVCORE_HAS_NO_GNU_UNIQUE)
+    endif()
 
     set(target plugin_${name})
     add_library(${target} MODULE ${arg_SOURCES})

@@ -40,7 +40,8 @@ function(kivcore_library name macro)
     set_target_properties(
         ${name}
         PROPERTIES VERSION ${PROJECT_VERSION}
-                   SOVERSION ${PROJECT_VERSION_MAJOR}
+                   # While the major version is 0, a minor one may change the interface.
+                   SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}
                    INSTALL_RPATH "$ORIGIN")
     kivcore_warnings(${name})
     kivcore_hardening(${name})
