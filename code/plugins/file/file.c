@@ -10,6 +10,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <limits.h>
 #include <stdbool.h>
 #include <stdlib.h>
 #include <string.h>
@@ -129,7 +130,9 @@ EXPORTED int file_read(void* handle, void* target, unsigned int count) {
     if (file == NULL) {
         return -EBADF;
     }
-    size_t const wanted = bounded(count);
+    // Where no position is left there is no byte either: the system would refuse to look.
+    long long const ahead = LLONG_MAX - file->position;
+    size_t const wanted = ahead < (long long)bounded(count) ? (size_t)ahead : bounded(count);
     size_t done = 0;
     ssize_t moved = 0;
     while (done < wanted && (moved = read_some(file, (char*)target + done, wanted - done)) > 0) {

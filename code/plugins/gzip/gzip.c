@@ -193,14 +193,15 @@ EXPORTED long long gzip_reader_seek(void* handle, long long offset, unsigned cha
     return position;
 }
 
-// "w" or "a", and a level from 1 to 9 behind it or nothing. zlib itself takes any
-// letters, and some of them change what is written.
+// "w" or "a", then a "b" or nothing, then a level from 1 to 9 or nothing. zlib itself takes
+// any letters, and some of them change what is written.
 static bool is_write_mode(char const* mode) {
     if (mode[0] != 'w' && mode[0] != 'a') {
         return false;
     }
-    bool const has_level = mode[1] >= '1' && mode[1] <= '9';
-    return mode[has_level ? 2 : 1] == '\0';
+    char const* rest = mode + (mode[1] == 'b' ? 2 : 1);
+    bool const has_level = rest[0] >= '1' && rest[0] <= '9';
+    return rest[has_level ? 1 : 0] == '\0';
 }
 
 // Leaves *handle alone unless it succeeds.

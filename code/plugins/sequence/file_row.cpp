@@ -33,14 +33,15 @@ int file_row::find(std::string const& pattern) {
     if (!problem.empty()) {
         return refuse(-EINVAL, pattern, problem);
     }
-    directory.reset(opendir(directory_path.empty() ? "." : directory_path.c_str()));
+    std::string const listed = directory_path.empty() ? "." : directory_path;
+    directory.reset(opendir(listed.c_str()));
     if (!directory) {
-        return refuse_with_errno(directory_path, errno);
+        return refuse_with_errno(listed, errno);
     }
     std::vector<long long> numbers;
     int const unlisted = list_numbers(numbers);
     if (unlisted != 0) {
-        return refuse_with_errno(directory_path, -unlisted);
+        return refuse_with_errno(listed, -unlisted);
     }
     if (numbers.empty()) {
         return refuse(-ENOENT, pattern, "describes no file that is there");

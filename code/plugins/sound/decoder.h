@@ -40,8 +40,8 @@ class decoder {
     unsigned int sample_rate() const { return static_cast<unsigned int>(facts.samplerate); }
     unsigned int bits_per_sample() const { return is_float ? 32 : 16; }
 
-    // Of one channel. What the file says; when it does not, or says what cannot be
-    // true, the samples that can be decoded.
+    // Of one channel. What libsndfile takes from the file; when that is nothing, or
+    // cannot be true, the samples that can be decoded.
     long long samples() const { return sample_count; }
 
     // Whether the samples were counted and end in damage, not at the file's end.

@@ -10,7 +10,8 @@
 //   EBUSY     open, and something is open already
 //   EINVAL    a mode other than "r" and "rb", a track, origin or position that is not there
 //   EISDIR, ESPIPE   open, of what is no regular file
-//   EBADMSG   content that libsndfile does not read, that is damaged or cut off
+//   EBADMSG   content that libsndfile does not read, that is damaged or cut off. A file of
+//             plain samples, such as WAV, that is cut off is to libsndfile a shorter one.
 //   ENOBUFS   read_frame, into too small a buffer
 //   ENOMEM    open; and whatever the system has against opening the file
 // A read that meets damage half-way gives what comes before it, and the failure the next
