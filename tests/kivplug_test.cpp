@@ -94,6 +94,11 @@ TEST_F(kivplug, lists_and_describes_plugins) {
     EXPECT_EQ(run("describe -d plugins 'a\\s.*'").out,
               "interface.category: a\\n\\x7f\n"
               "path:               plugins/bare\n");
+    describe("plugins/faulty", "<plugin><interface><bind>f</bind></interface></plugin>");
+    EXPECT_EQ(run("-d plugins list io/.*10").err,
+              "failed to load plugin: xml parse: failed to read 'function' attribute of 'bind'\n"
+              "kivplug: 'plugins/faulty' is left out, the line above says why\n");
+    std::filesystem::remove_all(files.path("plugins/faulty"));
     expect_refused("list -d plugins 'io['",
                    "no id matches 'io[' as a whole; it must be a valid regular expression, and "
                    "'kivplug list' shows the ids");
@@ -158,7 +163,7 @@ TEST_F(kivplug, copies_through_a_writer_and_a_reader) {
     EXPECT_EQ(support::read_file(files.path("out")), content);
     auto const read = "read 'io/read/gz.*' made.gz "s;
     EXPECT_EQ(run(read).out, content);
-    EXPECT_EQ(run(read + "-o /dev/stdout --offset 0300000 --count 299999").out,
+    EXPECT_EQ(run(read + "-o /dev/fd/1 --offset 0300000 --count 299999").out,
               content.substr(300'000, 299'999));
     EXPECT_EQ(run(read + "--offset 699990 --count 1000").out, content.substr(699'990));
     EXPECT_EQ(run(read + "--count 0").out, "");
@@ -201,6 +206,11 @@ TEST_F(kivplug, browses_an_archive_down_to_its_files) {
     std::string const url = all[3]["url"];
     EXPECT_EQ(run("read 'io/read/archive/.*' '" + url + "'").out, "some text");
     std::string const id = "io/browse/archive/kivcore/1.0";
+    ASSERT_EQ(files.shell("tar -C in -cf a.tar top docs && head -c 1200 a.tar >cut.tar"), 0);
+    auto const cut = run("browse " + id + " cut.tar --json");
+    EXPECT_EQ(cut.status, 1);
+    EXPECT_EQ(json::parse(cut.out).size(), 1U);
+    EXPECT_EQ(cut.err.find("kivplug: 'cut.tar' is damaged: "), 0U) << cut.err;
     expect_refused("browse " + id + " in",
                    id + ": there is nothing to browse at 'in'; check that it is there, intact and "
                         "of the kind that this plug-in browses");
@@ -307,6 +317,8 @@ TEST_F(kivplug, leaves_the_output_alone_until_the_input_is_open) {
     std::string const read = "read io/read/file/kivcore/1.0 ";
     std::string const write = "write io/write/file/kivcore/1.0 kept ";
     std::string const input = "; give another input with -i";
+    std::string const own = ": it is what is ";
+    std::string const taken = own + "read; give another output with -o";
     std::pair<std::string, std::string> const refused[] = {
         {read + "nowhere -o kept",
          "io/read/file/kivcore/1.0: open of 'nowhere' failed: result -2 (No such file or "
@@ -315,10 +327,16 @@ TEST_F(kivplug, leaves_the_output_alone_until_the_input_is_open) {
         {write + "-i nowhere", "cannot read 'nowhere': No such file or directory" + input},
         {write + "-i .", "cannot read '.': Is a directory" + input},
         {write + "<&-", "cannot read standard input: Bad file descriptor" + input},
-        {write + "-i ./kept", "'./kept' and 'kept' are the same file; give another one with -i"},
-        {read + "kept -o ./kept",
-         "'kept' and './kept' are the same file; give another one with -o"},
+        {write + "-i ./kept", "cannot read './kept'" + own + "to be written" + input},
+        {write + "<kept", "cannot read standard input" + own + "to be written" + input},
+        {read + "kept -o ./kept", "cannot write './kept'" + taken},
+        {"read 'io/read/sequence/.*' 'kep%d' -o kep1", "cannot write 'kep1'" + taken},
+        {"read 'io/read/archive/.*' 'archive:a.tar!/kept' -o a.tar",
+         "cannot write 'a.tar'" + taken},
     };
+    files.write("kep0", "");
+    files.write("kep1", "");
+    ASSERT_EQ(files.shell("tar -cf a.tar kept"), 0);
     for (auto const& [arguments, message] : refused) {
         expect_refused(arguments, message);
         EXPECT_EQ(support::read_file(files.path("kept")), "kept");

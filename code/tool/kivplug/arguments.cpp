@@ -87,7 +87,8 @@ void add_describe(CLI::App& app, command_line& line) {
 }
 
 void add_read(CLI::App& app, command_line& line) {
-    auto& verb = add_verb(app, line, "read", "Copy what a reader gives to a file", line.read, read);
+    auto& verb = add_verb(app, line, "read", "Copy what a reader reads to a file, or print it",
+                          line.read, read);
     add_place(verb, line.read, "The reader");
     add_output(verb, line.read.output);
     add_amount(verb, "--offset", line.read.offset, "BYTES", "Start this far into the data");
@@ -121,8 +122,8 @@ void add_tracks(CLI::App& app, command_line& line) {
 }
 
 void add_frames(CLI::App& app, command_line& line) {
-    auto& verb =
-        add_verb(app, line, "frames", "Copy frames of a track to a file", line.frames, frames);
+    auto& verb = add_verb(app, line, "frames", "Copy frames of a track to a file, or print them",
+                          line.frames, frames);
     add_place(verb, line.frames, "The frame reader");
     add_amount(verb, "--track", line.frames.track, "N", "The track, counted from 0")->required();
     add_amount(verb, "--from", line.frames.first, "FRAME", "Start here, counted from 0");
@@ -139,8 +140,9 @@ void add_files(CLI::App& app, command_line& line) {
 }
 
 void add_watch(CLI::App& app, command_line& line) {
-    auto& verb = add_verb(app, line, "watch", "Print what a monitor sees, until interrupted",
-                          line.watch, watch);
+    auto& verb =
+        add_verb(app, line, "watch", "Print what a monitor sees, until interrupted or its end",
+                 line.watch, watch);
     add_word(verb, "ID", line.watch.id, "The monitor");
     add_word(verb, "PATH", line.watch.path, "What it watches");
     verb.add_flag("--json", line.watch.json, "Print a JSON object on a line for each event");
@@ -156,6 +158,7 @@ void add_arguments(CLI::App& app, command_line& line) {
     app.get_formatter()->label("SUBCOMMAND", "VERB");
     app.add_option("-d,--directory", line.directories, k_directory_help)
         ->type_name("DIR")
+        ->option_text("DIR")
         ->allow_extra_args(false);  // the word behind DIR is the verb
     for (auto* const add : {add_list, add_describe, add_read, add_write, add_browse, add_tracks,
                             add_frames, add_files, add_watch}) {

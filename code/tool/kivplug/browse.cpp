@@ -171,6 +171,19 @@ void walk::print_json(std::vector<entry> const& entries) {
     }
 }
 
+// A browser may say of the place where browsing starts what is wrong with it, as the one of
+// archives does: what was listed is then not all that there should be.
+void report_damage(browser& source, place const& where) {
+    std::map<std::string, std::string> info;
+    auto const ask = [&] { source.get_info(where.path, info); };
+    guarded(where, "get_info", ask, k_advice);
+    auto const damage = info.find("damage");
+    if (damage != info.end()) {
+        throw failure(quoted(where.path) + " is damaged: " + printable(damage->second) +
+                      "; what is listed is what can be told, get a whole copy for the rest");
+    }
+}
+
 // The path that was given, or else the browser's own root.
 std::string start_of(browser& source, place const& where) {
     std::string path = where.path;
@@ -200,6 +213,7 @@ void browse(host const& from, byte_sink& out, browse_options const& options) {
                       "; check that it is there, intact and of the kind that this plug-in browses");
     }
     walk(*source, id, out, options).start(where.path);
+    report_damage(*source, where);
 }
 
 }  // namespace kivplug

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <system_error>
 #include <utility>
 
@@ -37,6 +38,11 @@ int reading_error(int number) {
     return S_ISDIR(status.st_mode) ? EISDIR : 0;
 }
 
+bool may_be_read(int number) {
+    int const flags = fcntl(number, F_GETFL);
+    return flags >= 0 && (flags & O_ACCMODE) != O_WRONLY;
+}
+
 [[noreturn]] void cannot_read(std::string const& name, int error) {
     throw failure("cannot read " + name + ": " + error_text(error) +
                   "; give another input with -i");
@@ -57,6 +63,23 @@ descriptor::~descriptor() {
 
 int descriptor::release() noexcept {
     return std::exchange(held, -1);
+}
+
+bool is_open_for_reading(std::string const& path) {
+    struct stat wanted {};
+    if (stat(path.c_str(), &wanted) != 0 || !S_ISREG(wanted.st_mode)) {
+        return false;
+    }
+    std::error_code unknown;  // where descriptors cannot be listed nothing is known of them
+    for (auto const& entry : std::filesystem::directory_iterator("/proc/self/fd", unknown)) {
+        int const number = std::stoi(entry.path().filename().string());
+        struct stat opened {};
+        if (may_be_read(number) && fstat(number, &opened) == 0 && opened.st_dev == wanted.st_dev &&
+            opened.st_ino == wanted.st_ino) {
+            return true;
+        }
+    }
+    return false;
 }
 
 byte_source::byte_source(descriptor opened, std::string called)

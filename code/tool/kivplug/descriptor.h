@@ -29,6 +29,10 @@ class descriptor {
     int held;
 };
 
+// Whether this process, plug-ins and all, has the regular file at that path open and may
+// read it.
+bool is_open_for_reading(std::string const& path);
+
 class byte_source {
   public:
     // Both raise at once when there is nothing to read, so that no output is touched:

@@ -3,6 +3,7 @@
 #include <dirent.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
@@ -137,12 +138,29 @@ void host::load(std::string const& directory, std::string const& origin) const {
     require_readable(directory, origin);
     std::error_code unknown;  // what cannot be looked at is left to the library's notices
     if (!fs::exists(fs::path(directory) / "plugin.xml", unknown)) {
-        loaded->load_plugins(directory);
+        load_each(directory);
         return;
     }
     if (!loaded->load_plugin(directory)) {
         throw failure("cannot load the plug-in directory " + quoted(directory) + ", " + origin +
                       "; mend its plugin.xml, the line above says what is wrong");
+    }
+}
+
+// As load_plugins, but one by one: the library's line on a failure need not name the
+// directory. One that fails keeps nobody from using the others.
+void host::load_each(std::string const& directory) const {
+    for (auto const& found : fs::directory_iterator(directory)) {
+        auto const name = found.path().filename().string();
+        std::error_code unknown;
+        if (name.front() == '.' || !found.is_directory(unknown)) {
+            continue;
+        }
+        auto const path = morbase::path_appended(directory, name, '/');
+        if (!loaded->load_plugin(path)) {
+            std::fprintf(stderr, "kivplug: %s is left out, the line above says why\n",
+                         quoted(path).c_str());
+        }
     }
 }
 

@@ -47,6 +47,7 @@ class host {
 
   private:
     void load(std::string const& directory, std::string const& origin) const;
+    void load_each(std::string const& directory) const;
 
     // Calls `create` and turns what it throws into a failure that names the plug-in. Does
     // not call it when the shared object would end the process or block it.

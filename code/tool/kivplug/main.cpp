@@ -23,7 +23,8 @@ enum e_status : int { k_done = 0, k_failed = 1, k_misused = 2 };
 int report_misuse(CLI::App const& app, CLI::ParseError const& error) {
     std::string reason = error.what();
     auto const words = app.remaining();
-    if (app.get_subcommands().empty()) {
+    bool const lacks_value = dynamic_cast<CLI::ArgumentMismatch const*>(&error) != nullptr;
+    if (app.get_subcommands().empty() && !lacks_value) {
         reason = words.empty() ? "a verb is missing"
                                : kivplug::quoted(words.front()) + " is not a verb of kivplug";
     }

@@ -128,7 +128,7 @@ void copy_frames(frame_reader& file, place const& where, byte_sink& out, std::si
     std::unique_ptr<char[]> const buffer(new (std::nothrow) char[capacity]);
     if (!buffer) {
         throw failure(where.describe("read_frame") + " needs " + std::to_string(capacity) +
-                      " bytes of memory for a frame, and there are not as many");
+                      " bytes of memory for a frame, and there are not as many" + k_advice);
     }
     progress shown(!out.is_terminal());
     for (long long done = 0; done < count; ++done) {
@@ -169,7 +169,6 @@ void tracks(host const& from, byte_sink& out, tracks_options const& options) {
 void frames(host const& from, byte_sink& standard_output, frames_options const& options) {
     place const where{from.resolve(options.id), options.path};
     auto const file = from.create<frame_reader>(where.id, k_kind_frame_reader);
-    require_different_files(options.path, options.output, "-o");
     open_for_reading(*file, where, k_read_mode);
     // All that can be refused is, before the output is created or emptied.
     auto const track = select_track(*file, where, options.track);

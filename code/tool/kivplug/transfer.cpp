@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <vector>
 
+#include <kivcore/multi_file_reader.h>
 #include <kivcore/reader.h>
 #include <kivcore/writer.h>
 
@@ -15,13 +16,39 @@ namespace kivplug {
 
 namespace {
 
+namespace fs = std::filesystem;
+
 // Moved by one call of a plug-in: the cost of the call vanishes in it.
 constexpr std::size_t k_step = 256 * std::size_t{1024};
 
-// By now the path /dev/stdout leads to where notices go, as everything does that is
-// not ours: it must not be opened like a file.
+// By now these paths lead to where notices go, as everything does that is not ours: they
+// must not be opened like a file.
 bool is_standard_output(std::string const& output) {
-    return output == k_standard || output == "/dev/stdout";
+    return output == k_standard || output == "/dev/stdout" || output == "/dev/fd/1" ||
+           output == "/proc/self/fd/1";
+}
+
+// Whether both paths lead to one file whose bytes stay: a terminal may be read and written.
+bool are_one_file(std::string const& one, std::string const& other) {
+    std::error_code none;  // what does not exist is not the same file
+    return fs::equivalent(one, other, none) && fs::is_regular_file(one, none);
+}
+
+// Whether the reader reads the file at that path: it was opened by it, holds it open, or
+// will come to it in its row of files.
+bool is_read_by(kivcore::reader& file, place const& where, std::string const& path) {
+    if (are_one_file(where.path, path) || is_open_for_reading(path)) {
+        return true;
+    }
+    auto* const row = dynamic_cast<kivcore::multi_file_reader*>(&file);
+    bool found = false;
+    auto const ask = [&] {
+        for (unsigned int i = 0; row != nullptr && !found && i < row->file_count(); ++i) {
+            found = are_one_file(row->file_path(i), path);
+        }
+    };
+    guarded(where, "file_path", ask, k_report_fault);
+    return found;
 }
 
 void seek_to(kivcore::reader& file, place const& where, long long offset) {
@@ -95,21 +122,15 @@ void copy_and_close(kivcore::reader& file, place const& where, byte_sink& out,
 
 }  // namespace
 
-void require_different_files(std::string const& input, std::string const& output,
-                             std::string const& option) {
-    std::error_code none;  // what does not exist is not the same file
-    if (std::filesystem::equivalent(input, output, none) &&
-        std::filesystem::is_regular_file(input, none)) {
-        throw failure(quoted(input) + " and " + quoted(output) +
-                      " are the same file; give another one with " + option);
-    }
-}
-
 void deliver(kivcore::reader& file, place const& where, std::string const& output,
              byte_sink& standard_output, std::function<void(byte_sink&)> const& copy) {
     if (is_standard_output(output)) {
         copy_and_close(file, where, standard_output, copy);
         return;
+    }
+    if (is_read_by(file, where, output)) {
+        throw failure("cannot write " + quoted(output) +
+                      ": it is what is read; give another output with -o");
     }
     byte_sink out = byte_sink::to_file(output);
     copy_and_close(file, where, out, copy);
@@ -118,7 +139,6 @@ void deliver(kivcore::reader& file, place const& where, std::string const& outpu
 void read(host const& from, byte_sink& standard_output, read_options const& options) {
     place const where{from.resolve(options.id), options.path};
     auto const file = from.create<kivcore::reader>(where.id, kivcore::plugin::k_kind_reader);
-    require_different_files(options.path, options.output, "-o");
     open_for_reading(*file, where, options.mode);
     seek_to(*file, where, options.offset);
     deliver(*file, where, options.output, standard_output,
@@ -128,10 +148,14 @@ void read(host const& from, byte_sink& standard_output, read_options const& opti
 void write(host const& from, byte_sink& /*standard_output*/, write_options const& options) {
     place const where{from.resolve(options.id), options.path};
     auto const file = from.create<kivcore::writer>(where.id, kivcore::plugin::k_kind_writer);
-    require_different_files(options.input, options.path, "-i");
+    bool const is_standard = options.input == k_standard;
+    if (are_one_file(is_standard ? "/dev/stdin" : options.input, options.path)) {
+        throw failure("cannot read " + (is_standard ? "standard input" : quoted(options.input)) +
+                      ": it is what is to be written; give another input with -i");
+    }
     // The input comes first: opening the writer may empty a file.
-    byte_source in = options.input == k_standard ? byte_source::from_standard_input()
-                                                 : byte_source::from_file(options.input);
+    byte_source in =
+        is_standard ? byte_source::from_standard_input() : byte_source::from_file(options.input);
     auto const open = [&] { return file->open(options.path, options.mode); };
     checked(where, "open", open,
             "; check that its directory is there and can be written, and the mode " +

@@ -18,13 +18,10 @@ namespace kivplug {
 // Stands for standard input or output in place of a file name.
 constexpr char const* k_standard = "-";
 
-// Raises a failure when input and output are one file: opening the output would empty
-// the input before it is read. The option is the one to change.
-void require_different_files(std::string const& input, std::string const& output,
-                             std::string const& option);
-
 // Has `copy` fill the output, which is created or emptied only now, and closes it and
-// the reader. When that fails, the failure says what the output holds.
+// the reader, which is open at `where`. Refuses an output that the reader reads, as far
+// as can be told: to empty it would empty the input. When something fails later, the
+// failure says what the output holds.
 void deliver(kivcore::reader& file, place const& where, std::string const& output,
              byte_sink& standard_output, std::function<void(byte_sink&)> const& copy);
 
