@@ -1,7 +1,8 @@
 // The family of exceptions that every library here raises. An exception carries
 // a message for people and the source file and line that raised it; it owns all
 // of its texts. Catch es::base by reference to meet any of them. Only want of memory
-// is told otherwise, by std::bad_alloc.
+// is told otherwise, by std::bad_alloc or, for a size that none could have, by
+// std::length_error.
 //
 // Each class but base has a raise(), which throws an exception of just that class with copies of
 // the texts, or std::bad_alloc. The destructors lie in the library, so that the host and

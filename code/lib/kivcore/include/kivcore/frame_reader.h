@@ -4,7 +4,8 @@
 //
 // kind() is that of every reader. Whether an object is more is for a cast to tell, and
 // for kivcore::create<frame_reader>. What the stream operations are about, the file or
-// the selected track, is the plug-in's to say.
+// the selected track, is the plug-in's to say, and so is what the bytes of a frame are: the
+// record tells no sample or pixel format. Operations raise what the plug-in raises.
 
 #ifndef KIVCORE_FRAME_READER_H
 #define KIVCORE_FRAME_READER_H
@@ -32,7 +33,7 @@ class KIVCORE_API frame_reader : public reader {
     virtual unsigned int track_count() = 0;
 
     // The record of a track, shared with the caller; null when there is no such track.
-    // Like every object of a plug-in it goes before the factory.
+    // Like every object of a plug-in it must be released before the factory.
     virtual morbase::ptr_refcount<media_information> track_information(unsigned int track) = 0;
 
     // Makes track the one that the operations below are about. 0 for success,
@@ -75,7 +76,8 @@ class KIVCORE_API frame_reader::media_information : public morbase::object_refco
     ~media_information() override;
 
     // The record as lines of "label: value", each ended by a newline. For people, and in
-    // English; programs read the fields. Raises std::bad_alloc.
+    // English; programs read the fields. Raises std::bad_alloc; a plug-in's own records
+    // may raise more.
     virtual std::string describe() const = 0;
 
     media_type const type;
@@ -102,8 +104,8 @@ class KIVCORE_API frame_reader::video_media_information : public media_informati
     morbase::timecode const start_timecode;
     unsigned int const pixel_width;
     unsigned int const pixel_height;
-    float const pixel_aspect_ratio;
-    unsigned int const field_order;
+    float const pixel_aspect_ratio;  // of one pixel, its width over its height
+    unsigned int const field_order;  // a number of the plug-in's
 };
 
 // A track of sound. A frame is a run of samples of every channel; the last one of a track
@@ -128,7 +130,7 @@ class KIVCORE_API frame_reader::audio_media_information : public media_informati
     unsigned int const bits_per_sample;
     unsigned int const eighth_value;  // reserved: kept, without a meaning, not printed
     float const sample_rate;          // samples per second
-    int const offset_from_video;      // samples
+    int const offset_from_video;      // samples; which way is the plug-in's to say
 };
 
 }  // namespace kivcore

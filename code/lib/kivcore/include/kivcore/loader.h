@@ -1,7 +1,8 @@
 // A loader stands for one shared object of a plug-in directory. Making one
 // records the path and opens nothing; the object is opened when the first
 // function is bound and closed with the loader's last reference. Factories
-// share it. It takes no lock: callers hold the registry's.
+// share it. It takes no lock: callers serialise their calls, as the registry's factories
+// do under its lock.
 //
 // What comes out of an open object (addresses, objects made by its code, exceptions of
 // its own classes) is valid only while it stays open. Opening and closing run its code:

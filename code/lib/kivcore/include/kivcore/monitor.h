@@ -1,6 +1,7 @@
 // A plug-in object that watches something and tells a handler what changes. What it
 // has to tell is told inside poll, on the thread that calls it: a host needs no thread of
-// its own for it and no lock in its handler. One thread at a time uses a monitor.
+// its own for it and no lock in its handler. One thread at a time uses a monitor. Its
+// operations raise what the plug-in raises.
 
 #ifndef KIVCORE_MONITOR_H
 #define KIVCORE_MONITOR_H
@@ -22,16 +23,18 @@ class KIVCORE_API monitor : public plugin {
     // "monitor"
     std::string kind() override;
 
-    // Watches path from now on and tells sink, which stays the caller's and must live
-    // until stop. 0 for success, negative for a failure.
+    // Watches path from now on and tells sink, which is not null, stays the caller's and
+    // must live until stop or the monitor's end. 0 for success, negative for a failure: one
+    // is a monitor that watches something already, which goes on with that.
     virtual int start(std::string const& path, handler* sink) = 0;
 
     // Delivers what has happened, waiting up to timeout_ms milliseconds for it; -1
     // waits without a limit. Returns the number of events, 0 at the time limit,
-    // negative for a failure.
+    // negative for a failure and when nothing is watched.
     virtual int poll(int timeout_ms) = 0;
 
-    // Watches no longer. 0 for success, negative for a failure.
+    // Watches no longer. 0 for success, negative for a failure and when nothing is watched.
+    // A monitor that goes without it has stopped as well.
     virtual int stop() = 0;
 };
 

@@ -1,7 +1,8 @@
 // A reader over a row of files that belong together. As a stream it is the files
 // end to end: a position is counted from the start of the first one, and a read goes on
 // into the next file. Files are counted from 0; sizes are in bytes. One thread at a time
-// uses a multi_file_reader. kind() is that of every reader: a cast tells more.
+// uses a multi_file_reader. kind() is that of every reader: a cast tells more. Operations
+// raise what the plug-in raises.
 
 #ifndef KIVCORE_MULTI_FILE_READER_H
 #define KIVCORE_MULTI_FILE_READER_H

@@ -16,8 +16,11 @@
 // with an es::call. Objects that a registry made must be released before it is,
 // and before a native plug-in takes over their id; kivcore::instance sees to that.
 //
-// Notices are printed: refusals and replacements to standard output, why a directory
-// failed to load to standard error.
+// Notices are printed: why a directory failed to load to standard error; refusals and
+// replacements, and what the XML library has against a description, to standard output. A
+// refusal says "native" of what is present, whatever flavor that has.
+//
+// Operations raise std::bad_alloc besides what they say.
 
 #ifndef KIVCORE_PLUGINS_H
 #define KIVCORE_PLUGINS_H
@@ -46,6 +49,7 @@ class KIVCORE_API plugins : public morbase::object_refcount {
 
     // An empty registry. root: the directory whose plugin.rng stands for the description's
     // schema. It is only named: descriptions are not validated, and nothing need be there.
+    // Made with new and held by a ptr_refcount where instances are to share it.
     explicit plugins(std::string const& root);
     ~plugins() override;
 
@@ -68,8 +72,11 @@ class KIVCORE_API plugins : public morbase::object_refcount {
 
     // A new object of the plug-in with this id, owned by the caller. Null when the
     // id is unknown, when its entry has no factory, and when the factory made
-    // nothing. What the factory throws passes through. The first object of a plug-in opens
-    // its shared object, and other threads wait for the lock meanwhile.
+    // nothing. What the factory throws passes through: es::call for a shared object that
+    // cannot be opened, es::null for a function that it lacks, and whatever the plug-in's
+    // create function throws. The first object of a plug-in opens its shared object, and
+    // other threads wait for the lock meanwhile. Raises es::call for a call out of a
+    // create() of this registry.
     morbase::ptr_refcount<plugin> create_with_id(std::string const& id);
 
     // The same, and hands out the factory that made the object, which keeps the
@@ -78,7 +85,7 @@ class KIVCORE_API plugins : public morbase::object_refcount {
     morbase::ptr_refcount<plugin> create_with_id(std::string const& id,
                                                  morbase::ptr_refcount<factory>& maker);
 
-    // The ids that the regular expression matches as a whole, sorted by
+    // The ids that the regular expression, in PCRE's syntax, matches as a whole, sorted by
     // plugin_id_less: versions of one plug-in together, the newest first. Empty
     // when the pattern does not compile. Left out is an id whose match would recurse deeper
     // than this thread's stack has room for, or would not end within 10,000,000 steps, or

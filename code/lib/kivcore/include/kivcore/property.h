@@ -27,7 +27,7 @@ class KIVCORE_API property {
   public:
     virtual ~property();
 
-    // The number of the concrete class, from 1 for a string to 6 for a map.
+    // The number of the concrete class: 1 string, 2 binary, 3 int, 4 real, 5 list, 6 map.
     virtual int kind() const = 0;
 
     // Appends the value's text to out. Raises std::bad_alloc; out may then hold a part.
