@@ -1,12 +1,7 @@
 // The browser of archives. Its operations raise nothing: what is no archive, has no such
 // entry or does not fit in memory has an empty list, no info and no url.
 //
-// info has, all as text and as far as the archive knows them: name; type ("file",
-// "directory", "symbolic link", "hard link", "character device", "block device", "fifo",
-// "socket"); size in bytes; modified, in UTC; permissions as ls prints them; link, where a
-// link leads; format, for zip with the compression; encrypted ("yes"). The root has format
-// and compression of the archive, the number of entries, and damage: why the list ends before
-// the archive does.
+// What info has is in plugin.xml, which is installed.
 //
 // The index of the archive that was asked for last is kept until another one is asked for
 // or the file changes.

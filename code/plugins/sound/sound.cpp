@@ -5,18 +5,9 @@
 // position inside a frame, read_frame gives that whole frame from its start, and then
 // stands behind it.
 //
-// Failures are negative errno values:
-//   EBADF     nothing is open
-//   EBUSY     open, and something is open already
-//   EINVAL    a mode other than "r" and "rb", a track, origin or position that is not there
-//   EISDIR, ESPIPE   open, of what is no regular file
-//   EBADMSG   content that libsndfile does not read, that is damaged or cut off. A file of
-//             plain samples, such as WAV, that is cut off is to libsndfile a shorter one.
-//   ENOBUFS   read_frame, into too small a buffer
-//   ENOMEM    open; and whatever the system has against opening the file
-// A read that meets damage half-way gives what comes before it, and the failure the next
-// time. Counts and sizes that the record's 32 bits cannot hold stand there as the
-// largest number.
+// Failures are negative errno values, listed in plugin.xml, which is installed. A read that meets
+// damage half-way gives what comes before it, and the failure the next time. Counts and sizes that
+// the record's 32 bits cannot hold stand there as the largest number.
 
 #include <algorithm>
 #include <cerrno>

@@ -1,25 +1,5 @@
-// A monitor of one directory and of everything below it, subdirectories that appear
-// later included. Paths are reported as the path given to start, then the path below
-// it; symbolic links in the directory are reported and not followed.
-//
-// - Something made, or moved in from elsewhere: k_created, for a directory also for
-//   each thing in it. Whatever was in a new directory before its watch stood is
-//   reported too, once.
-// - A file written to or truncated: k_modified, by the writes and not by the close, so
-//   that files that stay open are seen as well. Within one poll, writes to a file are
-//   reported once, and not at all when the file is new in the same poll. Writes through
-//   mapped memory and changes of owner, mode or times are not seen.
-// - Something removed, or moved elsewhere: k_removed, for a directory also for each
-//   thing in it, the directory last.
-// - A rename is a removal of the old name and a creation of the new one.
-// - The directory itself removed, moved away or unmounted: terminate, once. While
-//   another process still holds the removed directory open, that is put off until it
-//   lets go.
-// - Events lost because nobody polled: a warning through the handler's log. What has
-//   appeared and vanished is then found by comparison; modifications may be missing.
-// - A subdirectory that cannot be watched or read: a warning likewise.
-//
-// Failures are negative errno values, memory shortage (-ENOMEM) included.
+// A monitor of one directory and of everything below it. What it reports, and what its
+// failures are, is in plugin.xml, which is installed.
 
 #ifndef WATCH_WATCH_H
 #define WATCH_WATCH_H
@@ -43,10 +23,7 @@ class directory_monitor final : public kivcore::monitor {
   public:
     directory_monitor() = default;
 
-    // -EINVAL without a handler and for an empty path, -EBUSY when started and not
-    // stopped since, -ENOENT or -ENOTDIR when path is no directory, -EACCES when it
-    // cannot be read, -ENOSPC when the system has too few watches for all that is below
-    // it. A relative path keeps its meaning when the process changes its directory.
+    // A relative path keeps its meaning when the process changes its directory.
     int start(std::string const& path, handler* sink) override;
 
     // The number of calls that the handler got; 0 also when a signal ends the wait, so
