@@ -35,6 +35,7 @@ struct writing {
     std::string name;
     int (*format)(archive*);
     int (*filter)(archive*) = archive_write_add_filter_none;
+    char const* options = nullptr;
 };
 
 struct release {
@@ -65,6 +66,7 @@ std::vector<writing> const k_writings = {
     {"a.pax.gz", archive_write_set_format_pax, archive_write_add_filter_gzip},
     {"a.gnu.xz", archive_write_set_format_gnutar, archive_write_add_filter_xz},
     {"a.tar.zst", archive_write_set_format_ustar, archive_write_add_filter_zstd},
+    {"a.tar.bz2", archive_write_set_format_ustar, archive_write_add_filter_bzip2},
     {"a.7z", archive_write_set_format_7zip},
 };
 
@@ -74,6 +76,10 @@ struct archive_plugin : testing::Test {
         std::unique_ptr<archive, release> const out(archive_write_new());
         how.format(out.get());
         how.filter(out.get());
+        if (how.options != nullptr) {
+            EXPECT_EQ(ARCHIVE_OK, archive_write_set_options(out.get(), how.options));
+            archive_write_set_passphrase(out.get(), "secret");
+        }
         EXPECT_EQ(ARCHIVE_OK, archive_write_open_filename(out.get(), path.c_str()));
         for (item const& each : items) {
             write_item(out.get(), each);
@@ -228,6 +234,12 @@ TEST_F(archive_plugin, what_is_no_readable_file_is_refused) {
     EXPECT_EQ(failure(EINVAL), read(root + "%6"));
     EXPECT_EQ("", browser->url(root + "d/"));
     EXPECT_EQ("", browser->url(root + "g"));
+
+    std::string const zip = make({"s.zip", archive_write_set_format_zip,
+                                  archive_write_add_filter_none, "zip:encryption=aes256"},
+                                 {{"f", "x"}});
+    EXPECT_EQ("yes", browser->info("archive:" + zip + "!/f")["encrypted"]);
+    EXPECT_EQ(failure(EACCES), read("archive:" + zip + "!/f"));
 }
 
 TEST_F(archive_plugin, what_is_no_archive_has_nothing) {
@@ -244,6 +256,27 @@ TEST_F(archive_plugin, what_is_no_archive_has_nothing) {
         EXPECT_TRUE(browser->info(path).empty()) << path;
         EXPECT_EQ("!-", read("archive:" + path + "!/f").substr(0, 2)) << path;
     }
+}
+
+TEST_F(archive_plugin, holes_are_read_as_zeros_up_to_the_end) {
+    std::string const file = directory.write("sparse", std::string(4096, 'a'));
+    std::filesystem::resize_file(file, 1000000);
+    ASSERT_EQ(0, directory.shell("tar --sparse -cf s.tar sparse"));
+    ASSERT_LT(std::filesystem::file_size(directory.path("s.tar")), 100000U);
+    EXPECT_TRUE(support::read_file(file) == read("archive:" + directory.path("s.tar!/sparse")));
+}
+
+// Without the end of its directory, a zip is read entry by entry: the size comes after the data.
+TEST_F(archive_plugin, a_size_that_no_header_tells_is_found) {
+    std::string const text = support::sample(500000);
+    std::string const zip = make(k_writings[0], {{"f", text}});
+    std::string bytes = support::read_file(zip);
+    bytes.replace(22, 4, 4, '\0');  // the size in the header before the data
+    directory.write("a.zip", bytes.substr(0, bytes.find("PK\x05\x06")));
+    ASSERT_EQ(0, reader->open("archive:" + zip + "!/f", "r"));
+    EXPECT_EQ(0U, browser->info("archive:" + zip + "!/f").count("size"));
+    EXPECT_EQ(static_cast<long long>(text.size()), reader->size());
+    EXPECT_TRUE(text == take_all(*reader));
 }
 
 TEST_F(archive_plugin, a_cut_archive_gives_what_is_before_the_cut_and_a_failure) {

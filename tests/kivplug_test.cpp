@@ -97,7 +97,8 @@ TEST_F(kivplug, lists_and_describes_plugins) {
     describe("plugins/faulty", "<plugin><interface><bind>f</bind></interface></plugin>");
     EXPECT_EQ(run("-d plugins list io/.*10").err,
               "failed to load plugin: xml parse: failed to read 'function' attribute of 'bind'\n"
-              "kivplug: 'plugins/faulty' is left out, the line above says why\n");
+              "kivplug: 'plugins/faulty' did not load whole; mend its plugin.xml, the message "
+              "above says what is wrong\n");
     std::filesystem::remove_all(files.path("plugins/faulty"));
     expect_refused("list -d plugins 'io['",
                    "no id matches 'io[' as a whole; it must be a valid regular expression, and "
@@ -149,7 +150,7 @@ TEST_F(kivplug, refuses_directories_that_it_cannot_use) {
     EXPECT_EQ(broken.status, 1);
     EXPECT_EQ(broken.out, "");
     EXPECT_NE(broken.err.find("kivplug: cannot load the plug-in directory 'broken', given with -d; "
-                              "mend its plugin.xml, the line above says what is wrong\n"),
+                              "mend its plugin.xml, the message above says what is wrong\n"),
               std::string::npos);
 }
 
@@ -206,11 +207,13 @@ TEST_F(kivplug, browses_an_archive_down_to_its_files) {
     std::string const url = all[3]["url"];
     EXPECT_EQ(run("read 'io/read/archive/.*' '" + url + "'").out, "some text");
     std::string const id = "io/browse/archive/kivcore/1.0";
-    ASSERT_EQ(files.shell("tar -C in -cf a.tar top docs && head -c 1200 a.tar >cut.tar"), 0);
+    ASSERT_EQ(files.shell("tar -C in -cf a.tar docs top && head -c 1200 a.tar >cut.tar"), 0);
     auto const cut = run("browse " + id + " cut.tar --json");
     EXPECT_EQ(cut.status, 1);
     EXPECT_EQ(json::parse(cut.out).size(), 1U);
     EXPECT_EQ(cut.err.find("kivplug: 'cut.tar' is damaged: "), 0U) << cut.err;
+    auto const below = run("browse " + id + " 'archive:cut.tar!/docs/'").err;
+    EXPECT_EQ(below.find("kivplug: 'archive:cut.tar!/docs/' is damaged: "), 0U) << below;
     expect_refused("browse " + id + " in",
                    id + ": there is nothing to browse at 'in'; check that it is there, intact and "
                         "of the kind that this plug-in browses");
@@ -334,6 +337,8 @@ TEST_F(kivplug, leaves_the_output_alone_until_the_input_is_open) {
         {"read 'io/read/archive/.*' 'archive:a.tar!/kept' -o a.tar",
          "cannot write 'a.tar'" + taken},
     };
+    EXPECT_EQ(run(read + "kept >>kept").err,
+              "kivplug: cannot write standard output" + taken + "\n");
     files.write("kep0", "");
     files.write("kep1", "");
     ASSERT_EQ(files.shell("tar -cf a.tar kept"), 0);

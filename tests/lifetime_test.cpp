@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <iterator>
 
 #include <gtest/gtest.h>
 

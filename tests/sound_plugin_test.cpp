@@ -159,6 +159,20 @@ TEST_F(sound_plugin, has_one_position_for_frames_and_bytes) {
     EXPECT_EQ(reader->tell(), 4990);
 }
 
+TEST_F(sound_plugin, goes_back_in_an_encoding_without_seeking) {
+    open(SF_FORMAT_WAV | SF_FORMAT_GSM610, 1, sample(16000));
+    std::string const all = take_all(*reader);
+    EXPECT_EQ(reader->seek(5001, morbase::from_start), 5001);
+    EXPECT_TRUE(take_all(*reader, 999) == all.substr(5001));
+}
+
+TEST_F(sound_plugin, a_file_without_samples_is_at_its_end) {
+    open(k_wav_16, 2, "");
+    EXPECT_EQ(reader->size(), 0);
+    EXPECT_EQ(reader->tell_frame(), 0);
+    EXPECT_EQ(take_all(*reader) + take_frames(), "");
+}
+
 TEST_F(sound_plugin, a_cut_file_gives_what_is_there_and_then_a_failure) {
     auto const samples = sample(40000);
     std::string const whole = support::read_file(make(k_flac_16, 1, samples));

@@ -209,6 +209,19 @@ TEST_F(watch_plugin, lost_events_are_warned_of_and_made_up_for) {
                     "raise fs.inotify.max_queued_events"});
 }
 
+TEST_F(watch_plugin, a_directory_that_cannot_be_watched_is_warned_of) {
+    // Beyond the length that a path may have.
+    ASSERT_EQ(place.shell("cd root && n=$(printf %0250d 0) && for i in $(seq 18); do "
+                          "mkdir $n && cd -P $n || exit; done"),
+              0);
+    ASSERT_EQ(watch->start(root, &sink), 0);
+    write("file");
+    EXPECT_EQ(told(), lines{"created file"});
+    ASSERT_EQ(sink.logged.size(), 1U);
+    EXPECT_NE(sink.logged[0].find(": File name too long; what happens in it goes unreported"),
+              std::string::npos);
+}
+
 TEST_F(watch_plugin, refusals_leave_it_ready_for_a_better_start) {
     EXPECT_EQ(watch->poll(0), -EBADF);
     EXPECT_EQ(watch->stop(), -EBADF);

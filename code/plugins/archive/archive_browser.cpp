@@ -104,7 +104,6 @@ void put_root(text_map& info, archive_index const& index) {
     info["entries"] = std::to_string(index.entry_count());
     put(info, "format", readable(index.format()));
     put(info, "compression", readable(index.compression()));
-    put(info, "damage", readable(index.damage()));
 }
 
 // The last component, without its slash.
@@ -232,6 +231,10 @@ text_map archive_browser::info_of(std::string const& text) {
     }
     if (is_root) {
         put_root(info, *index);
+    }
+    // What is missing at the end may have been in any directory.
+    if (is_root || info["type"] == "directory") {
+        put(info, "damage", readable(index->damage()));
     }
     return info;
 }

@@ -22,25 +22,24 @@ std::string error_text(int error) {
     return std::generic_category().message(error);
 }
 
+bool may_be_read(int number) {
+    int const flags = fcntl(number, F_GETFL);
+    return flags >= 0 && (flags & O_ACCMODE) != O_WRONLY;
+}
+
 // What keeps a descriptor from being read, as an errno value; 0 when nothing does.
 int reading_error(int number) {
     if (number < 0) {
         return errno;  // of the call that was to open it
     }
-    int const flags = fcntl(number, F_GETFL);
     struct stat status {};
-    if (flags < 0 || fstat(number, &status) != 0) {
+    if (fstat(number, &status) != 0) {
         return errno;
     }
-    if ((flags & O_ACCMODE) == O_WRONLY) {
+    if (!may_be_read(number)) {
         return EBADF;
     }
     return S_ISDIR(status.st_mode) ? EISDIR : 0;
-}
-
-bool may_be_read(int number) {
-    int const flags = fcntl(number, F_GETFL);
-    return flags >= 0 && (flags & O_ACCMODE) != O_WRONLY;
 }
 
 [[noreturn]] void cannot_read(std::string const& name, int error) {
@@ -158,6 +157,10 @@ void byte_sink::finish() {
 
 bool byte_sink::is_terminal() const noexcept {
     return isatty(file.number()) != 0;
+}
+
+std::string byte_sink::opened_path() const {
+    return "/proc/self/fd/" + std::to_string(file.number());
 }
 
 std::string byte_sink::remains() const {

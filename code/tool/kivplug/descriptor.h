@@ -72,6 +72,9 @@ class byte_sink {
 
     bool is_terminal() const noexcept;
 
+    // A path that leads to what is open here, whatever it is called, for as long as it is.
+    std::string opened_path() const;
+
     // What a failed transfer leaves behind, as the end of its message.
     std::string remains() const;
 

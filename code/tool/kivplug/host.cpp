@@ -27,6 +27,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr char const* k_mend = "mend its plugin.xml, the message above says what is wrong";
+
 struct close_directory {
     void operator()(DIR* directory) const { closedir(directory); }
 };
@@ -143,7 +145,7 @@ void host::load(std::string const& directory, std::string const& origin) const {
     }
     if (!loaded->load_plugin(directory)) {
         throw failure("cannot load the plug-in directory " + quoted(directory) + ", " + origin +
-                      "; mend its plugin.xml, the line above says what is wrong");
+                      "; " + k_mend);
     }
 }
 
@@ -152,14 +154,14 @@ void host::load(std::string const& directory, std::string const& origin) const {
 void host::load_each(std::string const& directory) const {
     for (auto const& found : fs::directory_iterator(directory)) {
         auto const name = found.path().filename().string();
-        std::error_code unknown;
-        if (name.front() == '.' || !found.is_directory(unknown)) {
+        std::error_code unknown;  // what a link leads to is left to the library to find out
+        if (name.front() == '.' || !(found.is_directory(unknown) || found.is_symlink(unknown))) {
             continue;
         }
         auto const path = morbase::path_appended(directory, name, '/');
         if (!loaded->load_plugin(path)) {
-            std::fprintf(stderr, "kivplug: %s is left out, the line above says why\n",
-                         quoted(path).c_str());
+            std::fprintf(stderr, "kivplug: %s did not load whole; %s\n", quoted(path).c_str(),
+                         k_mend);
         }
     }
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <system_error>
 #include <vector>
 
 #include <kivcore/multi_file_reader.h>
@@ -124,13 +125,14 @@ void copy_and_close(kivcore::reader& file, place const& where, byte_sink& out,
 
 void deliver(kivcore::reader& file, place const& where, std::string const& output,
              byte_sink& standard_output, std::function<void(byte_sink&)> const& copy) {
-    if (is_standard_output(output)) {
+    bool const is_standard = is_standard_output(output);
+    if (is_read_by(file, where, is_standard ? standard_output.opened_path() : output)) {
+        throw failure("cannot write " + (is_standard ? "standard output" : quoted(output)) +
+                      ": it is what is read; give another output with -o");
+    }
+    if (is_standard) {
         copy_and_close(file, where, standard_output, copy);
         return;
-    }
-    if (is_read_by(file, where, output)) {
-        throw failure("cannot write " + quoted(output) +
-                      ": it is what is read; give another output with -o");
     }
     byte_sink out = byte_sink::to_file(output);
     copy_and_close(file, where, out, copy);

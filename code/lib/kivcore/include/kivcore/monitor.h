@@ -25,16 +25,17 @@ class KIVCORE_API monitor : public plugin {
 
     // Watches path from now on and tells sink, which is not null, stays the caller's and
     // must live until stop or the monitor's end. 0 for success, negative for a failure: one
-    // is a monitor that watches something already, which goes on with that.
+    // is a monitor that was started and not stopped since, which goes on as it was.
     virtual int start(std::string const& path, handler* sink) = 0;
 
     // Delivers what has happened, waiting up to timeout_ms milliseconds for it; -1
     // waits without a limit. Returns the number of events, 0 at the time limit,
-    // negative for a failure and when nothing is watched.
+    // negative for a failure, when not started, and when the end of what is watched has been
+    // told.
     virtual int poll(int timeout_ms) = 0;
 
-    // Watches no longer. 0 for success, negative for a failure and when nothing is watched.
-    // A monitor that goes without it has stopped as well.
+    // Watches no longer. 0 for success, negative for a failure and when not started. Also
+    // called for after terminate, before the next start; destroying the monitor stops it too.
     virtual int stop() = 0;
 };
 

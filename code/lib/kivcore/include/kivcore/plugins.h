@@ -20,7 +20,7 @@
 // replacements, and what the XML library has against a description, to standard output. A
 // refusal says "native" of what is present, whatever flavor that has.
 //
-// Operations raise std::bad_alloc besides what they say.
+// Operations but load_plugin raise std::bad_alloc besides what they say.
 
 #ifndef KIVCORE_PLUGINS_H
 #define KIVCORE_PLUGINS_H
