@@ -103,7 +103,7 @@ TEST(loader_test, a_refused_close_is_raised_by_unload_and_dropped_by_the_destruc
     image->load();
     void* const address = image->lookup("memory_open");
     refuse_to_close = true;
-    dlsym(RTLD_DEFAULT, "no_such_name");  // an older error is pending
+    EXPECT_EQ(dlsym(RTLD_DEFAULT, "no_such_name"), nullptr);  // an older error is pending
     try {
         image->unload();
         ADD_FAILURE() << "nothing was raised";
