@@ -339,6 +339,7 @@ TEST_F(kivplug, leaves_the_output_alone_until_the_input_is_open) {
     };
     EXPECT_EQ(run(read + "kept >>kept").err,
               "kivplug: cannot write standard output" + taken + "\n");
+    EXPECT_EQ(run(read + "kept 1<>both").status, 0);
     files.write("kep0", "");
     files.write("kep1", "");
     ASSERT_EQ(files.shell("tar -cf a.tar kept"), 0);

@@ -22,9 +22,10 @@ std::string error_text(int error) {
     return std::generic_category().message(error);
 }
 
-bool may_be_read(int number) {
+// O_RDONLY, O_WRONLY or O_RDWR; negative for what is not open.
+int access_mode(int number) {
     int const flags = fcntl(number, F_GETFL);
-    return flags >= 0 && (flags & O_ACCMODE) != O_WRONLY;
+    return flags >= 0 ? flags & O_ACCMODE : flags;
 }
 
 // What keeps a descriptor from being read, as an errno value; 0 when nothing does.
@@ -36,7 +37,7 @@ int reading_error(int number) {
     if (fstat(number, &status) != 0) {
         return errno;
     }
-    if (!may_be_read(number)) {
+    if (access_mode(number) == O_WRONLY) {
         return EBADF;
     }
     return S_ISDIR(status.st_mode) ? EISDIR : 0;
@@ -73,8 +74,8 @@ bool is_open_for_reading(std::string const& path) {
     for (auto const& entry : std::filesystem::directory_iterator("/proc/self/fd", unknown)) {
         int const number = std::stoi(entry.path().filename().string());
         struct stat opened {};
-        if (may_be_read(number) && fstat(number, &opened) == 0 && opened.st_dev == wanted.st_dev &&
-            opened.st_ino == wanted.st_ino) {
+        if (access_mode(number) == O_RDONLY && fstat(number, &opened) == 0 &&
+            opened.st_dev == wanted.st_dev && opened.st_ino == wanted.st_ino) {
             return true;
         }
     }

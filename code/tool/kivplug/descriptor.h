@@ -29,8 +29,8 @@ class descriptor {
     int held;
 };
 
-// Whether this process, plug-ins and all, has the regular file at that path open and may
-// read it.
+// Whether this process, plug-ins and all, has the regular file at that path open to be read
+// alone. What is open for writing as well may be standard output itself.
 bool is_open_for_reading(std::string const& path);
 
 class byte_source {
