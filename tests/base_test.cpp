@@ -59,6 +59,17 @@ TEST(refcount, a_pointer_may_be_assigned_from_what_it_holds) {
     EXPECT_FALSE(list->next);
 }
 
+TEST(refcount, an_object_without_references_outlives_a_comparison) {
+    int ended = 0;
+    node* const fresh = new node(ended);
+    ptr_refcount<node> const none;
+    EXPECT_FALSE(none == fresh || fresh == none || !(none != fresh) || !(fresh != none));
+    EXPECT_TRUE(none < fresh && !(fresh < none));
+    EXPECT_EQ(ended, 0);
+    ptr_refcount<node> const held = fresh;
+    EXPECT_TRUE(held == fresh && fresh == held);
+}
+
 // Runs the same on two threads at once.
 template <typename action>
 void on_two_threads(action const& act) {
@@ -192,9 +203,14 @@ TEST(path, exactly_one_separator_stands_between_the_parts) {
 
 constexpr char const* k_digits = "0123456789";
 
-// The digits, at the fifth of them; refuses to seek from `refused`.
+// The digits, at the fifth of them; refuses to seek from `refused`, and throws from a
+// read of nothing, which moves it all the same.
 struct memory final : morbase::stream::rda {
     long long read(void* target, unsigned long long count) override {
+        if (count == 0) {
+            position = 9;
+            throw es::call("memory", 1, "nothing to read");
+        }
         std::memcpy(target, k_digits + position, count);
         position += static_cast<long long>(count);
         return static_cast<long long>(count);
@@ -226,6 +242,8 @@ TEST(stream, tell_peek_and_size_leave_the_position) {
     EXPECT_EQ(stream.size(), 10);
     EXPECT_EQ(stream.peek(peeked, 3), 3);
     EXPECT_STREQ(peeked, "456");
+    EXPECT_EQ(stream.position, 4);
+    EXPECT_THROW(stream.peek(peeked, 0), es::call);
     EXPECT_EQ(stream.position, 4);
     stream.refused = morbase::from_end;
     EXPECT_LT(stream.size(), 0);

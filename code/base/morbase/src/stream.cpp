@@ -4,19 +4,29 @@ namespace morbase::stream {
 
 namespace {
 
-// The size of a stream that can seek, found by a visit to its end. The position is
-// restored also when the end could not be reached: that failure is then the answer.
-template <typename stream>
-long long size_by_seeking(stream& visited) {
+// What `visit` gives, with the position restored after it, also when it fails or throws.
+// A position that cannot be restored is worse than anything that the visit may have met:
+// callers count on it.
+template <typename stream, typename operation>
+long long position_restored_after(stream& visited, operation const& visit) {
     long long const position = visited.tell();
     if (position < 0) {
         return -1;
     }
-    long long const end = visited.seek(0, from_end);
-    if (visited.seek(position, from_start) < 0) {
-        return -1;
+    long long result = 0;
+    try {
+        result = visit();
+    } catch (...) {
+        visited.seek(position, from_start);
+        throw;
     }
-    return end;
+    return visited.seek(position, from_start) < 0 ? -1 : result;
+}
+
+// The size of a stream that can seek, found by a visit to its end.
+template <typename stream>
+long long size_by_seeking(stream& visited) {
+    return position_restored_after(visited, [&] { return visited.seek(0, from_end); });
 }
 
 }  // namespace
@@ -38,16 +48,7 @@ long long rda::tell() {
 }
 
 long long rda::peek(void* buffer, unsigned long long count) {
-    long long const position = tell();
-    if (position < 0) {
-        return -1;
-    }
-    long long const peeked = read(buffer, count);
-    // Worse than anything that the read may have met: callers count on the position.
-    if (seek(position, from_start) < 0) {
-        return -1;
-    }
-    return peeked;
+    return position_restored_after(*this, [&] { return read(buffer, count); });
 }
 
 long long rda::size() {

@@ -66,13 +66,26 @@ class ptr_refcount {
 
     // Compared by which object it is. The order is total, so that these can be keys.
     friend bool operator==(ptr_refcount const& a, ptr_refcount const& b) noexcept {
-        return a.pointee == b.pointee;
+        return a == b.get();
     }
     friend bool operator!=(ptr_refcount const& a, ptr_refcount const& b) noexcept {
-        return a.pointee != b.pointee;
+        return a != b.get();
     }
     friend bool operator<(ptr_refcount const& a, ptr_refcount const& b) noexcept {
-        return std::less<T*>()(a.pointee, b.pointee);
+        return a < b.get();
+    }
+
+    // With a plain pointer as it is: made into a ptr_refcount for the comparison, an object
+    // without references would be deleted by it.
+    friend bool operator==(ptr_refcount const& a, T const* b) noexcept { return a.pointee == b; }
+    friend bool operator==(T const* a, ptr_refcount const& b) noexcept { return a == b.pointee; }
+    friend bool operator!=(ptr_refcount const& a, T const* b) noexcept { return a.pointee != b; }
+    friend bool operator!=(T const* a, ptr_refcount const& b) noexcept { return a != b.pointee; }
+    friend bool operator<(ptr_refcount const& a, T const* b) noexcept {
+        return std::less<T const*>()(a.pointee, b);
+    }
+    friend bool operator<(T const* a, ptr_refcount const& b) noexcept {
+        return std::less<T const*>()(a, b.pointee);
     }
 
   private:

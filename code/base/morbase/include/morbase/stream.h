@@ -6,8 +6,8 @@
 // that implements it.
 //
 // tell, peek and size have versions here that work through seek and restore the
-// position; a stream that cannot seek answers -1. Where the position cannot be
-// restored they answer -1 as well, and it is where the failure left it. A stream
+// position, also when a read or seek throws; a stream that cannot seek answers -1. Where the
+// position cannot be restored they answer -1 as well, and it is where the failure left it. A stream
 // that knows better overrides them.
 
 #ifndef MORBASE_STREAM_H

@@ -131,8 +131,15 @@ class KIVCORE_API plugins::info : public morbase::object_refcount {
 
     // Replaces keys by all keys that the regular expression matches as a whole, in
     // ascending order. False, with keys empty, when there is none, or the pattern does not
-    // compile.
+    // compile. A match has the same bounds as in plugins::find_plugins; a key on which one is
+    // hit is left out.
     virtual bool find(std::string const& expression, std::vector<std::string>& keys) const = 0;
+
+  protected:
+    // For derived classes only: assigned through an info&, a record would keep its values.
+    info() = default;
+    info(info const&) = default;
+    info& operator=(info const&) = default;
 };
 
 // Makes the objects of one plug-in. Hosts may derive from it to register objects of

@@ -14,6 +14,7 @@
 #include <list>
 #include <map>
 #include <string>
+#include <type_traits>
 
 #include <kivcore/export.h>
 #include <morbase/buffer.h>
@@ -40,7 +41,22 @@ class KIVCORE_API property {
 
     // False, for every property and constraint.
     bool satisfies(constraint const& c) const;
+
+  protected:
+    // For derived classes only: assigned through a property&, a value would keep what it holds.
+    property() = default;
+    property(property const&) = default;
+    property& operator=(property const&) = default;
 };
+
+// Compares as the member does. From C++20 on, two values of derived classes would otherwise
+// match the members of both equally well.
+template <
+    typename A, typename B,
+    typename = std::enable_if_t<std::is_base_of_v<property, A> && std::is_base_of_v<property, B>>>
+bool operator==(A const& a, B const& b) {
+    return a.operator==(static_cast<property const&>(b));
+}
 
 // Printed between double quotes, up to its first NUL; nothing is escaped. Ordered
 // by unsigned bytes.

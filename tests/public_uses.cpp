@@ -1,0 +1,47 @@
+// What hosts write with the public headers, compiled in each standard that they may use. C++20
+// rewrites comparisons: what one standard takes may be ambiguous in the next.
+
+#include <type_traits>
+
+#include <kivcore/kivcore.h>
+#include <kivsys/readxml_base.h>
+#include <kivsys/severity.h>
+
+namespace {
+
+using kivcore::property;
+using kivcore::property_int;
+using kivcore::property_real;
+using kivcore::property_string;
+
+// Assignment through a base would lose what the value is, or leave it as it was.
+static_assert(!std::is_copy_assignable_v<property> && std::is_copy_assignable_v<property_int>);
+static_assert(!std::is_copy_assignable_v<kivcore::plugins::info> &&
+              std::is_copy_assignable_v<kivcore::__info>);
+
+[[maybe_unused]] bool compare(property const& any, property_int const& one,
+                              property_real const& real, property_string const& text) {
+    return one == one || one == real || real == one || any == any || any == one || one == any ||
+           text == one || !(text == text) || one < real || any < one || text >= text;
+}
+
+template <typename A, typename B>
+bool compare_both_ways(A const& a, B const& b) {
+    return a == b || b == a || a != b || b != a || a < b || b < a;
+}
+
+[[maybe_unused]] bool compare_pointers(morbase::ptr_refcount<kivcore::plugin> const& held,
+                                       morbase::ptr_refcount<kivcore::plugin const> const& constant,
+                                       morbase::ptr_refcount<kivcore::reader> const& derived,
+                                       kivcore::plugin* plain, kivcore::reader const* reader) {
+    return compare_both_ways(held, held) || compare_both_ways(held, constant) ||
+           compare_both_ways(held, derived) || compare_both_ways(held, plain) ||
+           compare_both_ways(held, reader) || compare_both_ways(constant, plain) ||
+           held == nullptr || nullptr != held;
+}
+
+[[maybe_unused]] bool compare_buffers(morbase::buffer const& a, morbase::buffer const& b) {
+    return a == b || !(a == b) || a < b;
+}
+
+}  // namespace
