@@ -9,6 +9,7 @@
 #include <libxml/parser.h>
 #include <libxml/relaxng.h>
 #include <libxml/xmlreader.h>
+#include <libxml/xmlschemastypes.h>
 
 #include <morbase/es.h>
 #include <morbase/text.h>
@@ -77,11 +78,58 @@ class relaxng_validator final : public reader_base::validator {
     std::unique_ptr<xmlRelaxNG, free_schema> schema;
 };
 
-// The XML library asks to be prepared by one thread before several use it.
-void prepare_xml_library() {
-    static bool const prepared = (xmlInitParser(), true);
-    static_cast<void>(prepared);
+// The XML library asks to be prepared by one thread before several use it. It does not
+// prepare the types of its schemas by itself, and their first use would race.
+bool prepare_xml_library() {
+    xmlInitParser();
+    xmlSchemaInitTypes();
+    if (xmlRelaxNGInitTypes() != 0) {
+        throw std::bad_alloc();
+    }
+    return true;
 }
+
+// The calling thread's last error in the XML library, which is the host's: set aside while
+// this lives. A call of the XML library then leaves an error of its own or none.
+class last_error_aside {
+  public:
+    last_error_aside() noexcept : last(const_cast<xmlError*>(xmlGetLastError())) {
+        if (last != nullptr) {
+            saved = std::exchange(*last, xmlError{});
+        }
+    }
+    ~last_error_aside() {
+        xmlResetLastError();
+        if (last != nullptr) {
+            *last = saved;
+        }
+    }
+
+    last_error_aside(last_error_aside const&) = delete;
+    last_error_aside& operator=(last_error_aside const&) = delete;
+
+  private:
+    xmlError* last;  // the thread's own; null while it has no error
+    xmlError saved{};
+};
+
+// The calling thread's handler of structured errors, which is the host's: set aside while
+// this lives. The XML library would report to it and not to the reader.
+class error_handler_aside {
+  public:
+    error_handler_aside() noexcept
+        : handler(xmlStructuredError), context(xmlStructuredErrorContext) {
+        xmlSetStructuredErrorFunc(nullptr, nullptr);
+    }
+    ~error_handler_aside() { xmlSetStructuredErrorFunc(context, handler); }
+
+    error_handler_aside(error_handler_aside const&) = delete;
+    error_handler_aside& operator=(error_handler_aside const&) = delete;
+
+  private:
+    xmlStructuredErrorFunc handler;
+    void* context;
+};
 
 xmlChar const* as_xml(char const* text) {
     return reinterpret_cast<xmlChar const*>(text);
@@ -96,10 +144,12 @@ bool copy_text(xmlChar const* text, std::string& out) {
     return true;
 }
 
-// Copies an attribute's text, asked for right after xmlResetLastError(): only that error
-// tells want of memory, behind which the text may be none or an empty one. Raises
-// std::bad_alloc.
-bool copy_attribute(owned_text const& text, std::string& out) {
+// Copies a text that `ask` has the XML library make. Raises std::bad_alloc when memory ran
+// out, which only the last error shows: the text is then null or empty.
+template <typename question>
+bool copy_made_text(question const& ask, std::string& out) {
+    last_error_aside const aside;
+    owned_text const text(ask());
     xmlError const* const last = xmlGetLastError();
     if (last != nullptr && last->code == XML_ERR_NO_MEMORY) {
         throw std::bad_alloc();
@@ -174,7 +224,9 @@ reader_base::~reader_base() {
 }
 
 void reader_base::create_reader(std::string const& path) {
-    prepare_xml_library();
+    static bool const prepared = prepare_xml_library();
+    static_cast<void>(prepared);
+    last_error_aside const aside;
     document.reset(is_remote(path) ? nullptr
                                    : xmlReaderForFile(path.c_str(), nullptr, XML_PARSE_NONET));
     if (!document) {
@@ -194,6 +246,7 @@ void reader_base::set_validation(e_validation_type type, std::string const& sche
                 morbase::string_with_format("XML Schemas not supported \"%s\"", schema.c_str())
                     .c_str());
         case k_validation_relaxng: {
+            last_error_aside const aside;
             auto relaxng = std::make_unique<relaxng_validator>(schema);
             // Refused after the first advance: the document then goes on with the one it has.
             if (xmlTextReaderRelaxNGSetSchema(document.get(), relaxng->get()) == 0) {
@@ -202,7 +255,11 @@ void reader_base::set_validation(e_validation_type type, std::string const& sche
             break;
         }
         case k_validation_dtd:
-            xmlTextReaderSetParserProp(document.get(), XML_PARSER_VALIDATE, 1);
+            // Later, the XML library would check the rest of the document against what it has
+            // not kept of the type declaration.
+            if (xmlTextReaderReadState(document.get()) == XML_TEXTREADER_MODE_INITIAL) {
+                xmlTextReaderSetParserProp(document.get(), XML_PARSER_VALIDATE, 1);
+            }
             break;
         default:
             break;
@@ -222,6 +279,8 @@ bool reader_base::advance(int (*step)(_xmlTextReader*)) {
     if (!document) {
         return false;
     }
+    last_error_aside const error;
+    error_handler_aside const handler;
     last_step = step(document.get());
     return last_step == 1;
 }
@@ -278,7 +337,12 @@ int reader::get_depth() const {
 }
 
 bool reader::get_name(std::string& name) const {
-    return copy_text(xmlTextReaderConstName(get_xmlTextReader()), name);
+    // With a prefix, the constant name would be kept in the document's dictionary for good.
+    _xmlTextReader* const open = get_xmlTextReader();
+    if (xmlTextReaderConstPrefix(open) != nullptr) {
+        return copy_made_text([=] { return xmlTextReaderName(open); }, name);
+    }
+    return copy_text(xmlTextReaderConstName(open), name);
 }
 
 bool reader::is_empty() const {
@@ -286,7 +350,12 @@ bool reader::is_empty() const {
 }
 
 bool reader::get_value(std::string& value) const {
-    return copy_text(xmlTextReaderConstValue(get_xmlTextReader()), value);
+    // The constant value of an attribute is empty where its entities are too large.
+    _xmlTextReader* const open = get_xmlTextReader();
+    if (xmlTextReaderNodeType(open) == XML_READER_TYPE_ATTRIBUTE) {
+        return copy_made_text([=] { return xmlTextReaderValue(open); }, value);
+    }
+    return copy_text(xmlTextReaderConstValue(open), value);
 }
 
 bool reader::has_attributes() const {
@@ -299,9 +368,8 @@ bool reader::next_attribute() const {
 }
 
 bool reader::get_attribute(char const* name, std::string& value) const {
-    xmlResetLastError();
-    owned_text const text(xmlTextReaderGetAttribute(get_xmlTextReader(), as_xml(name)));
-    return copy_attribute(text, value);
+    return copy_made_text(
+        [&] { return xmlTextReaderGetAttribute(get_xmlTextReader(), as_xml(name)); }, value);
 }
 
 int reader::get_attribute_count() const {
@@ -309,9 +377,8 @@ int reader::get_attribute_count() const {
 }
 
 bool reader::get_attribute(int index, std::string& value) const {
-    xmlResetLastError();
-    owned_text const text(xmlTextReaderGetAttributeNo(get_xmlTextReader(), index));
-    return copy_attribute(text, value);
+    return copy_made_text([&] { return xmlTextReaderGetAttributeNo(get_xmlTextReader(), index); },
+                          value);
 }
 
 }  // namespace kivsys::xml

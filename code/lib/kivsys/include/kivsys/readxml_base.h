@@ -9,9 +9,15 @@
 // may come before the nodes that stand in front of its cause.
 //
 // A reader owns its document and its schema and is never copied. It takes no
-// lock: one thread at a time uses it. Readers share no state. Nothing is fetched
-// from the network: not the document, nothing that it refers to, and no schema. A
-// schema is the caller's own, though: what it includes is loaded as it asks for.
+// lock: one thread at a time uses it. Readers share no state. The XML library's state
+// that belongs to the host, its error handlers and last error, is after every call as it
+// was before.
+//
+// The reader fetches nothing from the network: not the document, not what it refers to,
+// not a schema. Two things are beyond its reach. The XML library loads what a schema
+// includes from wherever the schema says. And where a document is validated against its
+// own type, it may follow a catalog that the document names, to the network too: do not
+// validate documents from strangers that way.
 
 #ifndef KIVSYS_READXML_BASE_H
 #define KIVSYS_READXML_BASE_H
@@ -71,9 +77,9 @@ class KIVSYS_API reader_base {
     // document open. Raises es::call when it cannot be opened.
     virtual void create_reader(std::string const& path);
 
-    // Switches validation on; effective only before the first advance. Does nothing
-    // for a type that is not listed. Raises es::unsupp for XML Schema, es::call when
-    // the RelaxNG schema cannot be parsed; the reader then goes on without it.
+    // Switches validation on. After the first advance it changes nothing. Does nothing for a
+    // type that is not listed. Raises es::unsupp for XML Schema, es::call when the RelaxNG
+    // schema cannot be parsed; the reader then goes on without it.
     virtual void set_validation(e_validation_type type, std::string const& schema);
 
     // Advances to the next node in document order. False at the end of the document
