@@ -7,7 +7,8 @@
 #
 # Builds one plug-in directory, OUTPUT_ROOT/NAME, with the layout that a registry loads:
 # plugin.xml and darwin/x86/plugin.so. Symbols are hidden unless the source exports them.
-# The compile target is called plugin_NAME.
+# The compile target is called plugin_NAME. All configurations share the directory, which
+# holds the shared object of the one built last.
 
 include(CheckCXXCompilerFlag)
 
@@ -46,6 +47,13 @@ function(kivcore_add_plugin name)
                    CXX_VISIBILITY_PRESET hidden
                    VISIBILITY_INLINES_HIDDEN ON
                    LIBRARY_OUTPUT_DIRECTORY ${arg_OUTPUT_ROOT}/${name}/darwin/x86)
+    # Otherwise a configuration adds its name to the directory, and its postfix to the file.
+    foreach(config IN LISTS CMAKE_CONFIGURATION_TYPES CMAKE_BUILD_TYPE)
+        string(TOUPPER ${config} config)
+        set_target_properties(
+            ${target} PROPERTIES LIBRARY_OUTPUT_DIRECTORY_${config}
+                                 ${arg_OUTPUT_ROOT}/${name}/darwin/x86 ${config}_POSTFIX "")
+    endforeach()
 
     # A custom command, not configure_file: a changed description is copied by every build.
     get_filename_component(description ${arg_DESCRIPTION} ABSOLUTE)

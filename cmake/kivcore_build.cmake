@@ -47,7 +47,12 @@ function(kivcore_library name macro)
     kivcore_hardening(${name})
     # Calls between the libraries go through their addresses, without a stub on the way.
     target_compile_options(${name} PRIVATE -fno-plt)
+    if(KIVCORE_INSTALL)
+        kivcore_install_library(${name})
+    endif()
+endfunction()
 
+function(kivcore_install_library name)
     install(
         TARGETS ${name}
         EXPORT ${name}_targets

@@ -12,6 +12,13 @@ install(FILES ${PROJECT_BINARY_DIR}/kivcoreConfig.cmake
               ${PROJECT_BINARY_DIR}/kivcoreConfigVersion.cmake cmake/kivcore_add_plugin.cmake
         DESTINATION ${KIVCORE_PACKAGE_DIR})
 
-file(RELATIVE_PATH prefix_from_pkgconfig /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
-configure_file(cmake/kivcore.pc.in ${PROJECT_BINARY_DIR}/kivcore.pc @ONLY)
+# The prefix is known when it is installed. An installation that was moved since has
+# pkg-config --define-prefix.
+set(prefix @prefix@)
+configure_file(cmake/kivcore.pc.in ${PROJECT_BINARY_DIR}/kivcore.pc.in @ONLY)
+install(
+    CODE "
+    get_filename_component(prefix \"\${CMAKE_INSTALL_PREFIX}\" ABSOLUTE)
+    configure_file(\"${PROJECT_BINARY_DIR}/kivcore.pc.in\" \"${PROJECT_BINARY_DIR}/kivcore.pc\" @ONLY)"
+)
 install(FILES ${PROJECT_BINARY_DIR}/kivcore.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
