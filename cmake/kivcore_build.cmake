@@ -42,7 +42,8 @@ function(kivcore_library name macro)
         PROPERTIES VERSION ${PROJECT_VERSION}
                    # While the major version is 0, a minor one may change the interface.
                    SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}
-                   INSTALL_RPATH "$ORIGIN")
+                   INSTALL_RPATH "$ORIGIN"
+                   BUILD_WITH_INSTALL_RPATH ON)
     kivcore_warnings(${name})
     kivcore_hardening(${name})
     # Calls between the libraries go through their addresses, without a stub on the way.
