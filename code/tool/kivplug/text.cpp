@@ -26,13 +26,29 @@ std::string escaped(unsigned char byte) {
     }
 }
 
-struct character {
-    unsigned long code = 0;
-    std::size_t length = 0;  // 0 where there is no UTF-8
-};
+std::vector<std::size_t> column_widths(std::vector<std::vector<std::string>> const& rows) {
+    std::vector<std::size_t> widths;
+    for (auto const& row : rows) {
+        widths.resize(std::max(widths.size(), row.size()));
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            widths[i] = std::max(widths[i], width(row[i]));
+        }
+    }
+    return widths;
+}
 
-// The character that begins at place. An overlong form is taken for what it stands for:
-// here nothing hangs on it.
+// The least code that takes so many bytes: a smaller one is an overlong form.
+unsigned long least_code(std::size_t length) {
+    constexpr unsigned long least[] = {0, 0, 0x80, 0x800, 0x10000};
+    return least[length];
+}
+
+bool is_scalar(unsigned long code) {
+    return code <= 0x10ffff && (code < 0xd800 || code > 0xdfff);  // between them: surrogates
+}
+
+}  // namespace
+
 character decoded(std::string const& text, std::size_t place) {
     auto const lead = static_cast<unsigned char>(text[place]);
     if (lead < 0x80) {
@@ -50,27 +66,14 @@ character decoded(std::string const& text, std::size_t place) {
         }
         code = code << 6 | (next & 0x3fU);
     }
-    return {code, length};
+    return code >= least_code(length) && is_scalar(code) ? character{code, length} : character{};
 }
 
-// Commands to a terminal, line ends, and what changes the direction of a text.
 bool is_control(unsigned long code) {
-    return code < 0x20 || (code >= 0x7f && code < 0xa0) || code == 0x200e || code == 0x200f ||
-           (code >= 0x2028 && code <= 0x202e) || (code >= 0x2066 && code <= 0x2069);
+    return code < 0x20 || (code >= 0x7f && code < 0xa0) || code == 0x61c || code == 0x200e ||
+           code == 0x200f || (code >= 0x2028 && code <= 0x202e) ||
+           (code >= 0x2066 && code <= 0x2069);
 }
-
-std::vector<std::size_t> column_widths(std::vector<std::vector<std::string>> const& rows) {
-    std::vector<std::size_t> widths;
-    for (auto const& row : rows) {
-        widths.resize(std::max(widths.size(), row.size()));
-        for (std::size_t i = 0; i < row.size(); ++i) {
-            widths[i] = std::max(widths[i], width(row[i]));
-        }
-    }
-    return widths;
-}
-
-}  // namespace
 
 std::string printable(std::string const& text) {
     std::string line;
