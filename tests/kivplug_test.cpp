@@ -1,5 +1,6 @@
 // kivplug, run as its users run it.
 
+#include <elf.h>
 #include <sys/wait.h>
 
 #include <filesystem>
@@ -95,10 +96,14 @@ TEST_F(kivplug, lists_and_describes_plugins) {
               "interface.category: a\\n\\x7f\n"
               "path:               plugins/bare\n");
     describe("plugins/faulty", "<plugin><interface><bind>f</bind></interface></plugin>");
-    EXPECT_EQ(run("-d plugins list io/.*10").err,
+    auto const others = run("-d plugins list io/.*10");
+    EXPECT_EQ(others.status, 1);
+    EXPECT_EQ(others.out, "io/read/k/d/1.10  native  New\n");
+    EXPECT_EQ(others.err,
               "failed to load plugin: xml parse: failed to read 'function' attribute of 'bind'\n"
-              "kivplug: 'plugins/faulty' did not load whole; mend its plugin.xml, the message "
+              "kivplug: 'plugins/faulty' did not load whole; fix its plugin.xml, the message "
               "above says what is wrong\n");
+    EXPECT_EQ(run("-d plugins describe io/.*10").status, 0);
     std::filesystem::remove_all(files.path("plugins/faulty"));
     expect_refused("list -d plugins 'io['",
                    "no id matches 'io[' as a whole; it must be a valid regular expression, and "
@@ -138,20 +143,54 @@ TEST_F(kivplug, chooses_directories_by_option_then_environment_then_its_own) {
               "interface)\n");
 }
 
-TEST_F(kivplug, refuses_directories_that_it_cannot_use) {
-    std::string const start = "cannot open the directory ";
-    std::string const advice = "; name a readable directory of plug-ins with -d";
-    expect_refused("list -d no", start + "'no', given with -d: No such file or directory" + advice);
-    files.write("file", "");
-    expect_refused("list", start + "'file', named in KIVPLUG_PATH: Not a directory" + advice,
-                   "KIVPLUG_PATH=file");
-    describe("broken", "<plugin><info>");
-    auto const broken = run("list -d broken");
-    EXPECT_EQ(broken.status, 1);
-    EXPECT_EQ(broken.out, "");
-    EXPECT_NE(broken.err.find("kivplug: cannot load the plug-in directory 'broken', given with -d; "
-                              "mend its plugin.xml, the message above says what is wrong\n"),
-              std::string::npos);
+TEST_F(kivplug, says_what_keeps_a_directory_from_loading) {
+    describe("good", description("k", "1.0", "Good"));
+    struct {
+        char const* directory;
+        char const* made_by;
+        char const* message;
+    } const broken[] = {
+        {"no", "true",
+         "cannot open the directory 'no', given with -d: No such file or directory; name a "
+         "readable directory of plug-ins with -d"},
+        {"file", "touch file",
+         "cannot open the directory 'file', given with -d: Not a directory; name a readable "
+         "directory of plug-ins with -d"},
+        {"c1", "mkdir -p c1/x",
+         "'c1/x' has no plugin.xml; put the description there, or take "
+         "the directory away"},
+        {"c2", "mkdir -p c2/p/x && cp good/plugin.xml c2/p/x",
+         "'c2/p' has no plugin.xml, but directories in it have one; name it with -d"},
+        {"c3", "mkdir -p c3/x && ln -s x c3/x/plugin.xml",
+         "cannot read 'c3/x/plugin.xml', a link to a file that is not there; put a readable "
+         "description there"},
+        {"loop", "mkdir loop && ln -s plugin.xml loop/plugin.xml",
+         "cannot read 'loop/plugin.xml': Too many levels of symbolic links; put a readable "
+         "description there"},
+        {"fifo", "mkdir fifo && mkfifo fifo/plugin.xml",
+         "'fifo/plugin.xml' is not a regular file; put the description there"},
+        {"empty", "mkdir empty && touch empty/plugin.xml",
+         "'empty/plugin.xml' is empty; put the description there"},
+        {"c4", "mkdir -p c4/x && touch c4/x/Plugin.xml",
+         "'c4/x' has 'Plugin.xml' in the place of plugin.xml; rename it"},
+        {"case", "mkdir case && touch case/PLUGIN.XML",
+         "'case' has 'PLUGIN.XML' in the place of plugin.xml; rename it"},
+        {"bare", "mkdir -p bare/darwin/x86 && touch bare/darwin/x86/plugin.so",
+         "'bare' has no plugin.xml; put the description there, or take the directory away"},
+        {"good/darwin/x86", "mkdir -p good/darwin/x86",
+         "'good/darwin/x86' is a part of the plug-in directory 'good/'; name that one with -d"},
+    };
+    for (auto const& row : broken) {
+        ASSERT_EQ(files.shell(row.made_by), 0);
+        auto const others = run("list -d "s + row.directory + " -d good");
+        EXPECT_EQ(others.status, 1) << row.directory;
+        EXPECT_EQ(others.out, "io/read/k/d/1.0  native  Good\n") << row.directory;
+        EXPECT_EQ(others.err, "kivplug: "s + row.message + "\n");
+    }
+    expect_refused("list",
+                   "cannot open the directory 'no', named in KIVPLUG_PATH: No such file or "
+                   "directory; name a readable directory of plug-ins with -d",
+                   "KIVPLUG_PATH=no");
 }
 
 TEST_F(kivplug, copies_through_a_writer_and_a_reader) {
@@ -255,13 +294,18 @@ TEST_F(kivplug, shows_tracks_and_copies_their_frames) {
 
 TEST_F(kivplug, lists_joined_files_with_printable_names) {
     // NOLINTNEXTLINE(misc-misleading-bidirectional): it is what the test is about
-    std::string const name = "a\x1b\xc2\x9b\xe2\x80\xae\xff\xc3\xa9.";
+    std::string const name =
+        "a\x1b\xc2\x9b\xe2\x80\xae\xd8\x9c\xed\xa0\x80\xf4\x90\x80\x80\xff\xc3\xa9.";
     files.write(name + "08", "eight");
     files.write(name + "09", "0123456789");
     std::string const files_of = "files 'io/read/sequence/.*' '" + name + "##'";
     EXPECT_EQ(run(files_of).out,
-              "0  5   a\\x1b\\xc2\\x9b\\xe2\\x80\\xae\\xff\xc3\xa9.08\n"
-              "1  10  a\\x1b\\xc2\\x9b\\xe2\\x80\\xae\\xff\xc3\xa9.09\n");
+              "0  5   "
+              "a\\x1b\\xc2\\x9b\\xe2\\x80\\xae\\xd8\\x9c\\xed\\xa0\\x80\\xf4\\x90\\x80\\x80\\xff"
+              "\xc3\xa9.08\n"
+              "1  10  "
+              "a\\x1b\\xc2\\x9b\\xe2\\x80\\xae\\xd8\\x9c\\xed\\xa0\\x80\\xf4\\x90\\x80\\x80\\xff"
+              "\xc3\xa9.09\n");
     EXPECT_EQ(json::parse(run(files_of + " --json").out)[1]["size"], 10);
 }
 
@@ -289,30 +333,54 @@ TEST_F(kivplug, opens_no_shared_object_that_would_end_or_block_it) {
     std::string const read = "read -d p io/read/k/d/1.0 x";
     std::string const start = "no object of io/read/k/d/1.0 can be made: '" + image + "' is ";
     std::string const advice = "; put the plug-in's shared object there";
-    for (std::size_t const missing : {whole.size(), whole.size() - 60, whole.size() - 4096, 1UL}) {
+    for (std::size_t const missing :
+         {whole.size() - 3, whole.size() - 60, whole.size() - 4096, 1UL}) {
         files.write(image, whole.substr(0, whole.size() - missing));
         expect_refused(read, start + "cut short; copy it again, whole");
     }
-    files.write(image, "#!/bin/sh\nexec true\n");
-    expect_refused(read, start + "no ELF file" + advice);
+    files.write(image, "");
+    expect_refused(read, start + "empty; copy it again, whole");
+    files.write(image, "text\n");
+    expect_refused(read, start + "not an ELF file" + advice);
+    auto foreign = whole;
+    foreign.replace(EI_NIDENT + sizeof(Elf64_Half), 2, "\xf3\0"s);
+    files.write(image, foreign);
+    auto const refused = run(read).err;
+    EXPECT_EQ(refused.find("kivplug: " + start + "built for RISC-V (e_machine 243, "), 0U)
+        << refused;
     ASSERT_EQ(files.shell("rm " + image + " && mkfifo " + image), 0);
-    expect_refused(read, start + "no regular file" + advice);
+    expect_refused(read, start + "not a regular file" + advice);
     ASSERT_EQ(files.shell("rm " + image), 0);
     files.write(image, whole);
     EXPECT_EQ(run(read).out, "native text");
 }
 
-TEST_F(kivplug, names_the_directory_of_a_plugin_that_cannot_be_made) {
+TEST_F(kivplug, says_why_no_object_can_be_made) {
     ASSERT_EQ(files.shell("mkdir p && cp -r '" TEST_PLUGIN_DIR "/native/darwin' p"), 0);
-    describe("p", description("k", "1.0", "Throws", "native_create_throwing"));
-    expect_refused("read -d p io/read/k/d/1.0 x -o out",
-                   "no object of io/read/k/d/1.0 can be made from 'p': the device is busy; check "
-                   "darwin/x86/plugin.so and the bindings in plugin.xml there");
+    std::string const start = "no object of io/read/k/d/1.0 can be made from 'p': ";
+    std::string const advice = "; check darwin/x86/plugin.so and the bindings in plugin.xml there";
+    std::pair<std::string, std::string> const broken[] = {
+        {"native_create_throwing", start + "the device is busy" + advice},
+        {"native_create_throwing_number", start + "unknown exception" + advice},
+        {"native_create_throwing_silently", start + "exception without a text" + advice},
+        {"nowhere", start + "couldn't find create function in binary image" + advice},
+        {"native_create_nothing",
+         start + "its function 'native_create_nothing' returned null; ask its developer why"},
+    };
+    for (auto const& [function, message] : broken) {
+        describe("p", description("k", "1.0", "Broken", function));
+        expect_refused("read -d p io/read/k/d/1.0 x -o out", message);
+    }
     EXPECT_FALSE(exists("out"));
+    describe("p", description("k", "1.0", "Mislabelled", "native_create_false_writer"));
+    expect_refused("write -d p io/read/k/d/1.0 x </dev/null",
+                   "io/read/k/d/1.0 calls itself 'writer', but is a reader; the plug-in is "
+                   "faulty, report it to its developer");
     describe("q", "<plugin><interface><category>a</category></interface></plugin>");
     expect_refused("read -d q a//// x",
-                   "a//// makes no objects; check the flavor, category and type in "
-                   "'q/plugin.xml'");
+                   "a//// makes no objects: nothing serves the flavor '', category 'a' and type "
+                   "''; in 'q/plugin.xml', use the flavor native, or c-style with io and read or "
+                   "write");
 }
 
 TEST_F(kivplug, leaves_the_output_alone_until_the_input_is_open) {

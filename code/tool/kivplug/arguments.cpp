@@ -14,6 +14,11 @@ constexpr char const* k_directory_help =
     "holds a plugin.xml; may be repeated. The default is\n"
     "KIVPLUG_PATH (colon-separated), then kivplug's own";
 
+constexpr char const* k_footer =
+    "Exit status: 0 when all was done, 1 when something failed, 2 for a command line\n"
+    "that is not understood. 'list' fails when a plug-in directory did not load; it\n"
+    "lists the others all the same.";
+
 constexpr char const* k_verb_footer =
     "-d DIR may stand here too. An ID that no plug-in has is taken as a regular\n"
     "expression for whole ids; the first match counts, newest version first.";
@@ -63,8 +68,8 @@ CLI::Option* add_amount(CLI::App& verb, std::string const& option, long long& am
         auto const* const end = text.data() + text.size();
         auto const parsed = std::from_chars(text.data(), end, amount);
         if (parsed.ec != std::errc() || parsed.ptr != end || amount < 0) {
-            throw CLI::ValidationError(option,
-                                       "'" + text + "' is no number from 0 up, or too large");
+            throw CLI::ValidationError(
+                option, "'" + text + "' is not a non-negative number, or is too large");
         }
     };
     return verb.add_option_function<std::string>(option, parse, help)->type_name(unit);
@@ -152,6 +157,7 @@ void add_watch(CLI::App& app, command_line& line) {
 
 void add_arguments(CLI::App& app, command_line& line) {
     app.name("kivplug");
+    app.footer(k_footer);
     app.require_subcommand(1);
     app.fallthrough();  // so that -d may stand behind the verb as well
     app.set_version_flag("--version", "kivplug " KIVPLUG_VERSION, "Print the version and exit");

@@ -18,10 +18,6 @@ namespace {
 
 constexpr mode_t k_new_file_mode = 0666;  // less what the umask takes away
 
-std::string error_text(int error) {
-    return std::generic_category().message(error);
-}
-
 // O_RDONLY, O_WRONLY or O_RDWR; negative for what is not open.
 int access_mode(int number) {
     int const flags = fcntl(number, F_GETFL);
@@ -49,6 +45,10 @@ int reading_error(int number) {
 }
 
 }  // namespace
+
+std::string error_text(int error) {
+    return std::generic_category().message(error);
+}
 
 descriptor& descriptor::operator=(descriptor&& other) noexcept {
     descriptor previous(std::exchange(held, other.release()));

@@ -9,6 +9,9 @@
 
 namespace kivplug {
 
+// The system's text for an errno value.
+std::string error_text(int error);
+
 // Closes its file descriptor in the end. A negative number stands for none.
 class descriptor {
   public:

@@ -1,23 +1,19 @@
 #include "host.h"
 
-#include <dirent.h>
-
-#include <cerrno>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <map>
-#include <memory>
-#include <sstream>
-#include <system_error>
 
+#include <kivcore/browser.h>
 #include <kivcore/frame_reader.h>
+#include <kivcore/monitor.h>
 #include <kivcore/multi_file_reader.h>
 #include <kivcore/plugin.h>
+#include <kivcore/reader.h>
+#include <kivcore/writer.h>
 #include <morbase/path.h>
 
 #include "failure.h"
 #include "image.h"
+#include "loading.h"
 #include "operation.h"
 #include "text.h"
 
@@ -25,65 +21,7 @@ namespace kivplug {
 
 namespace {
 
-namespace fs = std::filesystem;
-
-constexpr char const* k_mend = "mend its plugin.xml, the message above says what is wrong";
-
-struct close_directory {
-    void operator()(DIR* directory) const { closedir(directory); }
-};
-
-struct search_path {
-    std::vector<std::string> directories;
-    std::string origin;  // who named them, for messages
-};
-
-// Empty fields are passed over: a stray colon would stand for the current directory.
-std::vector<std::string> directories_of_environment() {
-    char const* const value = std::getenv("KIVPLUG_PATH");
-    std::istringstream fields(value != nullptr ? value : "");
-    std::vector<std::string> directories;
-    for (std::string field; std::getline(fields, field, ':');) {
-        if (!field.empty()) {
-            directories.push_back(field);
-        }
-    }
-    return directories;
-}
-
-std::string own_plugin_directory() {
-    std::error_code error;
-    auto const program = fs::read_symlink("/proc/self/exe", error);
-    if (error) {
-        throw failure("cannot tell where kivplug is installed: " + error.message() +
-                      "; name a plug-in directory with -d");
-    }
-    return (program.parent_path() / KIVPLUG_PLUGINS_FROM_BIN).lexically_normal().string();
-}
-
-search_path chosen_path(std::vector<std::string> const& directories) {
-    if (!directories.empty()) {
-        return {directories, "given with -d"};
-    }
-    auto const named = directories_of_environment();
-    if (!named.empty()) {
-        return {named, "named in KIVPLUG_PATH"};
-    }
-    return {{own_plugin_directory()}, "where this kivplug has its plug-ins"};
-}
-
-// The library passes over a directory that it cannot open without a word.
-void require_readable(std::string const& directory, std::string const& origin) {
-    std::unique_ptr<DIR, close_directory> const opened(opendir(directory.c_str()));
-    if (!opened) {
-        throw failure("cannot open the directory " + quoted(directory) + ", " + origin + ": " +
-                      std::generic_category().message(errno) +
-                      "; name a readable directory of plug-ins with -d");
-    }
-}
-
-// What the most special interface of the object is called: kind() knows only the four
-// that others derive from.
+// The most special interface of the object, whatever it calls itself; empty when it has none.
 std::string interface_of(kivcore::plugin& object) {
     if (dynamic_cast<kivcore::frame_reader*>(&object) != nullptr) {
         return k_kind_frame_reader;
@@ -91,11 +29,28 @@ std::string interface_of(kivcore::plugin& object) {
     if (dynamic_cast<kivcore::multi_file_reader*>(&object) != nullptr) {
         return k_kind_multi_file_reader;
     }
-    return object.kind();
+    if (dynamic_cast<kivcore::reader*>(&object) != nullptr) {
+        return kivcore::plugin::k_kind_reader;
+    }
+    if (dynamic_cast<kivcore::writer*>(&object) != nullptr) {
+        return kivcore::plugin::k_kind_writer;
+    }
+    if (dynamic_cast<kivcore::browser*>(&object) != nullptr) {
+        return kivcore::plugin::k_kind_browser;
+    }
+    return dynamic_cast<kivcore::monitor*>(&object) != nullptr ? kivcore::plugin::k_kind_monitor
+                                                               : "";
 }
 
-// What to do with an object of this kind.
-std::string advice_for(std::string const& kind) {
+// What an object of the interface says of itself in kind().
+std::string kind_of(std::string const& interface) {
+    bool const is_reader =
+        interface == k_kind_frame_reader || interface == k_kind_multi_file_reader;
+    return is_reader ? kivcore::plugin::k_kind_reader : interface;
+}
+
+// What to do with an object of this interface.
+std::string advice_for(std::string const& interface) {
     static std::map<std::string, std::string> const advice = {
         {kivcore::plugin::k_kind_reader, "use 'kivplug read'"},
         {kivcore::plugin::k_kind_writer, "use 'kivplug write'"},
@@ -104,14 +59,31 @@ std::string advice_for(std::string const& kind) {
         {k_kind_frame_reader, "use 'kivplug tracks', 'kivplug frames' or 'kivplug read'"},
         {k_kind_multi_file_reader, "use 'kivplug files' or 'kivplug read'"},
     };
-    auto const found = advice.find(kind);
-    return found != advice.end() ? found->second
-                                 : "'kivplug list' shows the plug-ins that there are";
+    return advice.at(interface);
+}
+
+// What is wrong with an object of which this is known: it is not a `wanted`.
+std::string fault_of(std::string const& kind, std::string const& interface,
+                     std::string const& wanted) {
+    if (interface.empty()) {
+        return "makes objects that call themselves " + quoted(kind) +
+               " and are none of what kivplug has verbs for" + k_report_fault;
+    }
+    if (kind != kind_of(interface)) {
+        return "calls itself " + quoted(kind) + ", but is a " + interface + k_report_fault;
+    }
+    return "is a " + interface + ", not a " + wanted + "; " + advice_for(interface);
+}
+
+// The value of a key in the description of an id, empty without one.
+std::string described(kivcore::plugins const& registry, std::string const& id,
+                      std::string const& key) {
+    auto const description = registry.describe_plugin(id);
+    return description ? value_of(*description, key, "") : "";
 }
 
 std::string plugin_directory(kivcore::plugins const& registry, std::string const& id) {
-    auto const description = registry.describe_plugin(id);
-    return description ? value_of(*description, "path", "") : "";
+    return described(registry, id, "path");
 }
 
 // Before the library opens it: a shared object that is cut short would end the program.
@@ -125,45 +97,22 @@ void require_sound_image(kivcore::plugins const& registry, std::string const& id
     }
 }
 
+[[noreturn]] void fail_for_factory(kivcore::plugins const& registry, std::string const& id) {
+    throw failure(printable(id) + " makes no objects: nothing serves the flavor " +
+                  quoted(described(registry, id, "interface.flavor")) + ", category " +
+                  quoted(described(registry, id, "interface.category")) + " and type " +
+                  quoted(described(registry, id, "interface.type")) + "; in " +
+                  quoted(plugin_directory(registry, id) + "/plugin.xml") +
+                  ", use the flavor native, or c-style with io and read or write");
+}
+
 }  // namespace
 
 host::host(std::vector<std::string> const& directories) {
     auto const path = chosen_path(directories);
     // The registry only derives the name of a schema from its root: any directory will do.
     loaded = new kivcore::plugins(path.directories.front());
-    for (auto const& directory : path.directories) {
-        load(directory, path.origin);
-    }
-}
-
-void host::load(std::string const& directory, std::string const& origin) const {
-    require_readable(directory, origin);
-    std::error_code unknown;  // what cannot be looked at is left to the library's notices
-    if (!fs::exists(fs::path(directory) / "plugin.xml", unknown)) {
-        load_each(directory);
-        return;
-    }
-    if (!loaded->load_plugin(directory)) {
-        throw failure("cannot load the plug-in directory " + quoted(directory) + ", " + origin +
-                      "; " + k_mend);
-    }
-}
-
-// As load_plugins, but one by one: the library's line on a failure need not name the
-// directory. One that fails keeps nobody from using the others.
-void host::load_each(std::string const& directory) const {
-    for (auto const& found : fs::directory_iterator(directory)) {
-        auto const name = found.path().filename().string();
-        std::error_code unknown;  // what a link leads to is left to the library to find out
-        if (name.front() == '.' || !(found.is_directory(unknown) || found.is_symlink(unknown))) {
-            continue;
-        }
-        auto const path = morbase::path_appended(directory, name, '/');
-        if (!loaded->load_plugin(path)) {
-            std::fprintf(stderr, "kivplug: %s did not load whole; %s\n", quoted(path).c_str(),
-                         k_mend);
-        }
-    }
+    complete = load(*loaded, path);
 }
 
 std::string host::resolve(std::string const& wanted) const {
@@ -189,17 +138,21 @@ void host::creating(std::string const& id, std::function<void()> const& create) 
 
 // Makes the object once more, as one of any kind, to be able to say what it is.
 void host::fail_for_kind(std::string const& id, std::string const& wanted) const {
-    kivcore::instance<kivcore::plugin> made;
-    std::string kind;
-    creating(id, [&] {
-        made = kivcore::create<kivcore::plugin>(loaded, id);
-        kind = made ? interface_of(*made) : "";
-    });
-    if (!made) {
-        throw failure(printable(id) + " makes no objects; check the flavor, category and type in " +
-                      quoted(plugin_directory(*loaded, id) + "/plugin.xml"));
+    morbase::ptr_refcount<kivcore::plugins::factory> maker;  // outlives the object
+    morbase::ptr_refcount<kivcore::plugin> made;
+    creating(id, [&] { made = loaded->create_with_id(id, maker); });
+    if (!maker) {
+        fail_for_factory(*loaded, id);
     }
-    throw failure(printable(id) + " is a " + kind + ", not a " + wanted + "; " + advice_for(kind));
+    if (!made) {
+        throw failure("no object of " + printable(id) + " can be made from " +
+                      quoted(plugin_directory(*loaded, id)) + ": its function " +
+                      quoted(described(*loaded, id, "interface.bind.create")) +
+                      " returned null; ask its developer why");
+    }
+    std::string kind;
+    auto const unnamed = thrown_by([&] { kind = made->kind(); });
+    throw failure(printable(id) + " " + fault_of(kind, interface_of(*made), wanted));
 }
 
 std::string value_of(kivcore::plugins::info const& description, std::string const& key,

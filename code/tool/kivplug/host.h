@@ -19,11 +19,11 @@ constexpr char const* k_kind_multi_file_reader = "multi_file_reader";
 
 class host {
   public:
-    // Loads the plug-ins of every directory. Without any, those of KIVPLUG_PATH, and
-    // without that the ones that belong to this program. A directory that itself
-    // holds a plugin.xml is one plug-in directory; any other is a directory of them.
-    // Raises a failure when one of the directories cannot be used.
+    // Loads the plug-ins of what chosen_path makes of the directories.
     explicit host(std::vector<std::string> const& directories);
+
+    // Whether all of them loaded. What was wrong with the others has been printed.
+    bool is_complete() const noexcept { return complete; }
 
     kivcore::plugins const& registry() const noexcept { return *loaded; }
 
@@ -46,9 +46,6 @@ class host {
     }
 
   private:
-    void load(std::string const& directory, std::string const& origin) const;
-    void load_each(std::string const& directory) const;
-
     // Calls `create` and turns what it throws into a failure that names the plug-in. Does
     // not call it when the shared object would end the process or block it.
     void creating(std::string const& id, std::function<void()> const& create) const;
@@ -56,6 +53,7 @@ class host {
     [[noreturn]] void fail_for_kind(std::string const& id, std::string const& wanted) const;
 
     morbase::ptr_refcount<kivcore::plugins> loaded;
+    bool complete = false;
 };
 
 // The value of a description's key, or `absent`.

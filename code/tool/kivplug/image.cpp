@@ -4,11 +4,17 @@
 #include <link.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <system_error>
 #include <vector>
+
+// Where the linker has this program's own header begin.
+// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming): the linker's name
+extern "C" ElfW(Ehdr) const __ehdr_start __attribute__((visibility("hidden")));
 
 namespace kivplug {
 
@@ -18,14 +24,19 @@ namespace fs = std::filesystem;
 
 using size_type = unsigned long long;
 
-constexpr unsigned char k_own_class = sizeof(void*) == 8 ? ELFCLASS64 : ELFCLASS32;
 constexpr char const* k_is_cut = "is cut short; copy it again, whole";
+constexpr std::size_t k_magic_size = SELFMAG;
 
 class image {
   public:
     image(std::string const& path, size_type bytes) : file(path, std::ios::binary), size(bytes) {}
 
     bool is_open() const { return file.is_open(); }
+
+    std::string start(size_type count) {
+        std::string bytes(count, '\0');
+        return file.read(bytes.data(), static_cast<std::streamsize>(count)) ? bytes : "";
+    }
 
     // Reads one record; false when the file does not hold all of it.
     template <typename record>
@@ -48,6 +59,49 @@ class image {
     std::ifstream file;
     size_type size;
 };
+
+// How a file's header begins, whatever machine it is for.
+struct identity {
+    unsigned char bytes[EI_NIDENT];
+    std::uint16_t type;
+    std::uint16_t machine;  // in the file's byte order
+};
+
+// The machine's number, for which any byte order is a good one.
+unsigned int machine_of(identity const& file, identity const& own) {
+    unsigned int const number = file.machine;
+    bool const is_swapped = file.bytes[EI_DATA] != own.bytes[EI_DATA];
+    return is_swapped ? (number >> 8 | number << 8) & 0xffffU : number;
+}
+
+std::string machine_text(identity const& file, identity const& own) {
+    static std::map<unsigned int, std::string> const names = {
+        {EM_386, "x86"},      {EM_X86_64, "x86-64"}, {EM_ARM, "ARM"},    {EM_AARCH64, "AArch64"},
+        {EM_RISCV, "RISC-V"}, {EM_PPC64, "PowerPC"}, {EM_S390, "S/390"}, {EM_MIPS, "MIPS"},
+    };
+    unsigned int const machine = machine_of(file, own);
+    auto const name = names.find(machine);
+    return (name != names.end() ? name->second : "an unknown machine") + " (e_machine " +
+           std::to_string(machine) + ", " + (file.bytes[EI_CLASS] == ELFCLASS32 ? "32" : "64") +
+           " bits, " + (file.bytes[EI_DATA] == ELFDATA2MSB ? "big" : "little") + "-endian)";
+}
+
+// What this program is built for, as its own header in memory says.
+identity own_identity() {
+    identity own;
+    std::memcpy(&own, &__ehdr_start, sizeof own);
+    return own;
+}
+
+// Empty for a file of this machine. The linker says of some others that they are not there.
+std::string machine_fault(identity const& file) {
+    auto const own = own_identity();
+    auto const built_for = machine_text(file, own);
+    auto const wanted = machine_text(own, own);
+    return built_for == wanted ? ""
+                               : "is built for " + built_for + ", not for " + wanted +
+                                     "; put one built for this machine there";
+}
 
 // What the linker maps. A page of a mapping that lies behind the file's end cannot be
 // touched without a signal that ends the process.
@@ -86,29 +140,31 @@ std::string image_fault(std::string const& path) {
         return "";
     }
     if (!fs::is_regular_file(status)) {
-        return "is no regular file; put the plug-in's shared object there";
+        return "is not a regular file; put the plug-in's shared object there";
     }
     auto const size = fs::file_size(path, error);
     image file(path, size);
     if (error || !file.is_open()) {
-        return "";  // no more to be opened by others
+        return "";  // not to be opened by others either
     }
-    unsigned char start[EI_NIDENT] = {};
-    if (!file.read(start, 0)) {
+    auto const magic = std::min<size_type>(size, k_magic_size);
+    std::string const start = file.start(magic);
+    if (start.empty() || start != std::string(ELFMAG, magic)) {
+        return size == 0 ? "is empty; copy it again, whole"
+                         : "is not an ELF file; put the plug-in's shared object there";
+    }
+    identity known;
+    if (!file.read(known, 0)) {
         return k_is_cut;
     }
-    if (!std::equal(start, start + SELFMAG, ELFMAG)) {
-        return "is no ELF file; put the plug-in's shared object there";
-    }
-    // Its records have other sizes: they would be misread here, and the linker refuses it.
-    if (start[EI_CLASS] != k_own_class) {
-        return "";
-    }
+    // The records of other machines would be misread.
+    auto fault = machine_fault(known);
     ElfW(Ehdr) header;
-    if (!file.read(header, 0) || !holds_segments(file, header) || !holds_sections(file, header)) {
-        return k_is_cut;
+    if (fault.empty() &&
+        (!file.read(header, 0) || !holds_segments(file, header) || !holds_sections(file, header))) {
+        fault = k_is_cut;
     }
-    return "";
+    return fault;
 }
 
 }  // namespace kivplug

@@ -10,7 +10,7 @@
 namespace kivplug {
 
 // What is wrong with the file at path; empty when it is whole, and when it is not there
-// or not for this machine: those the dynamic linker refuses by itself.
+// or cannot be read: those the dynamic linker refuses by itself.
 std::string image_fault(std::string const& path);
 
 }  // namespace kivplug

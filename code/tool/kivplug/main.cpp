@@ -12,6 +12,7 @@
 #include "descriptor.h"
 #include "failure.h"
 #include "host.h"
+#include "notices.h"
 #include "output.h"
 #include "text.h"
 
@@ -28,17 +29,21 @@ int report_misuse(CLI::App const& app, CLI::ParseError const& error) {
         reason = words.empty() ? "a verb is missing"
                                : kivplug::quoted(words.front()) + " is not a verb of kivplug";
     }
-    std::fprintf(stderr, "kivplug: %s\n\n%s", reason.c_str(), app.help().c_str());
+    kivplug::say(reason);
+    std::fprintf(stderr, "\n%s", app.help().c_str());
     return k_misused;
 }
 
 int run(CLI::App& app, kivplug::command_line& line, kivplug::byte_sink& out, int count,
         char** words) {
+    bool is_whole = true;
     try {
         // The host is made only when a verb has been understood: neither --help nor a misuse
         // loads plug-ins, whose notices would hide what is printed.
         app.parse(count, words);
-        line.work(kivplug::host(line.directories), out);
+        kivplug::host const host(line.directories);
+        line.work(host, out);
+        is_whole = host.is_complete() || !app.got_subcommand("list");
     } catch (CLI::Success const& wanted) {  // --help, --version
         std::ostringstream text;
         app.exit(wanted, text, text);
@@ -47,13 +52,13 @@ int run(CLI::App& app, kivplug::command_line& line, kivplug::byte_sink& out, int
         return report_misuse(app, error);
     }
     out.finish();
-    return k_done;
+    return is_whole ? k_done : k_failed;
 }
 
 // On one line whatever a plug-in put into it; its own line end would be shown as \n.
 int report_failure(std::string message) {
     message.erase(message.find_last_not_of(" \n") + 1);
-    std::fprintf(stderr, "kivplug: %s\n", kivplug::printable(message).c_str());
+    kivplug::say(message);
     return k_failed;
 }
 
@@ -71,5 +76,7 @@ int main(int count, char** words) {
         return k_failed;
     } catch (std::exception const& error) {
         return report_failure(error.what());
+    } catch (...) {
+        return report_failure("unknown exception; report it to the plug-in's developer");
     }
 }

@@ -33,7 +33,8 @@ std::optional<std::string> thrown_by(std::function<void()> const& call) {
         call();
         return std::nullopt;
     } catch (std::exception const& error) {
-        reason = error.what();
+        char const* const text = error.what();
+        reason = text != nullptr ? text : "exception without a text";
     } catch (...) {  // NOLINT(bugprone-empty-catch): what else a plug-in throws has no text
     }
     return reason;

@@ -1,13 +1,13 @@
 #include "watch.h"
 
 #include <csignal>
-#include <cstdio>
 
 #include <nlohmann/json.hpp>
 
 #include <kivcore/monitor.h>
 
 #include "json_text.h"
+#include "notices.h"
 #include "operation.h"
 #include "text.h"
 
@@ -93,7 +93,7 @@ void watch(host const& from, byte_sink& out, watch_options const& options) {
     auto const start = [&] { return source->start(options.path, &events); };
     checked(where, "start", start,
             "; check that it is there and of the kind that this plug-in watches");
-    std::fprintf(stderr, "kivplug: watching %s until interrupted\n", quoted(options.path).c_str());
+    say("watching " + quoted(options.path) + " until interrupted");
     while (interrupted == 0 && !events.ended()) {
         auto const poll = [&] { return source->poll(k_longest_wait_ms); };
         checked(where, "poll", poll, "; check that it is still there, and start again");

@@ -1,5 +1,5 @@
-// Create functions: one that makes a reader of a fixed text, one that makes nothing and
-// one that throws.
+// Create functions: one that makes a reader of a fixed text, one that makes the same under
+// another name, one that makes nothing and some that throw.
 
 #include <algorithm>
 #include <cstring>
@@ -12,7 +12,7 @@ namespace {
 constexpr char k_text[] = "native text";
 constexpr long long k_size = sizeof k_text - 1;
 
-class text_reader final : public kivcore::reader {
+class text_reader : public kivcore::reader {
   public:
     int open(std::string const& /*path*/, std::string const& /*mode*/) override { return 0; }
     int close() override { return 0; }
@@ -35,6 +35,15 @@ class text_reader final : public kivcore::reader {
     long long position = 0;
 };
 
+class false_writer final : public text_reader {
+  public:
+    std::string kind() override { return k_kind_writer; }
+};
+
+struct silent_exception : std::exception {
+    char const* what() const noexcept override { return nullptr; }
+};
+
 }  // namespace
 
 #define EXPORTED extern "C" __attribute__((visibility("default")))
@@ -49,4 +58,16 @@ EXPORTED kivcore::plugin* native_create_nothing() {
 
 EXPORTED kivcore::plugin* native_create_throwing() {
     throw std::runtime_error("the device is busy");
+}
+
+EXPORTED kivcore::plugin* native_create_false_writer() {
+    return new false_writer;
+}
+
+EXPORTED kivcore::plugin* native_create_throwing_silently() {
+    throw silent_exception();
+}
+
+EXPORTED kivcore::plugin* native_create_throwing_number() {
+    throw 1;
 }

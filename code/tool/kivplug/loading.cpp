@@ -1,0 +1,266 @@
+#include "loading.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <strings.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <system_error>
+
+#include <morbase/path.h>
+
+#include "descriptor.h"
+#include "failure.h"
+#include "notices.h"
+#include "text.h"
+
+namespace kivplug {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char const* k_description = "plugin.xml";
+
+struct close_directory {
+    void operator()(DIR* directory) const { closedir(directory); }
+};
+
+// Empty fields are passed over: a stray colon would stand for the current directory.
+std::vector<std::string> directories_of_environment() {
+    char const* const value = std::getenv("KIVPLUG_PATH");
+    std::string const fields = value != nullptr ? value : "";
+    std::vector<std::string> directories;
+    for (std::size_t start = 0; start < fields.size();) {
+        std::size_t const end = std::min(fields.find(':', start), fields.size());
+        if (end > start) {
+            directories.push_back(fields.substr(start, end - start));
+        }
+        start = end + 1;
+    }
+    return directories;
+}
+
+std::string own_plugin_directory() {
+    std::error_code error;
+    auto const program = fs::read_symlink("/proc/self/exe", error);
+    if (error) {
+        throw failure("cannot tell where kivplug is installed: " + error.message() +
+                      "; name a plug-in directory with -d");
+    }
+    return (program.parent_path() / KIVPLUG_PLUGINS_FROM_BIN).lexically_normal().string();
+}
+
+std::string in(std::string const& directory, std::string const& name) {
+    return morbase::path_appended(directory, name, '/');
+}
+
+// The names in a directory, as the file system lists them. origin: who named the directory,
+// for the failure that is raised when it cannot be listed; empty for one that was found.
+std::vector<std::string> entries_of(std::string const& directory, std::string const& origin) {
+    std::unique_ptr<DIR, close_directory> const opened(opendir(directory.c_str()));
+    std::vector<std::string> names;
+    if (opened) {
+        errno = 0;
+        while (dirent const* entry = readdir(opened.get())) {
+            names.emplace_back(entry->d_name);
+            errno = 0;
+        }
+    }
+    if (errno != 0) {
+        throw failure("cannot open the directory " + quoted(directory) +
+                      (origin.empty() ? "" : ", " + origin) + ": " + error_text(errno) +
+                      (origin.empty() ? "; make it readable, or take it away"
+                                      : "; name a readable directory of plug-ins with -d"));
+    }
+    return names;
+}
+
+// A link counts as what it is: one that leads nowhere is an entry all the same.
+bool has_entry(std::string const& directory, std::string const& name) {
+    struct stat status {};
+    return lstat(in(directory, name).c_str(), &status) == 0;
+}
+
+bool may_be_plugin(std::string const& directory, std::string const& name) {
+    struct stat status {};
+    return name.front() != '.' && lstat(in(directory, name).c_str(), &status) == 0 &&
+           (S_ISDIR(status.st_mode) || S_ISLNK(status.st_mode));
+}
+
+// The entry that is called plugin.xml but for the case of its letters; empty without one.
+std::string misspelt_description(std::vector<std::string> const& names) {
+    auto const found = std::find_if(names.begin(), names.end(), [](std::string const& name) {
+        return strcasecmp(name.c_str(), k_description) == 0 && name != k_description;
+    });
+    return found != names.end() ? *found : "";
+}
+
+[[noreturn]] void fail_for_spelling(std::string const& directory, std::string const& name) {
+    throw failure(quoted(directory) + " has " + quoted(name) +
+                  " in the place of plugin.xml; rename it");
+}
+
+[[noreturn]] void fail_for_missing_description(std::string const& directory) {
+    auto const names = entries_of(directory, "");
+    auto const misspelt = misspelt_description(names);
+    if (!misspelt.empty()) {
+        fail_for_spelling(directory, misspelt);
+    }
+    bool const holds_plugins = std::any_of(names.begin(), names.end(), [&](auto const& name) {
+        return name.front() != '.' && has_entry(in(directory, name), k_description);
+    });
+    throw failure(quoted(directory) +
+                  (holds_plugins
+                       ? " has no plugin.xml, but directories in it have one; name it with -d"
+                       : " has no plugin.xml; put the description there, or take the directory "
+                         "away"));
+}
+
+// What keeps the file from being read, as an errno value; 0 when nothing does. A FIFO is
+// not opened: that could block.
+int reading_error(std::string const& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) {
+        return errno;
+    }
+    if (!S_ISREG(status.st_mode)) {
+        throw failure(quoted(path) + " is not a regular file; put the description there");
+    }
+    if (status.st_size == 0) {
+        throw failure(quoted(path) + " is empty; put the description there");
+    }
+    descriptor const opened(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    return opened.number() < 0 ? errno : 0;
+}
+
+// The library says of a description that it cannot open only that, not why.
+void require_description(std::string const& directory) {
+    auto const path = in(directory, k_description);
+    int const error = reading_error(path);
+    if (error == ENOENT && !has_entry(directory, k_description)) {
+        fail_for_missing_description(directory);
+    }
+    if (error != 0) {
+        throw failure(
+            "cannot read " + quoted(path) +
+            (error == ENOENT ? ", a link to a file that is not there" : ": " + error_text(error)) +
+            "; put a readable description there");
+    }
+}
+
+void load_plugin(kivcore::plugins& registry, std::string const& directory) {
+    require_description(directory);
+    notices printed;
+    bool const is_loaded = registry.load_plugin(directory);
+    auto const text = printed.end();
+    print_lines(text);
+    if (is_loaded) {
+        return;
+    }
+    // These do not say what is wrong. The file was there and could be read.
+    bool const is_unexplained = text.empty() || text.find(": unknown reason\n") < text.size() ||
+                                text.find(": Could not create xml reader ") < text.size();
+    throw failure(quoted(directory) + " did not load whole; " +
+                  (is_unexplained ? "memory may have run out, try again with more"
+                                  : "fix its plugin.xml, the message above says what is wrong"));
+}
+
+// The plug-in directory whose part this is; empty when it is not such a part.
+std::string enclosing_plugin(std::string const& directory) {
+    std::pair<char const*, char const*> const ways[] = {{"..", "darwin"}, {"../..", "darwin/x86"}};
+    for (auto const& [up, down] : ways) {
+        auto const top = in(directory, up);
+        std::error_code unknown;  // what is not there is not the same
+        if (fs::equivalent(in(top, down), directory, unknown) && has_entry(top, k_description)) {
+            return fs::path(top).lexically_normal().string();
+        }
+    }
+    return "";
+}
+
+// What is one level too deep, or a plug-in directory without its description, would pass
+// for a directory of plug-ins.
+void require_collection(std::string const& directory, std::vector<std::string> const& names) {
+    auto const misspelt = misspelt_description(names);
+    if (!misspelt.empty()) {
+        fail_for_spelling(directory, misspelt);
+    }
+    if (has_entry(directory, "darwin/x86/plugin.so")) {
+        fail_for_missing_description(directory);
+    }
+    auto const enclosing = enclosing_plugin(directory);
+    if (!enclosing.empty()) {
+        throw failure(quoted(directory) + " is a part of the plug-in directory " +
+                      quoted(enclosing) + "; name that one with -d");
+    }
+}
+
+// False when the call raised a failure, which is then printed.
+bool succeeds(std::function<void()> const& call) {
+    try {
+        call();
+        return true;
+    } catch (failure const& error) {
+        say(error.what());
+        return false;
+    }
+}
+
+// As load_plugins, but one by one: the library's line on a failure need not name the
+// directory.
+bool load_each(kivcore::plugins& registry, std::string const& directory,
+               std::vector<std::string> const& names) {
+    bool are_loaded = true;
+    for (auto const& name : names) {
+        if (may_be_plugin(directory, name)) {
+            auto const load = [&] { load_plugin(registry, in(directory, name)); };
+            are_loaded = succeeds(load) && are_loaded;
+        }
+    }
+    return are_loaded;
+}
+
+bool load_directory(kivcore::plugins& registry, std::string const& directory,
+                    std::string const& origin) {
+    bool are_loaded = true;
+    auto const load = [&] {
+        auto const names = entries_of(directory, origin);
+        if (std::find(names.begin(), names.end(), k_description) != names.end()) {
+            load_plugin(registry, directory);
+            return;
+        }
+        require_collection(directory, names);
+        are_loaded = load_each(registry, directory, names);
+    };
+    return succeeds(load) && are_loaded;
+}
+
+}  // namespace
+
+search_path chosen_path(std::vector<std::string> const& directories) {
+    if (!directories.empty()) {
+        return {directories, "given with -d"};
+    }
+    auto const named = directories_of_environment();
+    if (!named.empty()) {
+        return {named, "named in KIVPLUG_PATH"};
+    }
+    return {{own_plugin_directory()}, "where this kivplug has its plug-ins"};
+}
+
+bool load(kivcore::plugins& registry, search_path const& path) {
+    bool are_loaded = true;
+    for (auto const& directory : path.directories) {
+        are_loaded = load_directory(registry, directory, path.origin) && are_loaded;
+    }
+    return are_loaded;
+}
+
+}  // namespace kivplug

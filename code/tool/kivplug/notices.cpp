@@ -1,0 +1,65 @@
+#include "notices.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+
+#include "failure.h"
+#include "text.h"
+
+namespace kivplug {
+
+void say(std::string const& message) {
+    std::fprintf(stderr, "kivplug: %s\n", printable(message).c_str());
+}
+
+void print_lines(std::string const& text) {
+    for (std::size_t start = 0; start < text.size();) {
+        std::size_t const end = std::min(text.find('\n', start), text.size());
+        std::fprintf(stderr, "%s\n", printable(text.substr(start, end - start)).c_str());
+        start = end + 1;
+    }
+}
+
+notices::notices()
+    : kept(memfd_create("notices", MFD_CLOEXEC)),
+      standard_error(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)) {
+    if (kept.number() < 0 || standard_error.number() < 0) {
+        throw failure("cannot keep the library's messages: " + error_text(errno) +
+                      "; close files or make room");
+    }
+    std::fflush(stdout);
+    dup2(kept.number(), STDOUT_FILENO);
+    dup2(kept.number(), STDERR_FILENO);
+}
+
+notices::~notices() {
+    restore();
+}
+
+std::string notices::end() {
+    restore();
+    std::string text;
+    char block[4096];
+    ssize_t got = 0;
+    while ((got = pread(kept.number(), block, sizeof block, static_cast<off_t>(text.size()))) > 0) {
+        text.append(block, static_cast<std::size_t>(got));
+    }
+    return text;
+}
+
+void notices::restore() noexcept {
+    if (standard_error.number() < 0) {
+        return;
+    }
+    std::fflush(stdout);
+    dup2(standard_error.number(), STDOUT_FILENO);
+    dup2(standard_error.number(), STDERR_FILENO);
+    standard_error = descriptor(-1);
+}
+
+}  // namespace kivplug

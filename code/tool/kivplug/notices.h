@@ -1,0 +1,42 @@
+// What people read on standard error: this program's messages, and what the library and
+// plug-ins print. Nothing in them is a command to a terminal.
+
+#ifndef KIVPLUG_NOTICES_H
+#define KIVPLUG_NOTICES_H
+
+#include <string>
+
+#include "descriptor.h"
+
+namespace kivplug {
+
+// Prints "kivplug: " and the message on a line.
+void say(std::string const& message);
+
+// Prints the lines of text as they are.
+void print_lines(std::string const& text);
+
+// Keeps back what this process prints while one of these lives, on standard output, which
+// take_standard_output has made standard error, and on standard error.
+class notices {
+  public:
+    // Raises a failure when that cannot be done.
+    notices();
+    ~notices();
+
+    notices(notices const&) = delete;
+    notices& operator=(notices const&) = delete;
+
+    // What was printed until now; what comes later is printed at once again.
+    std::string end();
+
+  private:
+    void restore() noexcept;
+
+    descriptor kept;
+    descriptor standard_error;
+};
+
+}  // namespace kivplug
+
+#endif
