@@ -1,7 +1,9 @@
 // kivplug, run as its users run it.
 
 #include <elf.h>
+#include <fcntl.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <string>
@@ -405,6 +407,13 @@ TEST_F(kivplug, leaves_the_output_alone_until_the_input_is_open) {
         {"read 'io/read/archive/.*' 'archive:a.tar!/kept' -o a.tar",
          "cannot write 'a.tar'" + taken},
     };
+    ASSERT_EQ(files.shell("cp -r '" BUILT_PLUGIN_DIR "/file' used"), 0);
+    std::string const image = "used/darwin/x86/plugin.so";
+    std::string const in_use =
+        "cannot write '" + image + "': it is a shared object that is in use; ";
+    expect_refused(read + "kept -d used -o " + image, in_use + "give another output with -o");
+    expect_refused("write -d used 'io/write/.*' " + image + " -i kept",
+                   in_use + "give another PATH");
     EXPECT_EQ(run(read + "kept >>kept").err,
               "kivplug: cannot write standard output" + taken + "\n");
     EXPECT_EQ(run(read + "kept 1<>both").status, 0);
@@ -415,6 +424,31 @@ TEST_F(kivplug, leaves_the_output_alone_until_the_input_is_open) {
         expect_refused(arguments, message);
         EXPECT_EQ(support::read_file(files.path("kept")), "kept");
     }
+}
+
+TEST_F(kivplug, writes_to_standard_output_by_whatever_name) {
+    files.write("in", "data");
+    ASSERT_EQ(files.shell("ln -s /dev/stdout link && ln -s link link2"), 0);
+    for (std::string const name :
+         {"//dev/stdout", "/dev/fd/1", "/proc/thread-self/fd/1", "./link2"}) {
+        EXPECT_EQ(run("read io/read/file/kivcore/1.0 in -o " + name).out, "data") << name;
+        auto const written = run("write io/write/file/kivcore/1.0 " + name + " -i in");
+        EXPECT_EQ(written.out + written.err, "data") << name;
+    }
+}
+
+TEST_F(kivplug, writes_to_an_output_that_would_block) {
+    std::string const content = support::sample(700'000);
+    files.write("in", content);
+    int ends[2] = {};
+    ASSERT_EQ(pipe(ends), 0);
+    ASSERT_EQ(fcntl(ends[1], F_SETFL, O_NONBLOCK), 0);
+    EXPECT_EQ(run("read io/read/file/kivcore/1.0 in >&" + std::to_string(ends[1]) +
+                  " & head -c 700000 <&" + std::to_string(ends[0]))
+                  .out,
+              content);
+    close(ends[0]);
+    close(ends[1]);
 }
 
 TEST_F(kivplug, says_what_a_failed_read_leaves) {
@@ -435,6 +469,10 @@ TEST_F(kivplug, notices_output_that_cannot_be_written) {
     expect_refused(
         "read io/read/file/kivcore/1.0 in -o /dev/full",
         "cannot write '/dev/full'" + full + "; '/dev/full' holds only the first 0 bytes");
+    auto const limited =
+        run("read io/read/file/kivcore/1.0 in -o out", "ulimit -f 100;"s + k_bundled_path);
+    EXPECT_EQ(limited.status, 1);
+    EXPECT_EQ(limited.err.find("kivplug: cannot write 'out': File too large; "), 0U);
     auto const piped = run("read io/read/file/kivcore/1.0 in | head -c 3");
     EXPECT_EQ(piped.out + piped.err, "xxx");
     EXPECT_EQ(run("write io/write/gzip/kivcore/1.0 /dev/full -i in").status, 1);

@@ -1,6 +1,7 @@
 #include "descriptor.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,6 +16,12 @@
 namespace kivplug {
 
 namespace {
+
+namespace fs = std::filesystem;
+
+// Numbers are given from the lowest up: nobody here opens as many files at once.
+constexpr int k_most_files = 65536;
+constexpr int k_most_links = 40;  // as many as the system follows
 
 constexpr mode_t k_new_file_mode = 0666;  // less what the umask takes away
 
@@ -37,6 +44,28 @@ int reading_error(int number) {
         return EBADF;
     }
     return S_ISDIR(status.st_mode) ? EISDIR : 0;
+}
+
+std::optional<file_identity> identity_in(struct stat const& status) {
+    return S_ISREG(status.st_mode) ? std::optional<file_identity>({status.st_dev, status.st_ino})
+                                   : std::nullopt;
+}
+
+// Whether the directory, by its real path, holds this process's descriptors.
+bool is_own_descriptors(fs::path const& directory) {
+    std::error_code missing;
+    return directory == fs::canonical("/proc/self/fd", missing) ||
+           directory == fs::canonical("/proc/thread-self/fd", missing);
+}
+
+// After a call that failed just now: whether it is to be tried again. Where it would block,
+// as whoever shares a standard stream may have wished, waits until it would not.
+bool may_go_on(int number, short int event) {
+    if (errno != EAGAIN) {
+        return errno == EINTR;
+    }
+    pollfd waiting{number, event, 0};
+    return poll(&waiting, 1, -1) >= 0 || errno == EINTR;
 }
 
 [[noreturn]] void cannot_read(std::string const& name, int error) {
@@ -65,21 +94,62 @@ int descriptor::release() noexcept {
     return std::exchange(held, -1);
 }
 
-bool is_open_for_reading(std::string const& path) {
-    struct stat wanted {};
-    if (stat(path.c_str(), &wanted) != 0 || !S_ISREG(wanted.st_mode)) {
-        return false;
-    }
-    std::error_code unknown;  // where descriptors cannot be listed nothing is known of them
-    for (auto const& entry : std::filesystem::directory_iterator("/proc/self/fd", unknown)) {
-        int const number = std::stoi(entry.path().filename().string());
-        struct stat opened {};
-        if (access_mode(number) == O_RDONLY && fstat(number, &opened) == 0 &&
-            opened.st_dev == wanted.st_dev && opened.st_ino == wanted.st_ino) {
+std::optional<file_identity> identity_of(std::string const& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 ? identity_in(status) : std::nullopt;
+}
+
+std::optional<file_identity> identity_of(int number) {
+    struct stat status {};
+    return fstat(number, &status) == 0 ? identity_in(status) : std::nullopt;
+}
+
+// Asks for one number after the other: /proc, which lists what is open, need not be there.
+bool is_open_for_reading(file_identity const& file) {
+    long const limit = sysconf(_SC_OPEN_MAX);
+    int const end = limit > 0 && limit < k_most_files ? static_cast<int>(limit) : k_most_files;
+    for (int number = 0; number < end; ++number) {
+        if (access_mode(number) == O_RDONLY && identity_of(number) == file) {
             return true;
         }
     }
     return false;
+}
+
+bool is_standard_output(std::string const& path) {
+    fs::path name = path;
+    for (int links = 0; links < k_most_links; ++links) {
+        std::error_code missing;
+        auto const parent =
+            fs::canonical(name.has_parent_path() ? name.parent_path() : ".", missing);
+        if (missing) {
+            return false;
+        }
+        if (name.filename() == "1" && is_own_descriptors(parent)) {
+            return true;
+        }
+        auto const target = fs::read_symlink(name, missing);
+        if (missing) {
+            return false;
+        }
+        name = parent / target;  // the target alone when it is absolute
+    }
+    return false;
+}
+
+int write_all(int number, void const* bytes, std::size_t count, unsigned long long& written) {
+    auto const* rest = static_cast<char const*>(bytes);
+    while (count > 0) {
+        ssize_t const done = write(number, rest, count);
+        if (done < 0 && !may_go_on(number, POLLOUT)) {
+            return errno;
+        }
+        auto const moved = static_cast<std::size_t>(done < 0 ? 0 : done);
+        rest += moved;
+        count -= moved;
+        written += moved;
+    }
+    return 0;
 }
 
 byte_source::byte_source(descriptor opened, std::string called)
@@ -105,7 +175,7 @@ std::size_t byte_source::read(void* buffer, std::size_t count) {
         if (got >= 0) {
             return static_cast<std::size_t>(got);
         }
-        if (errno != EINTR) {
+        if (!may_go_on(file.number(), POLLIN)) {
             cannot_read(name, errno);
         }
     }
@@ -129,18 +199,9 @@ byte_sink byte_sink::to_standard_output(descriptor file) {
 }
 
 void byte_sink::write(void const* bytes, std::size_t count) {
-    auto const* rest = static_cast<char const*>(bytes);
-    while (count > 0) {
-        ssize_t const done = ::write(file.number(), rest, count);
-        if (done < 0 && errno == EINTR) {
-            continue;
-        }
-        if (done < 0) {
-            fail(errno);
-        }
-        rest += done;
-        count -= static_cast<std::size_t>(done);
-        count_written += static_cast<unsigned long long>(done);
+    int const error = write_all(file.number(), bytes, count, count_written);
+    if (error != 0) {
+        fail(error);
     }
 }
 
@@ -158,10 +219,6 @@ void byte_sink::finish() {
 
 bool byte_sink::is_terminal() const noexcept {
     return isatty(file.number()) != 0;
-}
-
-std::string byte_sink::opened_path() const {
-    return "/proc/self/fd/" + std::to_string(file.number());
 }
 
 std::string byte_sink::remains() const {

@@ -5,6 +5,8 @@
 #ifndef KIVPLUG_DESCRIPTOR_H
 #define KIVPLUG_DESCRIPTOR_H
 
+#include <cstddef>
+#include <optional>
 #include <string>
 
 namespace kivplug {
@@ -32,9 +34,32 @@ class descriptor {
     int held;
 };
 
-// Whether this process, plug-ins and all, has the regular file at that path open to be read
-// alone. What is open for writing as well may be standard output itself.
-bool is_open_for_reading(std::string const& path);
+// Which regular file something is.
+struct file_identity {
+    unsigned long long device;
+    unsigned long long number;
+
+    bool operator==(file_identity const& other) const {
+        return device == other.device && number == other.number;
+    }
+};
+
+// Empty for what is not there and for anything but a regular file: a terminal may well be
+// read and written.
+std::optional<file_identity> identity_of(std::string const& path);
+std::optional<file_identity> identity_of(int number);
+
+// Whether this process, plug-ins and all, has the file open to be read alone. What is open
+// for writing as well may be standard output itself.
+bool is_open_for_reading(file_identity const& file);
+
+// Whether path stands for standard output: /dev/stdout, the names below /proc that it
+// leads to, and links to them.
+bool is_standard_output(std::string const& path);
+
+// Writes all of it, also where that would block. Returns 0 or an errno value; written grows
+// by how many bytes were.
+int write_all(int number, void const* bytes, std::size_t count, unsigned long long& written);
 
 class byte_source {
   public:
@@ -75,8 +100,8 @@ class byte_sink {
 
     bool is_terminal() const noexcept;
 
-    // A path that leads to what is open here, whatever it is called, for as long as it is.
-    std::string opened_path() const;
+    // The number of what is open here, negative for nothing.
+    int number() const noexcept { return file.number(); }
 
     // What a failed transfer leaves behind, as the end of its message.
     std::string remains() const;

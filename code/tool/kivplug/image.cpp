@@ -1,16 +1,16 @@
 #include "image.h"
 
 #include <elf.h>
+#include <fcntl.h>
 #include <link.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <map>
-#include <system_error>
-#include <vector>
+#include <utility>
 
 // Where the linker has this program's own header begin.
 // NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming): the linker's name
@@ -20,34 +20,24 @@ namespace kivplug {
 
 namespace {
 
-namespace fs = std::filesystem;
-
 using size_type = unsigned long long;
 
 constexpr char const* k_is_cut = "is cut short; copy it again, whole";
-constexpr std::size_t k_magic_size = SELFMAG;
 
 class image {
   public:
-    image(std::string const& path, size_type bytes) : file(path, std::ios::binary), size(bytes) {}
+    image(descriptor opened, size_type bytes) : file(std::move(opened)), size(bytes) {}
 
-    bool is_open() const { return file.is_open(); }
-
-    std::string start(size_type count) {
-        std::string bytes(count, '\0');
-        return file.read(bytes.data(), static_cast<std::streamsize>(count)) ? bytes : "";
+    // Reads so many bytes; false when the file does not hold all of them.
+    bool read(void* into, size_type count, size_type offset) const {
+        return holds(offset, count) &&
+               pread(file.number(), into, count, static_cast<off_t>(offset)) ==
+                   static_cast<ssize_t>(count);
     }
 
-    // Reads one record; false when the file does not hold all of it.
     template <typename record>
-    bool read(record& into, size_type offset) {
-        std::vector<char> bytes(sizeof into);
-        if (!holds(offset, sizeof into) || !file.seekg(static_cast<std::streamoff>(offset)) ||
-            !file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()))) {
-            return false;
-        }
-        std::memcpy(&into, bytes.data(), bytes.size());
-        return true;
+    bool read(record& into, size_type offset) const {
+        return read(&into, sizeof into, offset);
     }
 
     // Without a sum that could overflow.
@@ -56,7 +46,7 @@ class image {
     }
 
   private:
-    std::ifstream file;
+    descriptor file;
     size_type size;
 };
 
@@ -105,7 +95,7 @@ std::string machine_fault(identity const& file) {
 
 // What the linker maps. A page of a mapping that lies behind the file's end cannot be
 // touched without a signal that ends the process.
-bool holds_segments(image& file, ElfW(Ehdr) const& header) {
+bool holds_segments(image const& file, ElfW(Ehdr) const& header) {
     for (unsigned int i = 0; i < header.e_phnum; ++i) {
         ElfW(Phdr) segment;
         if (!file.read(segment, header.e_phoff + size_type{i} * sizeof segment) ||
@@ -118,7 +108,7 @@ bool holds_segments(image& file, ElfW(Ehdr) const& header) {
 
 // The sections' table is the last thing in a file: what is cut off is missed here even
 // where every segment is whole.
-bool holds_sections(image& file, ElfW(Ehdr) const& header) {
+bool holds_sections(image const& file, ElfW(Ehdr) const& header) {
     for (unsigned int i = 0; i < header.e_shnum; ++i) {
         ElfW(Shdr) section;
         if (!file.read(section, header.e_shoff + size_type{i} * sizeof section)) {
@@ -134,24 +124,26 @@ bool holds_sections(image& file, ElfW(Ehdr) const& header) {
 }  // namespace
 
 std::string image_fault(std::string const& path) {
-    std::error_code error;
-    auto const status = fs::status(path, error);
-    if (!fs::exists(status)) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) {
         return "";
     }
-    if (!fs::is_regular_file(status)) {
+    if (!S_ISREG(status.st_mode)) {
         return "is not a regular file; put the plug-in's shared object there";
     }
-    auto const size = fs::file_size(path, error);
-    image file(path, size);
-    if (error || !file.is_open()) {
-        return "";  // not to be opened by others either
+    if (status.st_size == 0) {
+        return "is empty; copy it again, whole";
     }
-    auto const magic = std::min<size_type>(size, k_magic_size);
-    std::string const start = file.start(magic);
-    if (start.empty() || start != std::string(ELFMAG, magic)) {
-        return size == 0 ? "is empty; copy it again, whole"
-                         : "is not an ELF file; put the plug-in's shared object there";
+    auto const size = static_cast<size_type>(status.st_size);
+    descriptor opened(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (opened.number() < 0) {
+        return "";
+    }
+    image const file(std::move(opened), size);
+    char magic[SELFMAG] = {};
+    auto const start = std::min<size_type>(size, sizeof magic);
+    if (file.read(magic, start, 0) && !std::equal(magic, magic + start, ELFMAG)) {
+        return "is not an ELF file; put the plug-in's shared object there";
     }
     identity known;
     if (!file.read(known, 0)) {
@@ -165,6 +157,19 @@ std::string image_fault(std::string const& path) {
         fault = k_is_cut;
     }
     return fault;
+}
+
+bool is_mapped_image(file_identity const& file) {
+    auto const compare = [](dl_phdr_info* image, std::size_t, void* wanted) {
+        struct stat status {};
+        auto const* const sought = static_cast<file_identity const*>(wanted);
+        return stat(image->dlpi_name, &status) == 0 &&
+                       *sought == file_identity{status.st_dev, status.st_ino}
+                   ? 1
+                   : 0;
+    };
+    file_identity sought = file;
+    return dl_iterate_phdr(compare, &sought) != 0;
 }
 
 }  // namespace kivplug

@@ -7,11 +7,16 @@
 
 #include <string>
 
+#include "descriptor.h"
+
 namespace kivplug {
 
 // What is wrong with the file at path; empty when it is whole, and when it is not there
 // or cannot be read: those the dynamic linker refuses by itself.
 std::string image_fault(std::string const& path);
+
+// Whether code of this process comes from the file.
+bool is_mapped_image(file_identity const& file);
 
 }  // namespace kivplug
 

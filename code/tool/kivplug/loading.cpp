@@ -35,15 +35,8 @@ struct close_directory {
 // Empty fields are passed over: a stray colon would stand for the current directory.
 std::vector<std::string> directories_of_environment() {
     char const* const value = std::getenv("KIVPLUG_PATH");
-    std::string const fields = value != nullptr ? value : "";
-    std::vector<std::string> directories;
-    for (std::size_t start = 0; start < fields.size();) {
-        std::size_t const end = std::min(fields.find(':', start), fields.size());
-        if (end > start) {
-            directories.push_back(fields.substr(start, end - start));
-        }
-        start = end + 1;
-    }
+    auto directories = split(value != nullptr ? value : "", ':');
+    directories.erase(std::remove(directories.begin(), directories.end(), ""), directories.end());
     return directories;
 }
 

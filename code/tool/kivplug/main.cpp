@@ -30,7 +30,7 @@ int report_misuse(CLI::App const& app, CLI::ParseError const& error) {
                                : kivplug::quoted(words.front()) + " is not a verb of kivplug";
     }
     kivplug::say(reason);
-    std::fprintf(stderr, "\n%s", app.help().c_str());
+    kivplug::print_text("\n" + app.help());
     return k_misused;
 }
 

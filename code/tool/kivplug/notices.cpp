@@ -4,7 +4,6 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 
@@ -13,15 +12,18 @@
 
 namespace kivplug {
 
+void print_text(std::string const& text) {
+    unsigned long long written = 0;
+    write_all(STDERR_FILENO, text.data(), text.size(), written);  // nowhere else to complain
+}
+
 void say(std::string const& message) {
-    std::fprintf(stderr, "kivplug: %s\n", printable(message).c_str());
+    print_text("kivplug: " + printable(message) + "\n");
 }
 
 void print_lines(std::string const& text) {
-    for (std::size_t start = 0; start < text.size();) {
-        std::size_t const end = std::min(text.find('\n', start), text.size());
-        std::fprintf(stderr, "%s\n", printable(text.substr(start, end - start)).c_str());
-        start = end + 1;
+    for (auto const& line : split(text, '\n')) {
+        print_text(printable(line) + "\n");
     }
 }
 

@@ -10,10 +10,13 @@
 
 namespace kivplug {
 
+// Prints text, all of which is ours.
+void print_text(std::string const& text);
+
 // Prints "kivplug: " and the message on a line.
 void say(std::string const& message);
 
-// Prints the lines of text as they are.
+// Prints the lines of text, made printable.
 void print_lines(std::string const& text);
 
 // Keeps back what this process prints while one of these lives, on standard output, which

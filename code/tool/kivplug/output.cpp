@@ -25,6 +25,7 @@ void fill_closed_descriptors() {
 
 byte_sink take_standard_output() {
     std::signal(SIGPIPE, SIG_IGN);  // writes answer EPIPE instead: see output_closed
+    std::signal(SIGXFSZ, SIG_IGN);  // and EFBIG where the size of files is limited
     // When it is closed there is none to take; the first write will say so.
     descriptor own(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
     fill_closed_descriptors();

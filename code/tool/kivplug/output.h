@@ -10,7 +10,8 @@ namespace kivplug {
 
 // Takes standard output away for the caller alone: from now on everybody else who
 // prints there prints to standard error. Call it once, before anything is printed.
-// Also makes a closed pipe an error of the write instead of the program's end.
+// Also makes a closed pipe and a limit to the size of files errors of the write instead of
+// the program's end.
 byte_sink take_standard_output();
 
 }  // namespace kivplug

@@ -89,6 +89,16 @@ std::string printable(std::string const& text) {
     return line;
 }
 
+std::vector<std::string> split(std::string const& text, char separator) {
+    std::vector<std::string> pieces;
+    for (std::size_t start = 0; start < text.size();) {
+        std::size_t const end = std::min(text.find(separator, start), text.size());
+        pieces.push_back(text.substr(start, end - start));
+        start = end + 1;
+    }
+    return pieces;
+}
+
 std::string quoted(std::string const& text) {
     return "'" + printable(text) + "'";
 }

@@ -26,6 +26,10 @@ bool is_control(unsigned long code);
 // sent to the terminal.
 std::string printable(std::string const& text);
 
+// The pieces of text between separators; after the last separator only when something is
+// there. (A stream would take a lack of memory for the text's end.)
+std::vector<std::string> split(std::string const& text, char separator);
+
 // printable, between single quotes.
 std::string quoted(std::string const& text);
 

@@ -1,8 +1,9 @@
 #include "transfer.h"
 
+#include <unistd.h>
+
 #include <algorithm>
-#include <filesystem>
-#include <system_error>
+#include <optional>
 #include <vector>
 
 #include <kivcore/multi_file_reader.h>
@@ -10,6 +11,7 @@
 #include <kivcore/writer.h>
 
 #include "failure.h"
+#include "image.h"
 #include "progress.h"
 #include "text.h"
 
@@ -17,39 +19,32 @@ namespace kivplug {
 
 namespace {
 
-namespace fs = std::filesystem;
-
 // Moved by one call of a plug-in: the cost of the call vanishes in it.
 constexpr std::size_t k_step = 256 * std::size_t{1024};
 
-// By now these paths lead to where notices go, as everything does that is not ours: they
-// must not be opened like a file.
-bool is_standard_output(std::string const& output) {
-    return output == k_standard || output == "/dev/stdout" || output == "/dev/fd/1" ||
-           output == "/proc/self/fd/1";
-}
-
-// Whether both paths lead to one file whose bytes stay: a terminal may be read and written.
-bool are_one_file(std::string const& one, std::string const& other) {
-    std::error_code none;  // what does not exist is not the same file
-    return fs::equivalent(one, other, none) && fs::is_regular_file(one, none);
-}
-
-// Whether the reader reads the file at that path: it was opened by it, holds it open, or
-// will come to it in its row of files.
-bool is_read_by(kivcore::reader& file, place const& where, std::string const& path) {
-    if (are_one_file(where.path, path) || is_open_for_reading(path)) {
+// Whether the reader reads the file: it was opened by it, holds it open, or will come to it
+// in its row of files.
+bool is_read_by(kivcore::reader& file, place const& where, file_identity const& output) {
+    if (identity_of(where.path) == output || is_open_for_reading(output)) {
         return true;
     }
     auto* const row = dynamic_cast<kivcore::multi_file_reader*>(&file);
     bool found = false;
     auto const ask = [&] {
         for (unsigned int i = 0; row != nullptr && !found && i < row->file_count(); ++i) {
-            found = are_one_file(row->file_path(i), path);
+            found = identity_of(row->file_path(i)) == output;
         }
     };
     guarded(where, "file_path", ask, k_report_fault);
     return found;
+}
+
+// Code that runs would change under its feet.
+void refuse_code(std::optional<file_identity> const& output, std::string const& name,
+                 std::string const& advice) {
+    if (output && is_mapped_image(*output)) {
+        throw failure("cannot write " + name + ": it is a shared object that is in use" + advice);
+    }
 }
 
 void seek_to(kivcore::reader& file, place const& where, long long offset) {
@@ -125,10 +120,14 @@ void copy_and_close(kivcore::reader& file, place const& where, byte_sink& out,
 
 void deliver(kivcore::reader& file, place const& where, std::string const& output,
              byte_sink& standard_output, std::function<void(byte_sink&)> const& copy) {
-    bool const is_standard = is_standard_output(output);
-    if (is_read_by(file, where, is_standard ? standard_output.opened_path() : output)) {
-        throw failure("cannot write " + (is_standard ? "standard output" : quoted(output)) +
-                      ": it is what is read; give another output with -o");
+    // Elsewhere that path leads to standard error by now.
+    bool const is_standard = output == k_standard || is_standard_output(output);
+    std::string const name = is_standard ? "standard output" : quoted(output);
+    std::string const advice = "; give another output with -o";
+    auto const target = is_standard ? identity_of(standard_output.number()) : identity_of(output);
+    refuse_code(target, name, advice);
+    if (target && is_read_by(file, where, *target)) {
+        throw failure("cannot write " + name + ": it is what is read" + advice);
     }
     if (is_standard) {
         copy_and_close(file, where, standard_output, copy);
@@ -147,18 +146,24 @@ void read(host const& from, byte_sink& standard_output, read_options const& opti
             [&](byte_sink& out) { copy(*file, where, out, options.count); });
 }
 
-void write(host const& from, byte_sink& /*standard_output*/, write_options const& options) {
+void write(host const& from, byte_sink& standard_output, write_options const& options) {
     place const where{from.resolve(options.id), options.path};
     auto const file = from.create<kivcore::writer>(where.id, kivcore::plugin::k_kind_writer);
+    std::string const target = is_standard_output(options.path)
+                                   ? "/proc/self/fd/" + std::to_string(standard_output.number())
+                                   : options.path;
+    auto const output = identity_of(target);
+    refuse_code(output, quoted(options.path), "; give another PATH");
     bool const is_standard = options.input == k_standard;
-    if (are_one_file(is_standard ? "/dev/stdin" : options.input, options.path)) {
+    if (output &&
+        output == (is_standard ? identity_of(STDIN_FILENO) : identity_of(options.input))) {
         throw failure("cannot read " + (is_standard ? "standard input" : quoted(options.input)) +
                       ": it is what is to be written; give another input with -i");
     }
     // The input comes first: opening the writer may empty a file.
     byte_source in =
         is_standard ? byte_source::from_standard_input() : byte_source::from_file(options.input);
-    auto const open = [&] { return file->open(options.path, options.mode); };
+    auto const open = [&] { return file->open(target, options.mode); };
     checked(where, "open", open,
             "; check that its directory is there and can be written, and the mode " +
                 quoted(options.mode));

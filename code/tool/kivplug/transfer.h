@@ -20,8 +20,8 @@ constexpr char const* k_standard = "-";
 
 // Has `copy` fill the output, which is created or emptied only now, and closes it and
 // the reader, which is open at `where`. Refuses an output that the reader reads, as far
-// as can be told: to empty it would empty the input. When something fails later, the
-// failure says what the output holds.
+// as can be told, and a shared object in use: to empty it would empty the input, or end
+// the process. When something fails later, the failure says what the output holds.
 void deliver(kivcore::reader& file, place const& where, std::string const& output,
              byte_sink& standard_output, std::function<void(byte_sink&)> const& copy);
 
@@ -46,7 +46,7 @@ struct write_options {
 };
 
 // Copies the input to the writer, which does not open the path before the input is open.
-// Prints nothing.
+// Prints nothing itself; the path may be standard output's.
 void write(host const& from, byte_sink& standard_output, write_options const& options);
 
 }  // namespace kivplug
