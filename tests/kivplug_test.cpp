@@ -130,19 +130,20 @@ TEST_F(kivplug, prints_json_that_holds_any_text) {
 }
 
 TEST_F(kivplug, chooses_directories_by_option_then_environment_then_its_own) {
-    describe("a", description("k", "1.0", "A"));
-    describe("b", description("k", "2.0", "B"));
-    describe("c", description("k", "1.0", "C"));
+    describe("a", description("k&#x9b;", "1.0", "A"));
+    describe("b", description("k&#x9b;", "2.0", "B"));
+    describe("c", description("k&#x9b;", "1.0", "C"));
     EXPECT_EQ(run("list", "KIVPLUG_PATH=a::b").out,
-              "io/read/k/d/2.0  native  B\nio/read/k/d/1.0  native  A\n");
+              "io/read/k\\xc2\\x9b/d/2.0  native  B\nio/read/k\\xc2\\x9b/d/1.0  native  A\n");
     EXPECT_EQ(run("list io/read/gzip/kivcore/.*", "KIVPLUG_PATH=").out,
               "io/read/gzip/kivcore/1.0  c-style  Gzip reader\n");
     auto const twice = run("-d a list -d c", "KIVPLUG_PATH=b");
     EXPECT_EQ(twice.status, 0);
-    EXPECT_EQ(twice.out, "io/read/k/d/1.0  native  A\n");
-    EXPECT_EQ(twice.err,
-              "Not inserting plugin io/read/k/d/1.0 in database (already present with native "
-              "interface)\n");
+    EXPECT_EQ(twice.out, "io/read/k\\xc2\\x9b/d/1.0  native  A\n");
+    EXPECT_EQ(
+        twice.err,
+        "Not inserting plugin io/read/k\\xc2\\x9b/d/1.0 in database (already present with native "
+        "interface)\n");
 }
 
 TEST_F(kivplug, says_what_keeps_a_directory_from_loading) {
@@ -328,6 +329,15 @@ TEST_F(kivplug, watches_until_a_signal_or_the_end_of_what_is_watched) {
                    "directory); check that it is there and of the kind that this plug-in watches");
 }
 
+TEST_F(kivplug, shows_what_a_monitor_logs_without_control_characters) {
+    ASSERT_EQ(files.shell("mkdir p && cp -r '" TEST_PLUGIN_DIR "/native/darwin' p"), 0);
+    describe("p", description("k", "1.0", "Logs", "native_create_monitor"));
+    auto const watched = run("watch -d p io/read/k/d/1.0 x");
+    EXPECT_EQ(watched.out, "terminated x\n");
+    EXPECT_EQ(watched.err,
+              "<WARNING> \\x1b[31mloss of x\nkivplug: watching 'x' until interrupted\n");
+}
+
 TEST_F(kivplug, opens_no_shared_object_that_would_end_or_block_it) {
     describe("p", description("k", "1.0", "Cut", "native_create"));
     auto const whole = support::read_file(TEST_PLUGIN_DIR "/native/darwin/x86/plugin.so");
@@ -481,11 +491,13 @@ TEST_F(kivplug, notices_output_that_cannot_be_written) {
 TEST_F(kivplug, tells_misuse_from_failure) {
     for (auto const* const wrong :
          {"", "frobnicate", "list --nope", "list a b", "read io/read/file/kivcore/1.0", "list -d",
-          "read a b --offset -1", "read a b --count 1k", "read a b --count 9999999999999999999"}) {
+          "read a b --offset -1\x1b", "read a b --count 1k",
+          "read a b --count 9999999999999999999"}) {
         auto const refused = run(wrong);
         EXPECT_EQ(refused.status, 2) << wrong;
         EXPECT_EQ(refused.out, "") << wrong;
         EXPECT_EQ(refused.err.find("kivplug: "), 0U) << wrong;
+        EXPECT_EQ(refused.err.find('\x1b'), std::string::npos) << wrong;
         EXPECT_NE(refused.err.find("\nUsage: kivplug"), std::string::npos) << wrong;
     }
     for (auto const* const asked : {"--help", "read --help", "--version"}) {

@@ -1,6 +1,10 @@
 #include "watch.h"
 
 #include <csignal>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
 
 #include <nlohmann/json.hpp>
 
@@ -37,6 +41,10 @@ void catch_once(int number) {
     }
 }
 
+struct free_text {
+    void operator()(char* text) const { std::free(text); }
+};
+
 // Collects lines: an output that cannot be written raises, and that is not to happen
 // inside a plug-in.
 class event_lines final : public kivcore::monitor::handler {
@@ -54,6 +62,21 @@ class event_lines final : public kivcore::monitor::handler {
                 return add("removed", changed_path);
         }
         add("changed", changed_path);
+    }
+
+    // As the handler's own, but without commands to a terminal.
+    void log(kivsys::_severity::severity severity, char const* format, ...) override
+        __attribute__((format(printf, 3, 4))) {
+        std::va_list arguments;
+        va_start(arguments, format);
+        char* text = nullptr;
+        int const length = format != nullptr ? vasprintf(&text, format, arguments) : -1;
+        va_end(arguments);
+        if (length >= 0) {
+            std::unique_ptr<char, free_text> const owned(text);
+            print_text("<" + std::string(kivsys::cstr_with_severity(severity)) + "> " +
+                       printable(owned.get()) + "\n");
+        }
     }
 
     void terminate() override {

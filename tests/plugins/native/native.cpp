@@ -1,5 +1,5 @@
 // Create functions: one that makes a reader of a fixed text, one that makes the same under
-// another name, one that makes nothing and some that throw.
+// another name, one that makes a monitor, one that makes nothing and some that throw.
 
 #include <algorithm>
 #include <cstring>
@@ -40,6 +40,18 @@ class false_writer final : public text_reader {
     std::string kind() override { return k_kind_writer; }
 };
 
+// Reports a line for the log, and its end.
+class logging_monitor final : public kivcore::monitor {
+  public:
+    int start(std::string const& path, handler* sink) override {
+        sink->log(kivsys::_severity::k_warning, "%s of %s", "\x1b[31mloss", path.c_str());
+        sink->terminate();
+        return 0;
+    }
+    int poll(int /*timeout_ms*/) override { return 0; }
+    int stop() override { return 0; }
+};
+
 struct silent_exception : std::exception {
     char const* what() const noexcept override { return nullptr; }
 };
@@ -70,4 +82,8 @@ EXPORTED kivcore::plugin* native_create_throwing_silently() {
 
 EXPORTED kivcore::plugin* native_create_throwing_number() {
     throw 1;
+}
+
+EXPORTED kivcore::plugin* native_create_monitor() {
+    return new logging_monitor;
 }
