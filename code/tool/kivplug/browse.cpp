@@ -6,12 +6,10 @@
 #include <utility>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
 #include <kivcore/browser.h>
 
 #include "failure.h"
-#include "json_text.h"
+#include "json.h"
 #include "operation.h"
 #include "text.h"
 
@@ -20,7 +18,6 @@ namespace kivplug {
 namespace {
 
 using kivcore::browser;
-using nlohmann::json;
 
 // A directory that holds itself under ever new paths has no other end.
 constexpr std::size_t k_deepest = 4096;
@@ -45,9 +42,10 @@ struct entry {
 // the directories lie is not ours to choose.
 class walk {
   public:
-    walk(browser& browsed, std::string const& plugin_id, byte_sink& sink,
+    // into: where to, unless lines are printed.
+    walk(browser& browsed, std::string const& plugin_id, byte_sink& sink, json_array* into,
          browse_options const& wanted)
-        : source(browsed), id(plugin_id), out(sink), options(wanted) {}
+        : source(browsed), id(plugin_id), out(sink), array(into), options(wanted) {}
 
     void start(std::string const& path);
 
@@ -58,15 +56,15 @@ class walk {
     void learn(entry& known);
     void remember(std::vector<entry> const& entries, directory const& place);
     void print(std::vector<entry> const& entries);
-    void print_json(std::vector<entry> const& entries);
+    void add_to_array(std::vector<entry> const& entries);
 
     browser& source;
     std::string const& id;
     byte_sink& out;
+    json_array* array;
     browse_options const& options;
     std::vector<directory> waiting;  // the next one last
     std::set<std::string> seen;      // paths of directories that were or will be listed
-    bool printed_one = false;
 };
 
 void walk::start(std::string const& path) {
@@ -79,10 +77,7 @@ void walk::start(std::string const& path) {
         if (options.recursive) {
             remember(entries, next);
         }
-        options.json ? print_json(entries) : print(entries);
-    }
-    if (options.json) {
-        out.write(printed_one ? "\n]\n" : "[]\n");
+        array != nullptr ? add_to_array(entries) : print(entries);
     }
 }
 
@@ -156,18 +151,18 @@ void walk::print(std::vector<entry> const& entries) {
     out.write(table(rows, 2));
 }
 
-// The array is written as it comes: a tree may be larger than memory.
-void walk::print_json(std::vector<entry> const& entries) {
+// An entry at a time: a tree may be larger than memory.
+void walk::add_to_array(std::vector<entry> const& entries) {
     for (auto const& each : entries) {
-        json object = {{"name", each.name},
-                       {"path", each.path},
-                       {"type", each.is_directory ? "directory" : "file"}};
+        json_object object;
+        object.add("name", each.name);
+        object.add("path", each.path);
+        object.add("type", each.is_directory ? "directory" : "file");
         if (options.in_full) {
-            object["url"] = each.url;
-            object["info"] = each.info;
+            object.add("url", each.url);
+            object.add("info", each.info);
         }
-        out.write((printed_one ? ",\n    " : "[\n    ") + json_line(object));
-        printed_one = true;
+        array->add(object);
     }
 }
 
@@ -212,7 +207,9 @@ void browse(host const& from, byte_sink& out, browse_options const& options) {
                       quoted(where.path) +
                       "; check that it is there, intact and of the kind that this plug-in browses");
     }
-    walk(*source, id, out, options).start(where.path);
+    print_items(out, options.json, [&](json_array* array) {
+        walk(*source, id, out, array, options).start(where.path);
+    });
     report_damage(*source, where);
 }
 

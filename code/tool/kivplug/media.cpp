@@ -1,18 +1,16 @@
 #include "media.h"
 
 #include <algorithm>
+#include <map>
 #include <memory>
 #include <new>
-#include <sstream>
 #include <vector>
-
-#include <nlohmann/json.hpp>
 
 #include <kivcore/frame_reader.h>
 #include <kivcore/multi_file_reader.h>
 
 #include "failure.h"
-#include "json_text.h"
+#include "json.h"
 #include "operation.h"
 #include "progress.h"
 #include "text.h"
@@ -23,7 +21,6 @@ namespace {
 
 using kivcore::frame_reader;
 using kivcore::multi_file_reader;
-using nlohmann::json;
 using record = morbase::ptr_refcount<frame_reader::media_information>;
 
 constexpr char const* k_read_mode = "r";
@@ -64,12 +61,7 @@ std::vector<std::string> description_of(frame_reader& file, place const& where,
     std::string text;
     auto const describe = [&] { text = known->describe(); };
     guarded(where, "describe", describe, k_report_fault);
-    std::istringstream stream(text);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
+    return split(text, '\n');
 }
 
 std::string trimmed(std::string const& text) {
@@ -79,14 +71,14 @@ std::string trimmed(std::string const& text) {
 }
 
 // Lines of "label: value". A line without a colon is a label whose value is empty.
-json labels_and_values(std::vector<std::string> const& lines) {
-    json object = json::object();
+std::map<std::string, std::string> labels_and_values(std::vector<std::string> const& lines) {
+    std::map<std::string, std::string> values;
     for (auto const& line : lines) {
         auto const colon = std::min(line.find(':'), line.size());
         auto const value = std::min(colon + 1, line.size());
-        object[trimmed(line.substr(0, colon))] = trimmed(line.substr(value));
+        values[trimmed(line.substr(0, colon))] = trimmed(line.substr(value));
     }
-    return object;
+    return values;
 }
 
 // At least 1: to a buffer without room a plug-in might answer 0, which means the end.
@@ -144,26 +136,61 @@ void copy_frames(frame_reader& file, place const& where, byte_sink& out, std::si
     }
 }
 
+void print_track(byte_sink& out, unsigned int track, std::vector<std::string> const& lines) {
+    std::string text = "track " + std::to_string(track) + "\n";
+    for (auto const& line : lines) {
+        text += "    " + printable(line) + "\n";
+    }
+    out.write(text);
+}
+
+void add_track(json_array& array, unsigned int track, std::vector<std::string> const& lines) {
+    json_object object;
+    object.add("track", track);
+    object.add("description", labels_and_values(lines));
+    array.add(object);
+}
+
+struct joined_file {
+    std::string path;
+    long long size;
+};
+
+joined_file file_at(multi_file_reader& file, place const& where, unsigned int index) {
+    joined_file found{};
+    auto const get_path = [&] { found.path = file.file_path(index); };
+    guarded(where, "file_path", get_path, k_report_fault);
+    auto const get_size = [&] { return file.file_size(index); };
+    found.size = checked(where, "file_size", get_size, k_report_fault);
+    return found;
+}
+
+json_object json_of(unsigned int index, joined_file const& found) {
+    json_object object;
+    object.add("index", index);
+    object.add("path", found.path);
+    object.add("size", found.size);
+    return object;
+}
+
+std::vector<std::string> row_of(unsigned int index, joined_file const& found) {
+    return {std::to_string(index), std::to_string(found.size), found.path};
+}
+
 }  // namespace
 
 void tracks(host const& from, byte_sink& out, tracks_options const& options) {
     place const where{from.resolve(options.id), options.path};
     auto const file = from.create<frame_reader>(where.id, k_kind_frame_reader);
     open_for_reading(*file, where, k_read_mode);
-    json objects = json::array();
-    std::string text;
-    unsigned int const count = track_count(*file, where);
-    for (unsigned int track = 0; track < count; ++track) {
-        auto const lines = description_of(*file, where, track);
-        objects.push_back({{"track", track}, {"description", labels_and_values(lines)}});
-        text += "track " + std::to_string(track) + "\n";
-        for (auto const& line : lines) {
-            text += "    " + printable(line) + "\n";
+    print_items(out, options.json, [&](json_array* array) {
+        unsigned int const count = track_count(*file, where);
+        for (unsigned int track = 0; track < count; ++track) {
+            auto const lines = description_of(*file, where, track);
+            array != nullptr ? add_track(*array, track, lines) : print_track(out, track, lines);
         }
-    }
-    // Printed when all of it is known: a failure leaves no half of a JSON text behind.
-    close(*file, where);
-    out.write(options.json ? json_text(objects) : text);
+        close(*file, where);
+    });
 }
 
 void frames(host const& from, byte_sink& standard_output, frames_options const& options) {
@@ -187,19 +214,16 @@ void files(host const& from, byte_sink& out, files_options const& options) {
     unsigned int count = 0;
     auto const ask = [&] { count = file->file_count(); };
     guarded(where, "file_count", ask, k_advice);
-    json objects = json::array();
     std::vector<std::vector<std::string>> rows;
-    for (unsigned int index = 0; index < count; ++index) {
-        std::string path;
-        auto const get_path = [&] { path = file->file_path(index); };
-        guarded(where, "file_path", get_path, k_report_fault);
-        auto const get_size = [&] { return file->file_size(index); };
-        auto const size = checked(where, "file_size", get_size, k_report_fault);
-        objects.push_back({{"index", index}, {"path", path}, {"size", size}});
-        rows.push_back({std::to_string(index), std::to_string(size), path});
-    }
-    close(*file, where);
-    out.write(options.json ? json_text(objects) : table(rows, 2));
+    print_items(out, options.json, [&](json_array* array) {
+        for (unsigned int index = 0; index < count; ++index) {
+            auto const found = file_at(*file, where, index);
+            array != nullptr ? array->add(json_of(index, found))
+                             : rows.push_back(row_of(index, found));
+        }
+        close(*file, where);
+    });
+    out.write(table(rows, 2));
 }
 
 }  // namespace kivplug

@@ -6,11 +6,9 @@
 #include <cstdlib>
 #include <memory>
 
-#include <nlohmann/json.hpp>
-
 #include <kivcore/monitor.h>
 
-#include "json_text.h"
+#include "json.h"
 #include "notices.h"
 #include "operation.h"
 #include "text.h"
@@ -92,10 +90,15 @@ class event_lines final : public kivcore::monitor::handler {
     }
 
   private:
+    static std::string json_of(std::string const& event, std::string const& where) {
+        json_object object;
+        object.add("event", event);
+        object.add("path", where);
+        return object.text();
+    }
+
     void add(std::string const& event, std::string const& where) {
-        lines +=
-            json ? json_line({{"event", event}, {"path", where}}) : event + " " + printable(where);
-        lines += '\n';
+        lines += (json ? json_of(event, where) : event + " " + printable(where)) + '\n';
     }
 
     std::string path;

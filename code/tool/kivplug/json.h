@@ -1,0 +1,55 @@
+// JSON as it is printed: an array of objects as they come, a line for each. Bytes that are
+// not UTF-8, which JSON cannot hold, become U+FFFD; control characters are escaped.
+
+#ifndef KIVPLUG_JSON_H
+#define KIVPLUG_JSON_H
+
+#include <functional>
+#include <map>
+#include <string>
+
+#include "descriptor.h"
+
+namespace kivplug {
+
+// An object, to which members are added under names that differ.
+class json_object {
+  public:
+    void add(std::string const& name, std::string const& value);
+    void add(std::string const& name, long long value);
+    void add(std::string const& name, std::map<std::string, std::string> const& values);
+
+    // On one line, without its end.
+    std::string text() const { return "{" + members + "}"; }
+
+  private:
+    void add_written(std::string const& name, std::string const& value);
+
+    std::string members;
+};
+
+class json_array {
+  public:
+    explicit json_array(byte_sink& sink) : out(sink) {}
+
+    // Writes the object.
+    void add(json_object const& object);
+
+    // Writes the end. Takes no memory.
+    void end();
+
+    bool is_empty() const noexcept { return empty; }
+
+  private:
+    byte_sink& out;
+    bool empty = true;
+};
+
+// Has fill print what a verb prints. When it is to be JSON, fill gets an array to add to,
+// otherwise null. The array is ended also where fill raises after the first object, so that
+// what was printed is JSON; where it raises before, nothing is.
+void print_items(byte_sink& out, bool as_json, std::function<void(json_array*)> const& fill);
+
+}  // namespace kivplug
+
+#endif
