@@ -265,8 +265,9 @@ TEST_F(kivplug, browses_an_archive_down_to_its_files) {
 TEST_F(kivplug, a_tree_without_an_end_is_given_up) {
     std::string const deeper = "\"s,^,$(printf 'a/%.0s' $(seq 5000)),\"";
     ASSERT_EQ(files.shell("touch f && tar -cf d.tar --transform " + deeper + " f"), 0);
-    auto const walked = run("browse 'io/browse/archive/.*' d.tar --recursive");
+    auto const walked = run("browse 'io/browse/archive/.*' d.tar --recursive --json");
     EXPECT_EQ(walked.status, 1);
+    EXPECT_TRUE(json::accept(walked.out));
     EXPECT_NE(walked.err.find(": directories lie more than 4096 deep at "), std::string::npos);
 }
 
@@ -309,7 +310,12 @@ TEST_F(kivplug, lists_joined_files_with_printable_names) {
               "1  10  "
               "a\\x1b\\xc2\\x9b\\xe2\\x80\\xae\\xd8\\x9c\\xed\\xa0\\x80\\xf4\\x90\\x80\\x80\\xff"
               "\xc3\xa9.09\n");
-    EXPECT_EQ(json::parse(run(files_of + " --json").out)[1]["size"], 10);
+    auto const as_json = run(files_of + " --json").out;
+    EXPECT_EQ(json::parse(as_json)[1]["size"], 10);
+    std::string const shown =
+        "a\\u001b\\u009b\\u202e\\u061c\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbd"
+        "\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbd\xc3\xa9.08";
+    EXPECT_NE(as_json.find("\"" + shown + "\""), std::string::npos) << as_json;
 }
 
 TEST_F(kivplug, watches_until_a_signal_or_the_end_of_what_is_watched) {

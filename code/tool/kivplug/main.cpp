@@ -1,10 +1,14 @@
 // kivplug: shows plug-ins and puts them to use from the command line. Here the work is
 // started and whatever comes of it becomes an exit status.
 
-#include <cstdio>
+#include <unistd.h>
+
+#include <atomic>
 #include <exception>
+#include <new>
 #include <sstream>
 #include <string>
+#include <string_view>
 
 #include <CLI/CLI.hpp>
 
@@ -19,6 +23,15 @@
 namespace {
 
 enum e_status : int { k_done = 0, k_failed = 1, k_misused = 2 };
+
+// Whether memory was asked for in vain. A stream takes that for the end of its text, and a
+// plug-in may take it for an empty directory: no result counts as whole after it.
+std::atomic<bool> has_memory_run_out{false};
+
+[[noreturn]] void note_lack_of_memory() {
+    has_memory_run_out = true;
+    throw std::bad_alloc();
+}
 
 // What is wrong, and the usage of the verb if there is one.
 int report_misuse(CLI::App const& app, CLI::ParseError const& error) {
@@ -55,6 +68,15 @@ int run(CLI::App& app, kivplug::command_line& line, kivplug::byte_sink& out, int
     return is_whole ? k_done : k_failed;
 }
 
+// Without taking any.
+int report_lack_of_memory() {
+    constexpr std::string_view message =
+        "kivplug: memory ran out, and what was printed may be incomplete; try again with more\n";
+    unsigned long long written = 0;
+    kivplug::write_all(STDERR_FILENO, message.data(), message.size(), written);
+    return k_failed;
+}
+
 // On one line whatever a plug-in put into it; its own line end would be shown as \n.
 int report_failure(std::string message) {
     message.erase(message.find_last_not_of(" \n") + 1);
@@ -62,9 +84,8 @@ int report_failure(std::string message) {
     return k_failed;
 }
 
-}  // namespace
-
-int main(int count, char** words) {
+// The exit status of the whole program.
+int run_reporting(int count, char** words) {
     try {
         // Before anything else: what prints from here on must not end up in the results.
         kivplug::byte_sink out = kivplug::take_standard_output();
@@ -74,9 +95,23 @@ int main(int count, char** words) {
         return run(app, line, out, count, words);
     } catch (kivplug::output_closed const&) {
         return k_failed;
+    } catch (std::bad_alloc const&) {
+        throw;
     } catch (std::exception const& error) {
         return report_failure(error.what());
     } catch (...) {
         return report_failure("unknown exception; report it to the plug-in's developer");
+    }
+}
+
+}  // namespace
+
+int main(int count, char** words) {
+    std::set_new_handler(note_lack_of_memory);
+    try {
+        int const status = run_reporting(count, words);
+        return status == k_done && has_memory_run_out ? report_lack_of_memory() : status;
+    } catch (std::bad_alloc const&) {
+        return report_lack_of_memory();
     }
 }

@@ -1,5 +1,5 @@
 // Create functions: one that makes a reader of a fixed text, one that makes the same under
-// another name, one that makes a monitor, one that makes nothing and some that throw.
+// another name, ones that make a monitor and a browser, one that makes nothing and some that throw.
 
 #include <algorithm>
 #include <cstring>
@@ -52,6 +52,23 @@ class logging_monitor final : public kivcore::monitor {
     int stop() override { return 0; }
 };
 
+// Answers a lack of memory with what it has until then, as one that raises nothing must.
+class quiet_browser final : public kivcore::browser {
+  public:
+    bool can_browse(std::string const& /*path*/) override { return true; }
+    std::string root() override { return ""; }
+    void get_list(std::string const& /*path*/, entry_list* /*dirs*/, entry_list* files) override {
+        try {
+            files->emplace_back("a name that takes memory", "a path that takes memory");
+        } catch (std::exception const&) {
+            files->clear();
+        }
+    }
+    void get_info(std::string const& /*path*/,
+                  std::map<std::string, std::string>& /*info*/) override {}
+    void get_url(std::string const& /*path*/, std::string& /*url*/) override {}
+};
+
 struct silent_exception : std::exception {
     char const* what() const noexcept override { return nullptr; }
 };
@@ -86,4 +103,8 @@ EXPORTED kivcore::plugin* native_create_throwing_number() {
 
 EXPORTED kivcore::plugin* native_create_monitor() {
     return new logging_monitor;
+}
+
+EXPORTED kivcore::plugin* native_create_browser() {
+    return new quiet_browser;
 }
