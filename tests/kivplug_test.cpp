@@ -297,8 +297,8 @@ TEST_F(kivplug, shows_tracks_and_copies_their_frames) {
 }
 
 TEST_F(kivplug, lists_joined_files_with_printable_names) {
-    // NOLINTNEXTLINE(misc-misleading-bidirectional): it is what the test is about
     std::string const name =
+        // NOLINTNEXTLINE(misc-misleading-bidirectional): it is what the test is about
         "a\x1b\xc2\x9b\xe2\x80\xae\xd8\x9c\xed\xa0\x80\xf4\x90\x80\x80\xff\xc3\xa9.";
     files.write(name + "08", "eight");
     files.write(name + "09", "0123456789");

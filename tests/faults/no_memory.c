@@ -2,7 +2,6 @@
 // numbered FAILING from 0, and with FOR_GOOD all after it. Writes how many were asked for to
 // the file ALLOCATIONS.
 
-#define _GNU_SOURCE
 #include <dlfcn.h>
 #include <errno.h>
 #include <limits.h>
@@ -38,6 +37,7 @@ static int fails_now(void) {
     return fails;
 }
 
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the platform's are reserved
 void* malloc(size_t size) {
     return fails_now() ? NULL : __libc_malloc(size);
 }
@@ -53,6 +53,8 @@ void* realloc(void* block, size_t size) {
 void* aligned_alloc(size_t alignment, size_t size) {
     return fails_now() ? NULL : __libc_memalign(alignment, size);
 }
+
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
 static void report(void) {
     is_armed = 0;
@@ -77,7 +79,7 @@ static void set_up_libraries(void) {
 
 static int armed_main(int words, char** first, char** environment) {
     char const* const number = getenv("FAILING");
-    failing = number != NULL ? atol(number) : LONG_MAX;
+    failing = number != NULL ? strtol(number, NULL, 10) : LONG_MAX;
     is_for_good = getenv("FOR_GOOD") != NULL;
     set_up_libraries();
     atexit(report);

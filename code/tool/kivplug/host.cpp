@@ -151,7 +151,9 @@ void host::fail_for_kind(std::string const& id, std::string const& wanted) const
                       " returned null; ask its developer why");
     }
     std::string kind;
-    auto const unnamed = thrown_by([&] { kind = made->kind(); });
+    if (auto const reason = thrown_by([&] { kind = made->kind(); }); reason) {
+        throw failure(printable(id) + ": kind failed: " + *reason + k_report_fault);
+    }
     throw failure(printable(id) + " " + fault_of(kind, interface_of(*made), wanted));
 }
 

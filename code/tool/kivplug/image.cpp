@@ -78,7 +78,7 @@ std::string machine_text(identity const& file, identity const& own) {
 
 // What this program is built for, as its own header in memory says.
 identity own_identity() {
-    identity own;
+    identity own{};
     std::memcpy(&own, &__ehdr_start, sizeof own);
     return own;
 }
@@ -145,7 +145,7 @@ std::string image_fault(std::string const& path) {
     if (file.read(magic, start, 0) && !std::equal(magic, magic + start, ELFMAG)) {
         return "is not an ELF file; put the plug-in's shared object there";
     }
-    identity known;
+    identity known{};
     if (!file.read(known, 0)) {
         return k_is_cut;
     }

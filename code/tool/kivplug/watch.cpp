@@ -40,6 +40,7 @@ void catch_once(int number) {
 }
 
 struct free_text {
+    // NOLINTNEXTLINE(cppcoreguidelines-no-malloc): what vasprintf makes
     void operator()(char* text) const { std::free(text); }
 };
 
