@@ -119,12 +119,102 @@ TEST_F(discovery, what_cannot_be_opened_as_a_description_is_refused_at_once) {
         fs::create_directories(files.path(name));
         fs::create_symlink(target, files.path(name) + "/plugin.xml");
     }
-    for (char const* name : {"missing", "directory", "fifo", "link to a fifo", "device",
-                             "endless device", "dangling", "loop", "not even a directory"}) {
+    describe("good one", reader_element("k"));  // "good%20one" is another directory
+    fs::create_directories(files.path("good%20one"));
+    for (char const* name :
+         {"missing", "directory", "fifo", "link to a fifo", "device", "endless device", "dangling",
+          "loop", "not even a directory", "good%20one", "missing/%2e%2e/good one"}) {
         EXPECT_FALSE(load(name)) << name;
         EXPECT_EQ(err, cannot_open(name));
         EXPECT_EQ(out, "") << name;
     }
+}
+
+// `count` texts that `make` makes of a number.
+std::string row(int count, std::function<std::string(int)> const& make) {
+    std::string whole;
+    for (int i = 0; i < count; ++i) {
+        whole += make(i);
+    }
+    return whole;
+}
+
+std::string attribute(int i) {
+    return " a" + std::to_string(i) + "=''";
+}
+
+std::string in_utf16(std::string const& ascii) {
+    std::string wide = "\xff\xfe";
+    for (char const c : ascii) {
+        wide += {c, '\0'};
+    }
+    return wide;
+}
+
+TEST_F(discovery, what_would_take_long_or_much_memory_is_refused_by_its_bound) {
+    auto const tag = [](int attributes) { return "<a" + row(attributes, attribute) + "/>"; };
+    auto const subset = [](std::string const& markup) {
+        return "<!DOCTYPE a [<!-- -->" + markup + "]>" + reader_element("k");
+    };
+    auto const declared = [](int i) { return "<!ATTLIST a a" + std::to_string(i) + " CDATA ''>"; };
+    std::string const piece =
+        "line 1: a tag, CDATA section, internal subset or processing instruction is longer than "
+        "32768 bytes";
+    std::string const around = "an element and those around it have more than 1024 attributes";
+    std::string const ids =
+        "the description has more than 100000 ids, or more than 8388608 bytes "
+        "of them";
+    std::tuple<char const*, std::string, std::string> const table[] = {
+        {"a file of over 16 MiB", std::string((16 << 20) + 1, ' '),
+         "the description \"" + files.path("hostile/plugin.xml") +
+             "\" is larger than 16777216 bytes, the most that is read"},
+        {"attributes", tag(100000), piece},
+        {"attributes in UTF-16", in_utf16(tag(100000)), piece},
+        {"attributes in ISO-8859-1", "<?xml version='1.0' encoding='ISO-8859-1'?>" + tag(100000),
+         piece},
+        {"declared attributes", subset(row(40000, declared)), piece},
+        {"attributes of one element", tag(2000), around},
+        {"attributes around an element",
+         row(200, [](int i) { return "<a" + row(10, attribute) + ">" + (i == 199 ? "<b/>" : ""); }),
+         around},
+        {"attributes of all elements", "<a>" + row(1000, [&](int) { return tag(501); }) + "</a>",
+         "the description has more than 500000 attributes"},
+        {"attributes of a type", subset(row(65, declared)),
+         "the document type declares more than 64 attributes"},
+        {"entities that become markup", subset("<!ENTITY  % e ''>"),
+         "the description declares a parameter entity, which is not taken here"},
+        {"a type that does not show", "<?xml version='1.0' encoding='UTF-7'?><a/>",
+         "the description is in an encoding that is not taken here: write it in UTF-8"},
+        {"references",
+         "<!DOCTYPE a [<!ENTITY e 'x'>]><a>" + row(100001, [](int) { return "&e;"; }) + "</a>",
+         "the description declares entities and has more than 100000 references"},
+        {"keys", reader_element(row(100000, [](int) { return "|"; })), ids},
+        {"long keys", reader_element("|" + std::string(9 << 20, 'k')), ids},
+    };
+    for (auto const& [name, xml, reason] : table) {
+        describe("hostile", xml);
+        EXPECT_FALSE(load("hostile")) << name;
+        EXPECT_EQ(err, "failed to load plugin: " + reason + "\n") << name;
+        EXPECT_EQ(out, "") << name;
+    }
+}
+
+TEST_F(discovery, what_is_only_large_loads) {
+    std::string const filler(1 << 20, 'x');
+    auto const keys = row(20000, [](int i) { return "|k" + std::to_string(i); });
+    std::pair<char const*, std::string> const table[] = {
+        {"a comment", "<!--" + filler + "-->" + reader_element("k")},
+        {"a text", "<a>" + filler + "</a>"},
+        {"a text in UTF-16", in_utf16("<a>" + filler + "</a>")},
+        {"keys", reader_element(keys)},
+        {"plug-ins",
+         "<a>" + row(2000, [](int i) { return reader_element(std::to_string(i)); }) + "</a>"},
+    };
+    for (auto const& [name, xml] : table) {
+        describe("large", xml);
+        EXPECT_TRUE(load("large")) << name << ": " << err;
+    }
+    EXPECT_EQ(plugins.find_plugins(".*").size(), 1U + 20001U + 2000U);
 }
 
 TEST_F(discovery, only_what_may_be_a_plugin_directory_is_looked_at) {

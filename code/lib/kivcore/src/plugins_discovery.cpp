@@ -1,7 +1,6 @@
 // How the registry finds plug-ins on disk: directories, and what their descriptions hold.
 
 #include <dirent.h>
-#include <sys/stat.h>
 
 #include <cstdio>
 #include <memory>
@@ -10,18 +9,16 @@
 #include <kivcore/factory.h>
 #include <kivcore/loader.h>
 #include <kivcore/plugins.h>
-#include <kivsys/readxml_base.h>
 #include <morbase/es.h>
 #include <morbase/path.h>
-#include <morbase/text.h>
+
+#include "description_document.h"
 
 namespace kivcore {
 
 namespace {
 
 using kivsys::xml::reader;
-
-constexpr char const* k_source = "code/lib/kivcore/src/plugins";
 
 struct close_directory {
     void operator()(DIR* open) const noexcept { closedir(open); }
@@ -35,22 +32,11 @@ bool may_be_plugin(dirent const& entry) {
            (entry.d_type == DT_DIR || entry.d_type == DT_LNK || entry.d_type == DT_UNKNOWN);
 }
 
-// Opening a FIFO would block the host until somebody writes to it, and reading a device
-// may never end. What is not there at all is left to the reader to report.
-void refuse_special_file(std::string const& path) {
-    struct stat status {};
-    if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
-        morbase::es::call::raise(
-            k_source, __LINE__,
-            morbase::string_with_format("Could not create xml reader for \"%s\"", path.c_str())
-                .c_str());
-    }
-}
-
 // The description of the plugin element at which the reader stands. A document that
 // breaks off inside the element yields none: what the reader met explains more than
 // what the description lacks for it.
-morbase::ptr_refcount<plugins::info> read_description(reader& document, std::string const& dir) {
+morbase::ptr_refcount<plugins::info> read_description(description_document& document,
+                                                      std::string const& dir) {
     morbase::ptr_refcount<plugins::info> description;
     try {
         description = new __info(document, dir);
@@ -65,9 +51,7 @@ morbase::ptr_refcount<plugins::info> read_description(reader& document, std::str
 // Registers every plug-in that a directory's description tells of. False when an
 // element has no name to go by.
 bool load_description(plugins& registry, std::string const& dir, std::string const& schema) {
-    std::string const path = dir + "/plugin.xml";
-    refuse_special_file(path);
-    reader document(path, schema);
+    description_document document(dir + "/plugin.xml", schema);
     morbase::ptr_refcount<loader> const image(new loader(dir + "/darwin/x86/plugin.so"));
 
     std::string name;
@@ -82,6 +66,7 @@ bool load_description(plugins& registry, std::string const& dir, std::string con
         }
         if (name == "plugin") {
             auto const description = read_description(document, dir);
+            document.count_ids(*description);
             registry.register_with_info(description, create_factory(image, description));
         }
     }

@@ -2,8 +2,10 @@
 
 #include <strings.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <new>
+#include <string_view>
 #include <utility>
 
 #include <libxml/parser.h>
@@ -16,13 +18,36 @@
 
 namespace kivsys::xml {
 
-struct reader_base::error_state {
+struct reader_base::parse_state {
     int parser_error = 0;
     std::string message;
 
-    static void parser_error_func(void* state, char const* msg, xmlParserSeverities severity,
+    memory_document document{};
+    std::size_t given = 0;             // bytes of it that the XML library was given
+    std::size_t given_here = 0;        // how many of them when it came to `place`
+    std::pair<int, int> place;         // the line and column up to which it has parsed
+    _xmlTextReader* parser = nullptr;  // null until it is made
+
+    static int give_bytes(void* self, char* target, int capacity) noexcept;
+    bool awaits_too_long_a_piece();
+    bool awaits_end_of_comment() const;
+    void count_declared_attributes();
+
+    static void parser_error_func(void* self, char const* msg, xmlParserSeverities severity,
                                   void* locator) noexcept;
     void keep(char const* msg, xmlParserSeverities severity);
+
+    // Has the next advance raise the message that `make` sets. For callbacks, which C code
+    // calls: no exception may cross it. When memory runs out, the message there is stays.
+    template <typename maker>
+    void fail(maker const& make) noexcept {
+        parser_error = 1;
+        try {
+            make();
+        } catch (...) {
+            return;
+        }
+    }
 };
 
 namespace {
@@ -80,13 +105,16 @@ class relaxng_validator final : public reader_base::validator {
 
 // The XML library asks to be prepared by one thread before several use it. It does not
 // prepare the types of its schemas by itself, and their first use would race.
-bool prepare_xml_library() {
-    xmlInitParser();
-    xmlSchemaInitTypes();
-    if (xmlRelaxNGInitTypes() != 0) {
-        throw std::bad_alloc();
-    }
-    return true;
+void prepare_xml_library() {
+    static bool const prepared = [] {
+        xmlInitParser();
+        xmlSchemaInitTypes();
+        if (xmlRelaxNGInitTypes() != 0) {
+            throw std::bad_alloc();
+        }
+        return true;
+    }();
+    static_cast<void>(prepared);
 }
 
 // The calling thread's last error in the XML library, which is the host's: set aside while
@@ -157,6 +185,17 @@ bool copy_made_text(question const& ask, std::string& out) {
     return copy_text(text.get(), out);
 }
 
+void require_extension(std::string const& schema) {
+    if (schema.rfind('.') == std::string::npos) {
+        morbase::es::arg::raise(
+            k_source, __LINE__,
+            morbase::string_with_format(
+                "File \"%s\" is missing extension, could not determine validation type",
+                schema.c_str())
+                .c_str());
+    }
+}
+
 }  // namespace
 
 reader_base::validator::~validator() = default;
@@ -165,7 +204,66 @@ void reader_base::close_document::operator()(_xmlTextReader* open) const noexcep
     xmlFreeTextReader(open);
 }
 
-void reader_base::error_state::keep(char const* msg, xmlParserSeverities severity) {
+// Gives the XML library the document's next bytes. It asks for more while it cannot parse the
+// ones that it has.
+int reader_base::parse_state::give_bytes(void* self, char* target, int capacity) noexcept {
+    auto* const state = static_cast<parse_state*>(self);
+    if (state->awaits_too_long_a_piece()) {
+        state->fail([=] {
+            state->message = morbase::string_with_format(
+                "line %d: a tag, CDATA section, internal subset or processing instruction is "
+                "longer than %zu bytes",
+                xmlTextReaderGetParserLineNumber(state->parser), state->document.longest_piece);
+        });
+        return -1;
+    }
+    std::size_t const count =
+        state->document.text.copy(target, static_cast<std::size_t>(capacity), state->given);
+    state->given += count;
+    return static_cast<int>(count);
+}
+
+bool reader_base::parse_state::awaits_too_long_a_piece() {
+    std::pair<int, int> const now(xmlTextReaderGetParserLineNumber(parser),
+                                  xmlTextReaderGetParserColumnNumber(parser));
+    if (place != now) {
+        place = now;
+        given_here = given;
+    }
+    return given - given_here > document.longest_piece && !awaits_end_of_comment();
+}
+
+// A comment is parsed in one go as well, but the time for it grows with its length alone. Where
+// it began is known if the XML library takes the bytes as they are.
+bool reader_base::parse_state::awaits_end_of_comment() const {
+    std::string_view const text(document.text);
+    auto const* const encoding = reinterpret_cast<char const*>(xmlTextReaderConstEncoding(parser));
+    if (text.substr(1, 1) == std::string_view("", 1) ||
+        (encoding != nullptr && strcasecmp(encoding, "UTF-8") != 0)) {
+        return false;
+    }
+    auto const parsed = static_cast<std::size_t>(xmlTextReaderByteConsumed(parser));
+    std::string_view const waiting = text.substr(0, given).substr(std::min(parsed, given));
+    return waiting.substr(0, 4) == "<!--" && waiting.find("-->") == std::string_view::npos;
+}
+
+// Asked at the document type, behind which the elements begin.
+void reader_base::parse_state::count_declared_attributes() {
+    xmlNode const* const type = xmlTextReaderCurrentNode(parser);
+    std::size_t count = 0;
+    for (xmlNode const* node = type->children; node != nullptr; node = node->next) {
+        count += node->type == XML_ATTRIBUTE_DECL ? 1 : 0;
+    }
+    if (count > document.most_declared_attributes) {
+        fail([=] {
+            message =
+                morbase::string_with_format("the document type declares more than %zu attributes",
+                                            document.most_declared_attributes);
+        });
+    }
+}
+
+void reader_base::parse_state::keep(char const* msg, xmlParserSeverities severity) {
     switch (severity) {
         case XML_PARSER_SEVERITY_WARNING:
         case XML_PARSER_SEVERITY_ERROR:
@@ -180,7 +278,7 @@ void reader_base::error_state::keep(char const* msg, xmlParserSeverities severit
     }
 }
 
-void reader_base::error_state::parser_error_func(void* state, char const* msg,
+void reader_base::parse_state::parser_error_func(void* self, char const* msg,
                                                  xmlParserSeverities severity,
                                                  void* /*locator*/) noexcept {
     std::printf("(readxml_base) error func called with msg: %s\n", msg);
@@ -188,17 +286,11 @@ void reader_base::error_state::parser_error_func(void* state, char const* msg,
     std::printf("sev: %d\n", static_cast<int>(severity));
     std::fflush(stdout);
 
-    auto* errors = static_cast<error_state*>(state);
-    errors->parser_error = 1;
-    try {
-        errors->keep(msg, severity);
-    } catch (...) {
-        // The caller is C code, which no exception may cross. The flag is set, so the
-        // next advance raises all the same, with the text there is.
-    }
+    auto* const state = static_cast<parse_state*>(self);
+    state->fail([=] { state->keep(msg, severity); });
 }
 
-reader_base::reader_base(std::string const& path) : errors(std::make_unique<error_state>()) {
+reader_base::reader_base(std::string const& path) : state(std::make_unique<parse_state>()) {
     reader_base::create_reader(path);
 }
 
@@ -208,14 +300,19 @@ reader_base::reader_base(std::string const& path, e_validation_type type, std::s
 }
 
 reader_base::reader_base(std::string const& path, std::string const& schema) : reader_base(path) {
-    if (schema.rfind('.') == std::string::npos) {
-        morbase::es::arg::raise(
-            k_source, __LINE__,
-            morbase::string_with_format(
-                "File \"%s\" is missing extension, could not determine validation type",
-                schema.c_str())
-                .c_str());
-    }
+    require_extension(schema);
+}
+
+reader_base::reader_base(memory_document whole, std::string const& schema)
+    : state(std::make_unique<parse_state>()) {
+    state->document = std::move(whole);
+    std::string const& path = state->document.path;
+    prepare_xml_library();
+    open(xmlReaderForIO(parse_state::give_bytes, nullptr, state.get(), path.c_str(), nullptr,
+                        XML_PARSE_NONET),
+         path);
+    state->parser = document.get();
+    require_extension(schema);
 }
 
 // The schema must outlive the document that is validated against it.
@@ -224,18 +321,21 @@ reader_base::~reader_base() {
 }
 
 void reader_base::create_reader(std::string const& path) {
-    static bool const prepared = prepare_xml_library();
-    static_cast<void>(prepared);
+    prepare_xml_library();
     last_error_aside const aside;
-    document.reset(is_remote(path) ? nullptr
-                                   : xmlReaderForFile(path.c_str(), nullptr, XML_PARSE_NONET));
+    open(is_remote(path) ? nullptr : xmlReaderForFile(path.c_str(), nullptr, XML_PARSE_NONET),
+         path);
+}
+
+void reader_base::open(_xmlTextReader* opened, std::string const& path) {
+    document.reset(opened);
     if (!document) {
         morbase::es::call::raise(
             k_source, __LINE__,
             morbase::string_with_format("Could not create xml reader for \"%s\"", path.c_str())
                 .c_str());
     }
-    xmlTextReaderSetErrorHandler(document.get(), error_state::parser_error_func, errors.get());
+    xmlTextReaderSetErrorHandler(document.get(), parse_state::parser_error_func, state.get());
 }
 
 void reader_base::set_validation(e_validation_type type, std::string const& schema) {
@@ -282,12 +382,16 @@ bool reader_base::advance(int (*step)(_xmlTextReader*)) {
     last_error_aside const error;
     error_handler_aside const handler;
     last_step = step(document.get());
+    if (state->parser != nullptr &&
+        xmlTextReaderNodeType(state->parser) == XML_READER_TYPE_DOCUMENT_TYPE) {
+        state->count_declared_attributes();
+    }
     return last_step == 1;
 }
 
 void reader_base::raise_if_reported() const {
-    if (errors->parser_error != 0) {
-        morbase::es::arg::raise(k_source, __LINE__, errors->message.c_str());
+    if (state->parser_error != 0) {
+        morbase::es::arg::raise(k_source, __LINE__, state->message.c_str());
     }
 }
 
@@ -308,6 +412,9 @@ reader::reader(std::string const& path, e_validation_type type, std::string cons
     : reader_base(path, type, schema) {}
 
 reader::reader(std::string const& path, std::string const& schema) : reader_base(path, schema) {}
+
+reader::reader(memory_document whole, std::string const& schema)
+    : reader_base(std::move(whole), schema) {}
 
 reader::~reader() = default;
 

@@ -22,6 +22,7 @@
 #ifndef KIVSYS_READXML_BASE_H
 #define KIVSYS_READXML_BASE_H
 
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -50,6 +51,20 @@ class KIVSYS_API reader_base {
         k_validation_xml_schema = 2,  // not supported
     };
 
+    // A document that is in memory already, for readers that must not trust it.
+    struct memory_document {
+        std::string path;  // its name, from which relative references in it start
+        std::string text;  // in the encoding that it declares
+        // The most bytes that a tag, a CDATA section, the internal subset of a document type or
+        // a processing instruction may take, to within 8 KiB. The XML library parses each in
+        // one go, in a time that can grow with the square of its length. Texts may be longer,
+        // and comments in UTF-8.
+        std::size_t longest_piece;
+        // The most attributes that the document type may declare. The XML library looks at all
+        // of an element's for each such element.
+        std::size_t most_declared_attributes;
+    };
+
     // Holds what a validation needs for as long as the document is read. The reader makes
     // and owns it; nobody else has a use for it.
     class KIVSYS_API validator {
@@ -69,6 +84,10 @@ class KIVSYS_API reader_base {
     // "." (raises es::arg otherwise), and that is all: the schema is not opened and the
     // document not validated.
     reader_base(std::string const& path, std::string const& schema);
+
+    // The same with a document in memory. Raises es::arg after the advance that goes beyond
+    // one of its bounds.
+    reader_base(memory_document whole, std::string const& schema);
 
     reader_base(reader_base const&) = delete;
     reader_base& operator=(reader_base const&) = delete;
@@ -107,15 +126,17 @@ class KIVSYS_API reader_base {
         void operator()(_xmlTextReader* open) const noexcept;
     };
 
-    // What the XML library reported of this document.
-    struct error_state;
+    // What the XML library reported of this document, and what it reads of a document in
+    // memory.
+    struct parse_state;
 
+    void open(_xmlTextReader* opened, std::string const& path);
     void raise_if_reported() const;
     bool advance(int (*step)(_xmlTextReader*));
 
     std::unique_ptr<_xmlTextReader, close_document> document;
     std::unique_ptr<validator> schema_validator;
-    std::unique_ptr<error_state> errors;  // the XML library keeps its address
+    std::unique_ptr<parse_state> state;  // the XML library keeps its address
     int last_step = 1;  // what the last advance gave: 1 a node, 0 the end, -1 failed
 };
 
@@ -133,6 +154,7 @@ class KIVSYS_API reader : public reader_base {
     explicit reader(std::string const& path);
     reader(std::string const& path, e_validation_type type, std::string const& schema);
     reader(std::string const& path, std::string const& schema);
+    reader(memory_document whole, std::string const& schema);
     ~reader() override;
 
     // read() and skip() by other names. Both pass through what those raise.
