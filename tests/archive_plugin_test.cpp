@@ -332,7 +332,6 @@ TEST_F(archive_plugin, a_changed_archive_is_noticed_and_an_open_file_is_not_exch
     std::filesystem::resize_file(path + ".old", 100000);
     EXPECT_TRUE(text.substr(0, 99488) + failure(EBADMSG) == take_all(*reader));
     EXPECT_EQ(0, reader->close());
-    EXPECT_EQ(-EBADF, reader->close());
     EXPECT_EQ("other", read("archive:" + path + "!/f"));
 }
 

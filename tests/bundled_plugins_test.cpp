@@ -79,6 +79,7 @@ TEST(bundled_plugins, a_reader_works_from_its_open_to_its_close) {
             EXPECT_EQ(-EBADF, reader->seek(0, morbase::from_start));
             EXPECT_EQ(-EBADF, reader->tell());
             EXPECT_EQ(-EBADF, reader->size());
+            EXPECT_EQ(0, reader->close());
             EXPECT_EQ(-EINVAL, reader->open(path, "w"));
             ASSERT_EQ(0, reader->open(path, mode));
             for (auto const& [offset, origin] : k_nowhere) {
