@@ -5,10 +5,12 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <random>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -172,6 +174,123 @@ TEST_F(watch_plugin, what_takes_the_place_of_a_name_is_watched_in_its_stead) {
         write(name);
     }
     EXPECT_EQ(told(), (lines{"created a/1", "created b/2", "created empty/3", "modified target"}));
+}
+
+// Changes of the watched directory and of one beside it, the same for the same seed.
+struct random_changes {
+    random_changes(support::temporary_directory const& directory, unsigned int seed)
+        : place(directory), source(seed) {}
+
+    unsigned int below(unsigned int limit) { return static_cast<unsigned int>(source() % limit); }
+
+    // One place of many, most of them in the watched directory, most of them with nothing there.
+    std::string path() {
+        std::string chosen = place.path(below(4) != 0 ? "root" : "outside");
+        for (unsigned int depth = below(3) + 1; depth > 0; --depth) {
+            chosen += std::string("/") + "abc"[below(3)];
+        }
+        return chosen;
+    }
+
+    // Most of what is tried cannot be done where it is tried.
+    void change() {
+        std::string const one = path();
+        std::string const other = path();
+        std::error_code ignored;
+        switch (below(8)) {
+            case 0:
+            case 1:
+                fs::create_directory(one, ignored);
+                break;
+            case 2:
+                std::ofstream(one, std::ios::app) << 'x';
+                break;
+            case 3:
+                fs::remove(one, ignored);
+                break;
+            case 4:
+                renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE);
+                break;
+            case 5:  // a directory moves and leaves a link to where it is, or to another
+                fs::rename(one, other, ignored);
+                fs::create_symlink(below(2) != 0 ? other : path(), one, ignored);
+                break;
+            default:
+                fs::rename(one, other, ignored);
+                break;
+        }
+    }
+
+    support::temporary_directory const& place;
+    std::mt19937 source;
+};
+
+// All that is in a directory, by the path below it.
+std::set<std::string> listed(std::string const& root, bool only_directories = false) {
+    std::set<std::string> found;
+    for (auto const& entry : fs::recursive_directory_iterator(root)) {
+        if (!only_directories || entry.symlink_status().type() == fs::file_type::directory) {
+            found.insert(entry.path().string().substr(root.size() + 1));
+        }
+    }
+    return found;
+}
+
+struct random_watch : watch_plugin {
+    // What the host would take to be there, by what it was told.
+    void note() {
+        for (std::string const& call : told()) {
+            std::string const path = call.substr(call.find(' ') + 1);
+            if (call[0] == 'r') {
+                reported.erase(path);
+            } else {
+                reported.insert(path);
+            }
+        }
+    }
+
+    void expect_that_every_directory_is_watched() {
+        std::set<std::string> expected{"created probe"};
+        write("probe");
+        for (std::string const& directory : listed(root, true)) {
+            write(directory + "/probe");
+            expected.insert("created " + directory + "/probe");
+        }
+        for (std::string const& directory : listed(outside, true)) {
+            place.write("outside/" + directory + "/probe", "");
+        }
+        lines const calls = told();
+        EXPECT_EQ(std::set<std::string>(calls.begin(), calls.end()), expected);
+    }
+
+    std::string outside = place.path("outside");
+    std::set<std::string> reported;
+};
+
+// KIVCORE_WATCH_SEEDS has how many are tried.
+TEST_F(random_watch, after_any_changes_each_directory_is_watched_under_the_path_that_it_has) {
+    char const* const wanted = std::getenv("KIVCORE_WATCH_SEEDS");
+    unsigned long const seeds = wanted != nullptr ? std::stoul(wanted) : 200;
+    for (unsigned int seed = 0; seed < seeds && !HasFailure(); ++seed) {
+        SCOPED_TRACE(seed);
+        random_changes random(place, seed);
+        fs::create_directory(outside);
+        fs::create_directory(root);
+        ASSERT_EQ(watch->start(root, &sink), 0);
+        for (int step = 0; step < 150; ++step) {
+            random.change();
+            if (random.below(10) == 0) {
+                note();
+            }
+        }
+        note();
+        EXPECT_EQ(std::exchange(reported, {}), listed(root));
+        expect_that_every_directory_is_watched();
+        EXPECT_EQ(sink.logged, lines{});
+        EXPECT_EQ(watch->stop(), 0);
+        fs::remove_all(root);
+        fs::remove_all(outside);
+    }
 }
 
 TEST_F(watch_plugin, the_end_of_the_directory_is_told_once_and_then_there_is_nothing_to_poll) {

@@ -1,15 +1,16 @@
 #include "tree.h"
 
+#include <fcntl.h>
 #include <sys/inotify.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <filesystem>
 #include <iterator>
 #include <system_error>
 #include <utility>
-
-#include <morbase/path.h>
 
 namespace watch {
 
@@ -29,6 +30,13 @@ bool is_gone(int error) {
 // No further directory will fare better.
 bool is_exhaustion(int error) {
     return error == ENOSPC || error == ENOMEM;
+}
+
+// Needs no permission for the directory itself.
+bundled::descriptor opened_directory(int parent, std::string const& path, int flags) {
+    bundled::descriptor opened(
+        openat(parent, path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC | flags));
+    return opened.is_open() ? std::move(opened) : bundled::descriptor(-errno);
 }
 
 }  // namespace
@@ -55,7 +63,7 @@ void tree::close() {
 bool tree::add(std::string const& path, bool is_directory, findings& found) {
     bool const is_new = known.emplace(path, k_unwatched).second;
     if (is_new) {
-        found.entries.push_back(path);
+        found.changes.push_back({path, true});
     }
     if (is_directory) {
         descend({path}, found);  // a failure is among the findings
@@ -63,87 +71,106 @@ bool tree::add(std::string const& path, bool is_directory, findings& found) {
     return is_new;
 }
 
-std::vector<std::string> tree::remove(std::string const& path) {
-    std::vector<std::string> gone;
-    auto const forget = [&](entry_map::iterator from, entry_map::iterator to) {
-        for (auto i = from; i != to; ++i) {
-            if (i->second != k_unwatched) {
-                // Fails when the directory is deleted: its watch is gone already.
-                inotify_rm_watch(inotify.get(), i->second);
-                directories.erase(i->second);
-            }
-            gone.push_back(i->first);
-        }
-        known.erase(from, to);
-    };
+void tree::refresh(std::string const& path, findings& found) {
+    std::size_t const slash = path.rfind('/');
+    bool const is_top = slash == std::string::npos;
+    auto const parent = directory_at(is_top ? "" : path.substr(0, slash));
+    std::string const name = is_top ? path : path.substr(slash + 1);
+    struct stat status = {};
+    if (parent.is_open() &&
+        fstatat(parent.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
+        add(path, S_ISDIR(status.st_mode), found);
+    }
+}
+
+void tree::remove(std::string const& path, findings& found) {
+    remove_below(path, found);
     auto const itself = known.find(path);
     if (itself != known.end()) {
-        forget(itself, std::next(itself));
+        remove_range(itself, std::next(itself), found);
     }
-    // Everything below begins with "path/", and '0' is the character after '/'.
-    forget(known.lower_bound(path + '/'), known.lower_bound(path + '0'));
-    std::reverse(gone.begin(), gone.end());
-    return gone;
+}
+
+// Everything below begins with "path/", and '0' is the character after '/'.
+void tree::remove_below(std::string const& path, findings& found) {
+    remove_range(known.lower_bound(path + '/'), known.lower_bound(path + '0'), found);
+}
+
+void tree::remove_range(entry_map::iterator from, entry_map::iterator to, findings& found) {
+    for (auto i = to; i != from;) {
+        --i;
+        unwatch(i->first, i->second);
+        found.changes.push_back({i->first, false});
+    }
+    known.erase(from, to);
+}
+
+// The watch goes with the last path that it stands for.
+void tree::unwatch(std::string const& path, int watch) {
+    auto const [from, to] = directories.equal_range(watch);
+    auto const own =
+        std::find_if(from, to, [&](auto const& entry) { return entry.second == path; });
+    if (own == to) {
+        return;
+    }
+    directories.erase(own);
+    if (directories.count(watch) == 0) {
+        // Fails when the directory is deleted: its watch is gone already.
+        inotify_rm_watch(inotify.get(), watch);
+    }
 }
 
 void tree::forget_watch(int watch) {
-    auto const found = directories.find(watch);
-    if (found == directories.end()) {
-        return;
+    for (std::string const& path : paths(watch)) {
+        known[path] = k_unwatched;
     }
-    auto const entry = known.find(found->second);
-    if (entry != known.end() && entry->second == watch) {
-        entry->second = k_unwatched;
-    }
-    directories.erase(found);
+    directories.erase(watch);
 }
 
-std::string const* tree::directory(int watch) const {
-    auto const found = directories.find(watch);
-    return found != directories.end() ? &found->second : nullptr;
-}
-
-void tree::refresh(std::string const& path, findings& found) {
-    std::error_code ignored;  // then there is nothing
-    auto const status = fs::symlink_status(morbase::path_appended(root_path, path, '/'), ignored);
-    if (fs::exists(status)) {
-        add(path, fs::is_directory(status), found);
-    }
+std::vector<std::string> tree::paths(int watch) const {
+    std::vector<std::string> all;
+    auto const [from, to] = directories.equal_range(watch);
+    std::transform(from, to, std::back_inserter(all),
+                   [](auto const& entry) { return entry.second; });
+    return all;
 }
 
 // Looks into the directories, and into those that it finds there. An errno value when
 // the system can watch no more of them.
 int tree::descend(std::vector<std::string> unread, findings& found) {
+    int error = 0;
     while (!unread.empty()) {
         std::string const path = std::move(unread.back());
         unread.pop_back();
-        int const error = look_into(path, found, unread);
+        error = is_exhaustion(error) ? error : look_into(path, found, unread);
         if (error != 0 && !is_gone(error)) {
             found.problems.push_back({path, error});
         }
-        if (is_exhaustion(error)) {
-            return error;
-        }
     }
-    return 0;
+    return is_exhaustion(error) ? error : 0;
 }
 
 // Watches a directory and notes what is in it. The watch comes first: what is made
 // after it is announced, what was there before is found. An errno value for a failure.
 int tree::look_into(std::string const& path, findings& found, std::vector<std::string>& unread) {
-    // The root is followed, should it have become a link: it is what the host named.
-    int const error = watch_directory(path, path.empty() ? 0 : IN_DONT_FOLLOW);
+    auto const opened = directory_at(path);
+    if (!opened.is_open()) {
+        return -opened.get();
+    }
+    // By this name it is the same directory for the watch and for the list, wherever it is moved.
+    std::string const here = "/proc/thread-self/fd/" + std::to_string(opened.get());
+    int const error = watch_directory(path, here, found);
     if (error != 0) {
         return error;
     }
     std::error_code failure;
-    fs::directory_iterator entry(morbase::path_appended(root_path, path, '/'), failure);
+    fs::directory_iterator entry(here, failure);
     for (; !failure && entry != fs::directory_iterator(); entry.increment(failure)) {
         std::string const name = joined(path, entry->path().filename().string());
         if (!known.emplace(name, k_unwatched).second) {
             continue;
         }
-        found.entries.push_back(name);
+        found.changes.push_back({name, true});
         std::error_code ignored;  // what cannot be told apart is no directory
         if (!entry->is_symlink(ignored) && entry->is_directory(ignored)) {
             unread.push_back(name);
@@ -152,20 +179,41 @@ int tree::look_into(std::string const& path, findings& found, std::vector<std::s
     return failure.value();
 }
 
-// One watch stands for one directory whatever path leads to it: where a directory was moved,
-// the system gives the same number again, and the newer path holds.
-int tree::watch_directory(std::string const& path, unsigned int flags) {
-    std::string const full = morbase::path_appended(root_path, path, '/');
-    int const watch = inotify_add_watch(inotify.get(), full.c_str(), k_wanted_events | flags);
+// Where another directory has taken the place of the one that was watched under this path,
+// nothing of what was known below is left.
+int tree::watch_directory(std::string const& path, std::string const& opened, findings& found) {
+    int const watch = inotify_add_watch(inotify.get(), opened.c_str(), k_wanted_events);
     if (watch < 0) {
-        return errno;
+        return errno == ENOENT ? ENOSYS : errno;  // there is no /proc: the directory is open
     }
-    directories[watch] = path;
     auto const entry = known.find(path);
+    int const before = entry != known.end() ? entry->second : k_unwatched;
+    if (watch == before) {
+        return 0;
+    }
+    directories.emplace(watch, path);  // first: something below may have held this watch
     if (entry != known.end()) {
+        remove_below(path, found);
+        unwatch(path, before);
         entry->second = watch;
     }
     return 0;
+}
+
+// The directory at path; a negative errno value in its place. The root is followed, should it
+// have become a link, for it is what the host named. Nothing below it is: a directory on the way
+// that has become a link would lead to what belongs elsewhere.
+bundled::descriptor tree::directory_at(std::string const& path) const {
+    if (root_path.size() + 1 + path.size() >= PATH_MAX) {
+        return bundled::descriptor(-ENAMETOOLONG);  // no host could open what is in it
+    }
+    auto at = opened_directory(AT_FDCWD, root_path, 0);
+    for (std::size_t begin = 0; at.is_open() && begin < path.size();) {
+        std::size_t const end = std::min(path.find('/', begin), path.size());
+        at = opened_directory(at.get(), path.substr(begin, end - begin), O_NOFOLLOW);
+        begin = end + 1;
+    }
+    return at;
 }
 
 }  // namespace watch

@@ -1,11 +1,16 @@
 // A directory and everything below it as one inotify descriptor sees it: which watch
-// stands for which directory, and which entries are known. An entry is named by its
+// stands for which directories, and which entries are known. An entry is named by its
 // path below the root, which itself is "". Symbolic links are entries like any other
 // and are not followed.
 //
 // The known entries are what makes reports exact: between the moment when a directory
 // appears and the moment when its watch stands, entries can only be found by looking,
 // and those made in between are both found and announced.
+//
+// Looking is ahead of the events that wait to be read. A directory that was moved may be found
+// at its new path while it is still known at the old one, and the system has one watch for
+// both. So a watch stands for every path that led to it, and each path ends with the event that
+// says so. The same holds for a directory that is mounted a second time.
 
 #ifndef WATCH_TREE_H
 #define WATCH_TREE_H
@@ -26,10 +31,16 @@ class tree {
         int error;
     };
 
-    // What add came across: new entries, parents before what is in them; directories
-    // that cannot be watched or listed, whose content stays unknown.
+    struct change {
+        std::string path;
+        bool is_new;  // or gone
+    };
+
+    // What an operation came across: changes of what is known, in order, where a directory
+    // is new before what is in it and gone after that; directories that cannot be watched
+    // or listed, whose content stays unknown.
     struct findings {
-        std::vector<std::string> entries;
+        std::vector<change> changes;
         std::vector<problem> problems;
     };
 
@@ -55,27 +66,31 @@ class tree {
     // Adds whatever is at path now, if anything is.
     void refresh(std::string const& path, findings& found);
 
-    // Forgets path and what is below it, and gives what was known, parents last.
-    std::vector<std::string> remove(std::string const& path);
+    // Forgets path and what is below it.
+    void remove(std::string const& path, findings& found);
 
     // The watch has ended on the system's side.
     void forget_watch(int watch);
 
-    // The directory that the watch stands for; null for a watch that has been let go.
-    std::string const* directory(int watch) const;
+    // The directories that the watch stands for; none for a watch that has been let go.
+    std::vector<std::string> paths(int watch) const;
 
     bool knows(std::string const& path) const { return known.count(path) != 0; }
     entry_map const& entries() const { return known; }
     int events() const { return inotify.get(); }
 
   private:
-    int watch_directory(std::string const& path, unsigned int flags);
+    int watch_directory(std::string const& path, std::string const& opened, findings& found);
+    void unwatch(std::string const& path, int watch);
+    void remove_below(std::string const& path, findings& found);
+    void remove_range(entry_map::iterator from, entry_map::iterator to, findings& found);
     int look_into(std::string const& path, findings& found, std::vector<std::string>& unread);
     int descend(std::vector<std::string> unread, findings& found);
+    bundled::descriptor directory_at(std::string const& path) const;
 
     std::string root_path;
     bundled::descriptor inotify;
-    std::map<int, std::string> directories;
+    std::multimap<int, std::string> directories;
     entry_map known;  // without the root
 };
 

@@ -161,19 +161,24 @@ void directory_monitor::take(inotify_event const& event) {
         rescan_due = true;
         return;
     }
-    std::string const* const directory = watched->directory(event.wd);
+    auto const paths = watched->paths(event.wd);
     // Of a watch that was let go while its last events were on the way.
-    if (directory == nullptr) {
+    if (paths.empty()) {
         return;
     }
-    if (directory->empty() && (event.mask & k_root_gone) != 0) {
+    bool const is_root = std::find(paths.begin(), paths.end(), "") != paths.end();
+    if (is_root && (event.mask & k_root_gone) != 0) {
         end();
     } else if ((event.mask & IN_UNMOUNT) != 0) {
         rescan_due = true;  // other entries come to light where the mounted ones were
     } else if ((event.mask & IN_IGNORED) != 0) {
         watched->forget_watch(event.wd);
     } else if (event.len > 0) {
-        take_change(joined(*directory, event.name), event.mask);
+        for (std::string const& directory : paths) {
+            if (directory.empty() || watched->knows(directory)) {  // the one before may end it
+                take_change(joined(directory, event.name), event.mask);
+            }
+        }
     }
 }
 
@@ -200,21 +205,19 @@ void directory_monitor::appeared(std::string const& path, unsigned int mask) {
 }
 
 void directory_monitor::vanished(std::string const& path, unsigned int mask) {
-    for (std::string const& entry : watched->remove(path)) {
-        report(entry, handler::k_removed);
-    }
+    tree::findings found;
+    watched->remove(path, found);
     // Two names that are exchanged are announced as two moves, each onto a name that is
     // still taken: what took this one's place will not be announced after this event.
     if ((mask & IN_MOVED_FROM) != 0) {
-        tree::findings found;
         watched->refresh(path, found);
-        report_found(found);
     }
+    report_found(found);
 }
 
 void directory_monitor::report_found(tree::findings const& found) {
-    for (std::string const& entry : found.entries) {
-        report(entry, handler::k_created);
+    for (auto const& [path, is_new] : found.changes) {
+        report(path, is_new ? handler::k_created : handler::k_removed);
     }
     warn_of(found.problems);
 }
@@ -238,9 +241,9 @@ int directory_monitor::rescan() {
             report(i->first, handler::k_removed);
         }
     }
-    for (std::string const& entry : found.entries) {
-        if (!watched->knows(entry)) {
-            report(entry, handler::k_created);
+    for (auto const& [path, watch] : fresh->entries()) {
+        if (!watched->knows(path)) {
+            report(path, handler::k_created);
         }
     }
     warn_of(found.problems);
