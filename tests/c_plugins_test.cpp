@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <fstream>
 #include <limits>
 #include <string>
 #include <vector>
@@ -208,6 +209,25 @@ TEST_F(c_plugins_test, gzip_agrees_with_the_gzip_program) {
         EXPECT_EQ("ember", take_all(*from));
         EXPECT_EQ(0, from->seek(0, from_start));
         EXPECT_TRUE(whole == take_all(*from));
+    }
+}
+
+TEST_F(c_plugins_test, a_read_gives_what_is_in_a_pipe_and_does_not_wait_for_more) {
+    for (std::string const key : {"file"}) {
+        std::string const path = files.path(key);
+        ASSERT_EQ(0, files.shell("mkfifo " + key));
+        std::fstream const both_ends(path);  // so that no open waits for the other
+        auto const to = writer(key);
+        ASSERT_EQ(0, to->open(path, "w"));
+        auto const from = reader(key);
+        for (std::string const text : {"first", "second"}) {
+            EXPECT_EQ(static_cast<int>(text.size()), to->write(text.data(), text.size()));
+            EXPECT_EQ(0, to->flush());
+            if (text == "first") {
+                ASSERT_EQ(0, from->open(path, "r"));
+            }
+            EXPECT_EQ(text, take(*from, 100)) << key;
+        }
     }
 }
 

@@ -7,6 +7,10 @@
 //
 // Failures are negative errno values. A transfer that fails half-way gives the count
 // that it moved; the failure comes with the next one. Nothing is buffered here.
+//
+// A read from a file or a block device waits for all that it is asked for. From anything else,
+// a pipe for example, it gives what is there as soon as there is something: more may be long in
+// coming, and a host that talks over the pipe would have to answer first.
 
 #include <errno.h>
 #include <fcntl.h>
@@ -23,6 +27,7 @@
 struct file {
     int descriptor;
     bool sequential;
+    bool is_live;        // neither a regular file nor a block device
     long long position;  // the next transfer's; kept up to date for sequential handles too
 };
 
@@ -55,12 +60,11 @@ static int flags_of(char const* name, struct mode const* modes, size_t count) {
 }
 
 // A directory opens for reading, and then every read fails: refused at once.
-static int refuse_directory(int descriptor) {
-    struct stat status;
-    if (fstat(descriptor, &status) != 0) {
+static int refuse_directory(int descriptor, struct stat* status) {
+    if (fstat(descriptor, status) != 0) {
         return -errno;
     }
-    return S_ISDIR(status.st_mode) ? -EISDIR : 0;
+    return S_ISDIR(status->st_mode) ? -EISDIR : 0;
 }
 
 // Leaves *handle alone unless it succeeds. A sequential file that has no position starts
@@ -70,7 +74,8 @@ static int open_file(char const* path, int flags, void** handle) {
     if (descriptor < 0) {
         return descriptor;
     }
-    int const refused = refuse_directory(descriptor);
+    struct stat status;
+    int const refused = refuse_directory(descriptor, &status);
     struct file* file = refused == 0 ? malloc(sizeof *file) : NULL;
     if (file == NULL) {
         close(descriptor);
@@ -80,6 +85,7 @@ static int open_file(char const* path, int flags, void** handle) {
     off_t const start = lseek(descriptor, 0, appending ? SEEK_END : SEEK_CUR);
     file->descriptor = descriptor;
     file->sequential = appending || start < 0;
+    file->is_live = !S_ISREG(status.st_mode) && !S_ISBLK(status.st_mode);
     file->position = start < 0 ? 0 : start;
     *handle = file;
     return 0;
@@ -138,6 +144,9 @@ EXPORTED int file_read(void* handle, void* target, unsigned int count) {
     while (done < wanted && (moved = read_some(file, (char*)target + done, wanted - done)) > 0) {
         done += (size_t)moved;
         file->position += moved;
+        if (file->is_live) {
+            break;
+        }
     }
     return done > 0 || moved == 0 ? (int)done : (int)moved;
 }
