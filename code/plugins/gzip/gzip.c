@@ -1,4 +1,7 @@
-// Gzip files behind the C functions of a reader and of a writer, over zlib's gzFile.
+// Gzip files behind the C functions of a reader and of a writer: over zlib's inflate and its
+// gzFile. The gzFile is not for reading: it takes a member that is cut off after its first byte,
+// or whose first bytes are damaged, for the end of the file, and it drops what it decompressed
+// before damage.
 //
 // A handle keeps the position that its host sees. zlib's own stream is brought there
 // only when bytes are moved, so a seek costs nothing until then and a seek past the
@@ -19,15 +22,22 @@
 
 #include "../c_stream.h"
 
-// In place of zlib's 8 KiB: fewer calls of the system, and longer runs to decompress.
-static unsigned int const k_buffer_size = 256 * 1024;
+// Of what is compressed. In place of zlib's 8 KiB: fewer calls of the system.
+enum { k_buffer_size = 256 * 1024 };
+
+// As zlib takes it: the largest window, and the format is gzip's and no other.
+static int const k_gzip_window = 15 + 16;
 
 struct reader {
-    gzFile stream;
+    int descriptor;
     bool rewindable;  // false for a pipe: what was read from it is gone
-    int failure;      // of the last read; zlib's stream must then be rewound before it is used
+    bool in_member;   // false between a member's trailer and the next one's header
     long long position;
-    long long size;  // -1 until the end has been seen
+    long long produced;  // how much was decompressed: where zlib's stream stands
+    long long size;      // -1 until the end has been seen
+    z_stream stream;
+    unsigned char input[k_buffer_size];
+    unsigned char skipped[64 * 1024];  // where what lies before the position goes
 };
 
 struct writer {
@@ -35,6 +45,213 @@ struct writer {
     int failure;  // the first one: the file is damaged for good
     long long position;
 };
+
+// Reads until there are at least so many bytes, 1 or 2, for zlib to take. Positive when there
+// are, 0 when the file ends before.
+static int fill(struct reader* reader, unsigned int least) {
+    z_stream* const stream = &reader->stream;
+    while (stream->avail_in < least) {
+        if (stream->avail_in > 0) {
+            reader->input[0] = *stream->next_in;
+        }
+        stream->next_in = reader->input;
+        ssize_t const got = read(reader->descriptor, reader->input + stream->avail_in,
+                                 sizeof reader->input - stream->avail_in);
+        if (got < 0 && errno != EINTR) {
+            return -errno;
+        }
+        if (got == 0) {
+            return 0;
+        }
+        stream->avail_in += got > 0 ? (unsigned int)got : 0;
+    }
+    return 1;
+}
+
+// Positive at the start of a further member, 0 at the end. What follows the last member is
+// ignored, as gzip does, unless it begins like one: half of the two bytes that a member begins
+// with is enough, or one that is cut off or damaged there would go unnoticed.
+static int start_next_member(struct reader* reader) {
+    int const got = fill(reader, 2);
+    unsigned int const left = reader->stream.avail_in;
+    unsigned char const* const next = reader->stream.next_in;
+    if (got < 0 || left == 0 || (next[0] != 0x1f && (left == 1 || next[1] != 0x8b))) {
+        return got < 0 ? got : 0;
+    }
+    inflateReset(&reader->stream);
+    reader->in_member = true;
+    return 1;
+}
+
+// One step of decompression to where the stream's output goes. Positive when there may be more
+// to do, 0 at the end. A failure stays until the next rewind.
+static int decompress_some(struct reader* reader) {
+    if (!reader->in_member) {
+        return start_next_member(reader);
+    }
+    int got = 0;
+    switch (inflate(&reader->stream, Z_NO_FLUSH)) {
+        case Z_OK:
+            return 1;
+        case Z_STREAM_END:  // the trailer was there, and right
+            reader->in_member = false;
+            return 1;
+        case Z_BUF_ERROR:
+            got = fill(reader, 1);
+            return got != 0 ? got : -EBADMSG;
+        case Z_MEM_ERROR:
+            return -ENOMEM;
+        default:
+            return -EBADMSG;
+    }
+}
+
+// The next bytes: 0 at the end. A failure comes after all that can be decompressed before it. A
+// pipe is not waited for once there is something to give.
+static int decompress(struct reader* reader, void* target, unsigned int count) {
+    z_stream* const stream = &reader->stream;
+    stream->next_out = target;
+    stream->avail_out = count;
+    int result = 1;
+    while (result > 0 && stream->avail_out > 0 &&
+           (reader->rewindable || stream->avail_out == count || stream->avail_in > 1)) {
+        result = decompress_some(reader);
+    }
+    unsigned int const got = count - stream->avail_out;
+    reader->produced += got;
+    if (result == 0) {
+        reader->size = reader->produced;
+    }
+    return got > 0 ? (int)got : result;
+}
+
+// Positive when it succeeds.
+static int rewind_stream(struct reader* reader) {
+    if (lseek(reader->descriptor, 0, SEEK_SET) < 0) {
+        return -errno;
+    }
+    inflateReset(&reader->stream);
+    reader->stream.avail_in = 0;
+    reader->in_member = true;
+    reader->produced = 0;
+    return 1;
+}
+
+// Brings zlib's stream to the reader's position, or to the end when that comes before.
+static int catch_up(struct reader* reader) {
+    int got = reader->position < reader->produced ? rewind_stream(reader) : 1;
+    while (got > 0 && reader->produced < reader->position) {
+        long long const ahead = reader->position - reader->produced;
+        unsigned int const most = sizeof reader->skipped;
+        got = decompress(reader, reader->skipped, ahead < most ? (unsigned int)ahead : most);
+    }
+    return got < 0 ? got : 0;
+}
+
+// Also refuses an empty file. This is the first read, so what cannot be read, a directory, fails
+// here as well.
+static int refuse_plain_content(struct reader* reader) {
+    int const got = fill(reader, 2);
+    if (got <= 0) {
+        return got < 0 ? got : -EBADMSG;
+    }
+    unsigned char const* const next = reader->stream.next_in;
+    return next[0] == 0x1f && next[1] == 0x8b ? 0 : -EBADMSG;
+}
+
+EXPORTED int gzip_reader_close(void* handle) {
+    struct reader* reader = handle;
+    if (reader == NULL) {
+        return -EBADF;
+    }
+    // Nothing is lost when the close of a file that was read fails.
+    inflateEnd(&reader->stream);
+    close(reader->descriptor);
+    free(reader);
+    return 0;
+}
+
+// Leaves *handle alone unless it succeeds.
+EXPORTED int gzip_reader_open(char const* path, char const* mode, void** handle) {
+    if (strcmp(mode, "r") != 0 && strcmp(mode, "rb") != 0) {
+        return -EINVAL;
+    }
+    int const descriptor = open_descriptor(path, O_RDONLY);
+    if (descriptor < 0) {
+        return descriptor;
+    }
+    struct reader* reader = calloc(1, sizeof *reader);
+    if (reader == NULL) {
+        close(descriptor);
+        return -ENOMEM;
+    }
+    reader->descriptor = descriptor;
+    reader->rewindable = lseek(descriptor, 0, SEEK_CUR) >= 0;
+    reader->in_member = true;
+    reader->size = -1;
+    bool const has_memory = inflateInit2(&reader->stream, k_gzip_window) == Z_OK;
+    int const refused = has_memory ? refuse_plain_content(reader) : -ENOMEM;
+    if (refused != 0) {
+        gzip_reader_close(reader);
+        return refused;
+    }
+    *handle = reader;
+    return 0;
+}
+
+EXPORTED int gzip_reader_read(void* handle, void* target, unsigned int count) {
+    struct reader* reader = handle;
+    if (reader == NULL) {
+        return -EBADF;
+    }
+    if (count == 0 || (reader->size >= 0 && reader->position >= reader->size)) {
+        return 0;
+    }
+    int const behind = catch_up(reader);
+    if (behind != 0 || reader->produced < reader->position) {
+        return behind;
+    }
+    int const got = decompress(reader, target, bounded(count));
+    reader->position += got > 0 ? got : 0;
+    return got;
+}
+
+// Decompresses everything once to find the end; the position stays.
+EXPORTED long long gzip_reader_size(void* handle) {
+    struct reader* reader = handle;
+    if (reader == NULL) {
+        return -EBADF;
+    }
+    if (reader->size >= 0) {
+        return reader->size;
+    }
+    if (!reader->rewindable) {
+        return -ESPIPE;
+    }
+    long long const position = reader->position;
+    reader->position = LLONG_MAX;  // no file gets there: it stops at the end
+    int const result = catch_up(reader);
+    reader->position = position;
+    return result < 0 ? result : reader->size;
+}
+
+// To behind the end as well, where a read then finds nothing. What cannot be read twice
+// refuses positions before zlib's own, which is not always where the host stands.
+EXPORTED long long gzip_reader_seek(void* handle, long long offset, unsigned char origin) {
+    struct reader* reader = handle;
+    if (reader == NULL) {
+        return -EBADF;
+    }
+    long long const position =
+        seek_target(reader, gzip_reader_size, reader->position, offset, origin);
+    if (position >= 0 && position < reader->produced && !reader->rewindable) {
+        return -ESPIPE;
+    }
+    if (position >= 0) {
+        reader->position = position;
+    }
+    return position;
+}
 
 // Takes the descriptor, also when it fails. Null for want of memory.
 static gzFile open_stream(int descriptor, char const* mode) {
@@ -62,135 +279,6 @@ static int failure_of(gzFile stream) {
         default:
             return -EBADMSG;
     }
-}
-
-// zlib passes on what is no gzip file as it is. Here that is a failure, also for an empty
-// file. This is the first read, so what cannot be read, a directory, fails here as well.
-static int refuse_plain_content(gzFile stream) {
-    bool const plain = gzdirect(stream) != 0;
-    int const failure = failure_of(stream);
-    return failure == 0 && plain ? -EBADMSG : failure;
-}
-
-// Leaves *handle alone unless it succeeds.
-EXPORTED int gzip_reader_open(char const* path, char const* mode, void** handle) {
-    if (strcmp(mode, "r") != 0 && strcmp(mode, "rb") != 0) {
-        return -EINVAL;
-    }
-    int const descriptor = open_descriptor(path, O_RDONLY);
-    if (descriptor < 0) {
-        return descriptor;
-    }
-    bool const rewindable = lseek(descriptor, 0, SEEK_CUR) >= 0;
-    gzFile stream = open_stream(descriptor, "r");
-    if (stream == NULL) {
-        return -ENOMEM;
-    }
-    int const refused = refuse_plain_content(stream);
-    struct reader* reader = refused == 0 ? malloc(sizeof *reader) : NULL;
-    if (reader == NULL) {
-        gzclose(stream);
-        return refused != 0 ? refused : -ENOMEM;
-    }
-    *reader = (struct reader){.stream = stream, .rewindable = rewindable, .size = -1};
-    *handle = reader;
-    return 0;
-}
-
-EXPORTED int gzip_reader_close(void* handle) {
-    struct reader* reader = handle;
-    if (reader == NULL) {
-        return -EBADF;
-    }
-    // Nothing is lost when the close of a file that was read fails.
-    gzclose(reader->stream);
-    free(reader);
-    return 0;
-}
-
-// Brings zlib's stream to the reader's position. After a failure it starts afresh: zlib
-// drops what it had decompressed by then, so it does not know where it stands; and it
-// forgets the failure when it seeks forward, and would take the damage for the end.
-static int catch_up(struct reader* reader) {
-    if (reader->failure != 0) {
-        if (!reader->rewindable) {
-            return reader->failure;
-        }
-        gzclearerr(reader->stream);
-        if (gzrewind(reader->stream) != 0) {
-            return -errno;
-        }
-        reader->failure = 0;
-    }
-    if (gztell(reader->stream) == reader->position) {
-        return 0;
-    }
-    return gzseek(reader->stream, reader->position, SEEK_SET) >= 0 ? 0 : -errno;
-}
-
-// What follows the last member and does not begin like one is ignored, as gzip does.
-EXPORTED int gzip_reader_read(void* handle, void* target, unsigned int count) {
-    struct reader* reader = handle;
-    if (reader == NULL) {
-        return -EBADF;
-    }
-    if (count == 0 || (reader->size >= 0 && reader->position >= reader->size)) {
-        return 0;
-    }
-    int const behind = catch_up(reader);
-    if (behind != 0) {
-        return behind;
-    }
-    unsigned int const wanted = bounded(count);
-    int const got = gzread(reader->stream, target, wanted);
-    // A file that is cut short gives the bytes before the cut and a failure together.
-    reader->failure = failure_of(reader->stream);
-    if (got <= 0 && reader->failure != 0) {
-        return reader->failure;
-    }
-    if (reader->failure == 0 && (unsigned int)got < wanted) {
-        reader->size = gztell(reader->stream);
-    }
-    reader->position += got;
-    return got;
-}
-
-// Decompresses everything once to find the end; the position stays.
-EXPORTED long long gzip_reader_size(void* handle) {
-    struct reader* reader = handle;
-    if (reader == NULL) {
-        return -EBADF;
-    }
-    if (reader->size >= 0) {
-        return reader->size;
-    }
-    if (!reader->rewindable) {
-        return -ESPIPE;
-    }
-    long long const position = reader->position;
-    reader->position = LLONG_MAX;  // no file gets there: reading stops at the end
-    char beyond = 0;
-    int const result = gzip_reader_read(reader, &beyond, 1);
-    reader->position = position;
-    return result < 0 ? result : reader->size;
-}
-
-// To behind the end as well, where a read then finds nothing. What cannot be read twice
-// refuses positions before zlib's own, which is not always where the host stands.
-EXPORTED long long gzip_reader_seek(void* handle, long long offset, unsigned char origin) {
-    struct reader* reader = handle;
-    if (reader == NULL) {
-        return -EBADF;
-    }
-    long long const position =
-        seek_target(reader, gzip_reader_size, reader->position, offset, origin);
-    if (position >= 0 && position < gztell(reader->stream) && !reader->rewindable) {
-        return -ESPIPE;
-    }
-    if (position >= 0) {
-        reader->position = position;
-    }
-    return position;
 }
 
 // "w" or "a", then a "b" or nothing, then a level from 1 to 9 or nothing. zlib itself takes
