@@ -47,22 +47,17 @@ struct sequence_plugin : testing::Test {
 TEST_F(sequence_plugin, a_pattern_describes_names_with_its_number) {
     add({"a.8", "a.9", "a.10", "a.08", "a.0009", "a.0010", "a.x", "a.", "a.7.x", "xa.11"});
     add({"98", "99", "100", "101", "0102", "100%.1", "-1", "n-12", "n-13", "r9998n", "r9999n"});
-    add({"r10000n", "r010001n", "r123456789012345678901n"});
+    add({"r10000n", "r010001n", "r123456789012345678901n", "t#1%.1#"});
     struct {
         char const* pattern;
         char const* content;
     } const accepted[] = {
-        {"a.%d", "a.8a.9a.10"},
-        {"a.#", "a.8a.9a.10"},
-        {"a.####", "a.0009a.0010"},
-        {"a.%04d", "a.0009a.0010"},
-        {"%02d", "9899100101"},
-        {"##", "9899100101"},
-        {"100%%.%d", "100%.1"},
-        {"n-%02d", "n-12n-13"},
-        {"-%d", "-1"},
-        {"####", "0102"},
-        {"r####n", "r9998nr9999nr10000n"},
+        {"a.%d", "a.8a.9a.10"},     {"a.#", "a.8a.9a.10"},
+        {"a.####", "a.0009a.0010"}, {"a.%04d", "a.0009a.0010"},
+        {"%02d", "9899100101"},     {"##", "9899100101"},
+        {"100%%.%d", "100%.1"},     {"t%#1%%.%d%#", "t#1%.1#"},
+        {"n-%02d", "n-12n-13"},     {"-%d", "-1"},
+        {"####", "0102"},           {"r####n", "r9998nr9999nr10000n"},
     };
     for (auto const& row : accepted) {
         open(row.pattern);
@@ -77,8 +72,8 @@ TEST_F(sequence_plugin, a_pattern_has_exactly_one_number_field) {
     std::pair<std::string, std::vector<std::string>> const refused[] = {
         {"has no number field, such as #### or %04d, in its last component",
          {"a1", "a####/", "a%%"}},
-        {"has more than one number field", {"a#.#", "a%d%04d"}},
-        {"has a % that begins none of %d, %04d (with any width) and %%",
+        {"has more than one number field; a # in the names is written %#", {"a#.#", "a%d%04d"}},
+        {"has a % that begins none of %d, %04d (with any width), %% and %#",
          {"a%s", "a%n%d", "a%4d", "a%99999999999999999999d", "a%", "a%04"}},
         {"has a number field of more than 18 digits", {"a%019d"}},
     };

@@ -41,8 +41,9 @@ std::string name_pattern::parse(std::string const& text) {
     std::string problem;
     std::size_t at = 0;
     while (at < text.size() && problem.empty()) {
-        if (text.compare(at, 2, "%%") == 0) {
-            (width == 0 ? before : after) += '%';
+        bool const is_escape = text.compare(at, 2, "%%") == 0 || text.compare(at, 2, "%#") == 0;
+        if (is_escape) {
+            (width == 0 ? before : after) += text[at + 1];
             at += 2;
         } else if (text[at] == '#' || text[at] == '%') {
             at = parse_field(text, at, problem);
@@ -68,9 +69,9 @@ std::size_t name_pattern::parse_field(std::string const& text, std::size_t at,
         found = is_decimal ? width_of_conversion(text.substr(at + 1, end - at - 1)) : 0;
     }
     if (found == 0) {
-        problem = "has a % that begins none of %d, %04d (with any width) and %%";
+        problem = "has a % that begins none of %d, %04d (with any width), %% and %#";
     } else if (width != 0) {
-        problem = "has more than one number field";
+        problem = "has more than one number field; a # in the names is written %#";
     } else if (found > k_max_digits) {
         problem = "has a number field of more than 18 digits";
     }
