@@ -20,6 +20,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <memory>
 #include <new>
 #include <string>
@@ -109,7 +110,8 @@ long long sequence_reader::read_some(char* target, long long wanted) {
     if (failure != 0) {
         return failure;
     }
-    auto const count = static_cast<std::size_t>(std::min(wanted, row->end(index) - position));
+    auto const most = std::min<long long>(wanted, SSIZE_MAX);  // which may have 32 bits
+    auto const count = static_cast<std::size_t>(std::min(most, row->end(index) - position));
     ssize_t moved = -1;
     do {
         moved = pread(file.get(), target, count, position - row->begin(index));
