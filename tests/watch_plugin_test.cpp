@@ -1,4 +1,6 @@
 #include <fcntl.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -291,6 +293,35 @@ TEST_F(random_watch, after_any_changes_each_directory_is_watched_under_the_path_
         fs::remove_all(root);
         fs::remove_all(outside);
     }
+}
+
+// In mounts of the test's own, which end with its process.
+TEST_F(watch_plugin, a_directory_that_is_mounted_twice_is_watched_under_both_paths) {
+    if (unshare(CLONE_NEWNS) != 0) {
+        GTEST_SKIP() << "mounting takes more rights than this process has";
+    }
+    for (char const* name : {"a/sub", "b", "memory"}) {
+        fs::create_directories(in_root(name));
+    }
+    ASSERT_EQ(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr), 0);
+    ASSERT_EQ(mount(in_root("a").c_str(), in_root("b").c_str(), nullptr, MS_BIND, nullptr), 0);
+    ASSERT_EQ(mount("none", in_root("memory").c_str(), "tmpfs", 0, nullptr), 0);
+    write("memory/file");
+    auto const told_in_any_order = [&] {
+        lines const calls = told();
+        return std::multiset<std::string>(calls.begin(), calls.end());
+    };
+    ASSERT_EQ(watch->start(root, &sink), 0);
+    write("a/sub/file");
+    using report = std::multiset<std::string>;
+    EXPECT_EQ(told_in_any_order(), (report{"created a/sub/file", "created b/sub/file"}));
+    fs::rename(in_root("a"), place.path("outside"));
+    told();
+    place.write("outside/sub/late", "");
+    EXPECT_EQ(told_in_any_order(), report{"created b/sub/late"});
+    EXPECT_EQ(umount(in_root("memory").c_str()), 0);
+    EXPECT_EQ(told_in_any_order(), report{"removed memory/file"});
+    EXPECT_EQ(umount(in_root("b").c_str()), 0);
 }
 
 TEST_F(watch_plugin, the_end_of_the_directory_is_told_once_and_then_there_is_nothing_to_poll) {
