@@ -4,7 +4,9 @@
 #include <climits>
 #include <filesystem>
 #include <memory>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <sndfile.h>
@@ -25,19 +27,66 @@ using support::take_all;
 using audio = frame_reader::audio_media_information;
 
 constexpr int k_wav_16 = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
+constexpr int k_mp3 = SF_FORMAT_MPEG | SF_FORMAT_MPEG_LAYER_III;
 constexpr int k_flac_16 = SF_FORMAT_FLAC | SF_FORMAT_PCM_16;
 
 struct close_sound {
     void operator()(SNDFILE* file) const { sf_close(file); }
 };
 
+// Samples of 16 bits, loud and silent by turns: encoders switch their ways and their rates.
+std::string loud_and_silent(std::size_t count) {
+    std::string samples = sample(2 * count);
+    for (std::size_t at = 12000; at < samples.size(); at += 50000) {
+        samples.replace(at, 18000, 18000, '\0');
+    }
+    return samples.substr(0, 2 * count);
+}
+
+// Opus has no rate of 44100.
+int rate_for(int format) {
+    return (format & SF_FORMAT_SUBMASK) == SF_FORMAT_OPUS ? 48000 : 44100;
+}
+
+// Whether libsndfile writes it, and knows it again by the file alone. It declares the older
+// layers of MPEG, and takes no sample for DWVW of 12 bits.
+bool is_written(int format, int channels) {
+    SF_INFO const facts = {0, rate_for(format), channels, format, 0, 0};
+    int const container = format & SF_FORMAT_TYPEMASK;
+    int const encoding = format & SF_FORMAT_SUBMASK;
+    if (container == SF_FORMAT_MPEG || encoding == SF_FORMAT_MPEG_LAYER_III) {
+        return container == SF_FORMAT_MPEG && encoding == SF_FORMAT_MPEG_LAYER_III;
+    }
+    return sf_format_check(&facts) != 0 && container != SF_FORMAT_RAW &&
+           container != SF_FORMAT_SD2 && encoding != SF_FORMAT_DWVW_12;
+}
+
+// Each of libsndfile's containers with each encoding.
+std::vector<int> all_formats() {
+    int containers = 0;
+    int encodings = 0;
+    sf_command(nullptr, SFC_GET_FORMAT_MAJOR_COUNT, &containers, sizeof containers);
+    sf_command(nullptr, SFC_GET_FORMAT_SUBTYPE_COUNT, &encodings, sizeof encodings);
+    std::vector<int> formats;
+    for (int i = 0; i < containers * encodings; ++i) {
+        SF_FORMAT_INFO container = {i / encodings, nullptr, nullptr};
+        SF_FORMAT_INFO encoding = {i % encodings, nullptr, nullptr};
+        sf_command(nullptr, SFC_GET_FORMAT_MAJOR, &container, sizeof container);
+        sf_command(nullptr, SFC_GET_FORMAT_SUBTYPE, &encoding, sizeof encoding);
+        formats.push_back(container.format | encoding.format);
+    }
+    return formats;
+}
+
 struct sound_plugin : testing::Test {
     // A file with these samples of 16 bits, its path.
-    std::string make(int format, int channels, std::string const& samples) const {
+    std::string make(int format, int channels, std::string const& samples,
+                     int bitrate_mode = SF_BITRATE_MODE_CONSTANT) const {
         std::string path = directory.path("sound");
-        SF_INFO facts = {0, 44100, channels, format, 0, 0};
+        SF_INFO facts = {0, rate_for(format), channels, format, 0, 0};
         std::unique_ptr<SNDFILE, close_sound> const file(sf_open(path.c_str(), SFM_WRITE, &facts));
         EXPECT_TRUE(file) << sf_strerror(nullptr);
+        sf_command(file.get(), SFC_SET_BITRATE_MODE, &bitrate_mode, sizeof bitrate_mode);
         auto const count = static_cast<sf_count_t>(samples.size() / 2);
         auto const* const first = reinterpret_cast<short const*>(samples.data());
         EXPECT_EQ(sf_write_short(file.get(), first, count), count);
@@ -61,6 +110,21 @@ struct sound_plugin : testing::Test {
             all.append(frame, 0, static_cast<std::size_t>(count));
         }
         return count < 0 ? all + "!" + std::to_string(count) : all;
+    }
+
+    // Seeks to frames, forth and back, and reads: each has to be what reading on gave.
+    void expect_frames_by_seeking(std::string const& all) const {
+        auto const track = reader->track_information(0);
+        auto const& record = dynamic_cast<audio const&>(*track);
+        ASSERT_EQ(reader->size(), static_cast<long long>(all.size()));
+        std::string frame(record.frame_data_size, '\0');
+        for (unsigned int step = 0; step < 60; ++step) {
+            std::size_t const wanted = (step * step * 7 + step / 3) % record.number_of_frames;
+            ASSERT_EQ(reader->seek_frame(static_cast<long long>(wanted)), wanted);
+            auto const expected = all.substr(wanted * frame.size(), frame.size());
+            ASSERT_EQ(reader->read_frame(frame.data(), frame.size()), expected.size()) << wanted;
+            ASSERT_TRUE(frame.substr(0, expected.size()) == expected) << wanted;
+        }
     }
 
     support::temporary_directory directory;
@@ -159,11 +223,63 @@ TEST_F(sound_plugin, has_one_position_for_frames_and_bytes) {
     EXPECT_EQ(reader->tell(), 4990);
 }
 
-TEST_F(sound_plugin, goes_back_in_an_encoding_without_seeking) {
-    open(SF_FORMAT_WAV | SF_FORMAT_GSM610, 1, sample(16000));
-    std::string const all = take_all(*reader);
-    EXPECT_EQ(reader->seek(5001, morbase::from_start), 5001);
-    EXPECT_TRUE(take_all(*reader, 999) == all.substr(5001));
+TEST_F(sound_plugin, gives_every_frame_of_every_format_wherever_it_comes_from) {
+    auto const samples = loud_and_silent(60000);
+    int tried = 0;
+    for (int const format : all_formats()) {
+        for (int channels = 1; channels <= 2; ++channels) {
+            if (!is_written(format, channels)) {
+                continue;
+            }
+            std::ostringstream name;
+            name << std::hex << format << " with channels: " << channels;
+            SCOPED_TRACE(name.str());
+            open(format, channels, samples);
+            expect_frames_by_seeking(take_frames());
+            reader->close();
+            ++tried;
+        }
+    }
+    EXPECT_GT(tried, 150);
+}
+
+// The length is in a frame that is one of silence when it lacks its mark.
+TEST_F(sound_plugin, gives_all_of_an_mp3_file_with_and_without_a_length) {
+    constexpr std::size_t k_samples = 90000;
+    constexpr std::size_t k_blank = 1152;  // samples of a frame; what the encoder adds is less
+    auto const samples = loud_and_silent(k_samples);
+    for (int const mode : {SF_BITRATE_MODE_CONSTANT, SF_BITRATE_MODE_VARIABLE}) {
+        SCOPED_TRACE(mode);
+        std::string content = support::read_file(make(k_mp3, 1, samples, mode));
+        open_bytes(content);
+        EXPECT_EQ(take_frames().size() / sizeof(float), k_samples);
+        reader->close();
+        std::size_t const mark = content.find(mode == SF_BITRATE_MODE_CONSTANT ? "Info" : "Xing");
+        open_bytes(content.replace(mark, 4, 4, '\0'));
+        std::string const all = take_frames();
+        EXPECT_GT(all.size() / sizeof(float), k_samples + k_blank);
+        EXPECT_LT(all.size() / sizeof(float), k_samples + 4 * k_blank);
+        expect_frames_by_seeking(all);
+        reader->close();
+    }
+}
+
+TEST_F(sound_plugin, gives_every_frame_of_older_mpeg_layers) {
+    struct {
+        char const* header;
+        std::size_t bytes;
+    } const layers[] = {{"\xff\xff\xc0\xc0", 416}, {"\xff\xfd\x80\xc0", 417}};
+    for (auto const& layer : layers) {
+        std::string content = sample(layer.bytes * 50);
+        for (std::size_t at = 0; at < content.size(); at += layer.bytes) {
+            content.replace(at, 4, layer.header);
+        }
+        open_bytes(content);
+        std::string const all = take_frames();
+        EXPECT_EQ(all.size() % (sizeof(float) * 384), 0U);
+        expect_frames_by_seeking(all);
+        reader->close();
+    }
 }
 
 TEST_F(sound_plugin, a_file_without_samples_is_at_its_end) {
@@ -201,14 +317,19 @@ TEST_F(sound_plugin, counts_the_samples_where_the_file_does_not_or_cannot_be_rig
     std::string content = support::read_file(make(k_flac_16, 1, samples));
     content[21] = static_cast<char>(content[21] & 0xf0);
     open_bytes(content.replace(22, 4, 4, '\0'));
-    EXPECT_EQ(reader->size(), 40002);
+    EXPECT_EQ(reader->seek(40004, morbase::from_start), -EINVAL);
+    EXPECT_EQ(reader->seek(-2, morbase::from_end), 40000);
+    EXPECT_EQ(reader->seek_frame(0), 0);
     EXPECT_TRUE(take_all(*reader) == samples);
+    expect_frames_by_seeking(samples);
     reader->close();
     content[21] = static_cast<char>(content[21] | 0x0f);
     open_bytes(content.replace(22, 4, 4, '\xff'));
     auto const track = reader->track_information(0);
     EXPECT_EQ(dynamic_cast<audio const&>(*track).total_samples, UINT_MAX);
     EXPECT_TRUE(take_all(*reader) == samples + failure(EBADMSG));
+    EXPECT_EQ(reader->seek(39000, morbase::from_start), 39000);
+    EXPECT_TRUE(take_all(*reader) == samples.substr(39000) + failure(EBADMSG));
 }
 
 TEST_F(sound_plugin, a_file_that_shrinks_is_a_failure) {

@@ -1,13 +1,14 @@
 #include "decoder.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
 #include <utility>
+
+#include <sndfile.h>
 
 namespace sound {
 
@@ -29,21 +30,6 @@ constexpr std::array<container_code, 24> k_container_codes = {{
     {SF_FORMAT_AVR, "AVR "},  {SF_FORMAT_WVE, "WVE "},   {SF_FORMAT_MPC2K, "MPC "},
     {SF_FORMAT_XI, "XI  "},   {SF_FORMAT_HTK, "HTK "},   {SF_FORMAT_SDS, "SDS "},
 }};
-
-// The encodings that 16 bits hold without loss.
-constexpr std::array<int, 20> k_narrow_encodings = {
-    SF_FORMAT_PCM_S8,    SF_FORMAT_PCM_U8,       SF_FORMAT_PCM_16,       SF_FORMAT_ULAW,
-    SF_FORMAT_ALAW,      SF_FORMAT_IMA_ADPCM,    SF_FORMAT_MS_ADPCM,     SF_FORMAT_GSM610,
-    SF_FORMAT_VOX_ADPCM, SF_FORMAT_NMS_ADPCM_16, SF_FORMAT_NMS_ADPCM_24, SF_FORMAT_NMS_ADPCM_32,
-    SF_FORMAT_G721_32,   SF_FORMAT_G723_24,      SF_FORMAT_G723_40,      SF_FORMAT_DPCM_8,
-    SF_FORMAT_DPCM_16,   SF_FORMAT_ALAC_16,      SF_FORMAT_DWVW_12,      SF_FORMAT_DWVW_16,
-};
-
-bool fits_16_bits(int format) {
-    int const encoding = format & SF_FORMAT_SUBMASK;
-    return std::find(k_narrow_encodings.begin(), k_narrow_encodings.end(), encoding) !=
-           k_narrow_encodings.end();
-}
 
 unsigned int fourcc(char const* text) {
     unsigned int code = 0;
@@ -85,15 +71,12 @@ int decoder::prepare() {
     if (!restart()) {
         return -EBADMSG;
     }
-    is_float = !fits_16_bits(facts.format);
+    facts = stream->facts();
     frame.resize(std::size_t{k_frame_samples} * channels() * (bits_per_sample() / 8));
-    sample_count = facts.frames;
-    // libsndfile gives the largest number for a length that it could not find out.
-    if (sample_count < 0 || sample_count > LLONG_MAX / frame_bytes()) {
-        measure();
-        return sample_count > 0 && stream ? 0 : -EBADMSG;
-    }
-    return 0;
+    // A number that is too large for a size is no better than none.
+    is_counted = facts.samples >= 0 && facts.samples <= LLONG_MAX / frame_bytes();
+    sample_count = is_counted ? facts.samples : 0;
+    return is_counted || samples() > 0 ? 0 : -EBADMSG;
 }
 
 unsigned int decoder::container() const {
@@ -105,76 +88,70 @@ unsigned int decoder::container() const {
     return 0;
 }
 
+long long decoder::samples() {
+    if (!is_counted) {
+        skip_to(LLONG_MAX);
+        is_cut = is_cut || !is_counted;  // the file is not what it was
+        is_counted = true;
+    }
+    return sample_count;
+}
+
+bool decoder::reaches(long long sample) {
+    if (sample > sample_count && !is_counted) {
+        skip_to(sample / k_frame_samples + (sample % k_frame_samples != 0 ? 1 : 0));
+    }
+    return sample <= sample_count;
+}
+
 // Frames are often asked for twice: a read that ends inside one goes on in it.
 long long decoder::load(long long wanted) {
     if (wanted == loaded) {
         return loaded_bytes;
     }
-    long long const bytes = move_to(wanted) ? decode_next() : 0;
-    return bytes > 0 ? bytes : -EBADMSG;
+    long long const bytes = !is_after_end(wanted) && move_to(wanted) ? decode_next() : 0;
+    if (bytes > 0) {
+        return bytes;
+    }
+    return is_after_end(wanted) && !is_cut ? 0 : -EBADMSG;
 }
 
-// From the file's start: also the way out of failures that libsndfile does not recover
+// From the file's start: also the way out of failures that a source does not recover
 // from. Others may have written to the file since; the buffers are made for what it was.
 bool decoder::restart() {
-    int const channels_before = facts.channels;
-    stream.reset();
-    if (lseek(file.get(), 0, SEEK_SET) < 0) {
-        return false;
-    }
-    SF_INFO found = {};
-    stream.reset(sf_open_fd(file.get(), SFM_READ, &found, SF_FALSE));
-    if (stream && channels_before != 0 && found.channels != channels_before) {
-        stream.reset();
-    }
+    next = -1;
+    stream.reset();  // before another one moves the descriptor
+    stream = open_source(file.get());
     if (!stream) {
         return false;
     }
-    facts = found;
+    properties const& now = stream->facts();
+    if (facts.channels != 0 && (now.channels != facts.channels || now.is_float != facts.is_float)) {
+        stream.reset();
+        return false;
+    }
     next = 0;
     return true;
 }
 
-// Counts the samples by decoding them all.
-void decoder::measure() {
-    long long const sample_bytes = frame_bytes() / k_frame_samples;
-    long long bytes = 0;
-    sample_count = 0;
-    do {
-        bytes = decode_next();
-        sample_count += std::max(bytes, 0LL) / sample_bytes;
-    } while (bytes == frame_bytes());
-    cut = sf_error(stream.get()) != SF_ERR_NO_ERROR;
-    restart();
-}
-
-// Brings the stream to the start of a frame, in the way that this encoding allows.
+// Brings the stream to the start of a frame. After damage it may refuse every seek, where a
+// new one goes past the damage; and what no seek reaches, decoding may.
 bool decoder::move_to(long long wanted) {
-    if (stream && next == wanted) {
+    if (next == wanted) {
         return true;
     }
-    if (facts.seekable == 0) {
-        return skip_to(wanted);
-    }
-    // After damage a stream may refuse every seek, where a new one goes past the damage.
-    return seek_to(wanted) || (restart() && seek_to(wanted));
+    return (facts.seeks && (seek_to(wanted) || (restart() && seek_to(wanted)))) || skip_to(wanted);
 }
 
-// An error may be left over though the seek arrived: the decoded frame could not be trusted.
 bool decoder::seek_to(long long wanted) {
-    sf_count_t const target = wanted * k_frame_samples;
-    if (!stream || sf_seek(stream.get(), target, SEEK_SET) != target ||
-        sf_error(stream.get()) != SF_ERR_NO_ERROR) {
-        next = -1;
-        return false;
-    }
-    next = wanted;
-    return true;
+    bool const has_arrived = stream && stream->seek(wanted * k_frame_samples);
+    next = has_arrived ? wanted : -1;
+    return has_arrived;
 }
 
-// Decodes up to a frame, from where the stream stands if that lies before it.
+// Decodes up to a frame, from where the stream is if that is before it.
 bool decoder::skip_to(long long wanted) {
-    if ((!stream || next < 0 || next > wanted) && !restart()) {
+    if ((next < 0 || next > wanted) && !restart()) {
         return false;
     }
     while (next < wanted) {
@@ -185,18 +162,22 @@ bool decoder::skip_to(long long wanted) {
     return true;
 }
 
-// Bytes, 0 at the end, negative for damage. libsndfile puts silence in the place of some
-// damaged parts and reports an error with it: a full frame with an error is no frame.
+// Bytes, 0 at the end, negative for damage. A source may put silence in the place of damaged
+// parts and report an error with it: a full frame with an error is not a frame.
 long long decoder::decode_next() {
-    void* const target = frame.data();
-    sf_count_t const count =
-        is_float ? sf_readf_float(stream.get(), static_cast<float*>(target), k_frame_samples)
-                 : sf_readf_short(stream.get(), static_cast<short*>(target), k_frame_samples);
-    bool const is_full = count == k_frame_samples;
-    bool const is_damaged = sf_error(stream.get()) != SF_ERR_NO_ERROR && (is_full || count <= 0);
-    loaded = count > 0 && !is_damaged ? next : -1;
-    loaded_bytes = std::max<sf_count_t>(count, 0) * (frame_bytes() / k_frame_samples);
-    next = is_full && !is_damaged ? next + 1 : -1;
+    long long const count = std::max(stream->read(frame.data(), k_frame_samples), 0LL);
+    bool const has_failed = stream->failed();
+    bool const is_damaged = has_failed && (count == k_frame_samples || count == 0);
+    long long const decoded = is_damaged ? 0 : count;
+    bool const is_full = decoded == k_frame_samples;
+    if (!is_counted) {
+        sample_count = std::max(sample_count, next * k_frame_samples + decoded);
+        is_counted = !is_full;
+        is_cut = !is_full && has_failed;
+    }
+    loaded = decoded > 0 ? next : -1;
+    loaded_bytes = decoded * (frame_bytes() / k_frame_samples);
+    next = is_full ? next + 1 : -1;
     return is_damaged ? -EBADMSG : loaded_bytes;
 }
 

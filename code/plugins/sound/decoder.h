@@ -1,10 +1,11 @@
-// A sound file as a row of decoded frames, each of k_frame_samples samples of every
-// channel, the last one perhaps shorter. Over libsndfile: where it cannot seek in an
-// encoding, a frame is reached by decoding what lies before it.
+// A sound file as a sequence of decoded frames, each of k_frame_samples samples of every
+// channel, the last one perhaps shorter. A frame is the same however it is reached: where the
+// library does not seek to the very sample, and in a stream of unknown length, by decoding what
+// comes before it, from the frame after the last one decoded or from the file's start.
 //
 // Samples are interleaved, in the machine's byte order: signed integers of 16 bits
 // for sources of at most that, floats of 32 bits for all others. One thread at a
-// time uses a decoder. It allocates when it is opened and not afterwards.
+// time uses a decoder.
 
 #ifndef SOUND_DECODER_H
 #define SOUND_DECODER_H
@@ -14,9 +15,8 @@
 #include <utility>
 #include <vector>
 
-#include <sndfile.h>
-
 #include "../descriptor.h"
+#include "source.h"
 
 namespace sound {
 
@@ -37,50 +37,51 @@ class decoder {
     // Four characters for the container; 0 for one without a code.
     unsigned int container() const;
     unsigned int channels() const { return static_cast<unsigned int>(facts.channels); }
-    unsigned int sample_rate() const { return static_cast<unsigned int>(facts.samplerate); }
-    unsigned int bits_per_sample() const { return is_float ? 32 : 16; }
+    unsigned int sample_rate() const { return static_cast<unsigned int>(facts.sample_rate); }
+    unsigned int bits_per_sample() const { return facts.is_float ? 32 : 16; }
 
-    // Of one channel. What libsndfile takes from the file; when that is nothing, or
-    // cannot be true, the samples that can be decoded.
-    long long samples() const { return sample_count; }
+    // Of one channel, and from what the file says. When that is nothing, or cannot be true, the
+    // samples that can be decoded, which the first call counts by decoding them all.
+    long long samples();
 
-    // Whether the samples were counted and end in damage, not at the file's end.
-    bool is_cut() const { return cut; }
+    // The same as far as it is known: no more than were decoded, until they are counted.
+    long long known_samples() const { return sample_count; }
+
+    // Whether there are so many samples. Decodes up to there when that is not known.
+    bool reaches(long long sample);
 
     // Bytes of a full frame.
     long long frame_bytes() const { return static_cast<long long>(frame.size()); }
 
     // Decodes a frame into data(). Its bytes, fewer than it should have where the
-    // file is cut off; -EBADMSG when there are none.
+    // file is cut off; 0 after the end, -EBADMSG when damage is in their place.
     long long load(long long wanted);
 
     unsigned char const* data() const { return frame.data(); }
 
   private:
-    struct close_sound {
-        void operator()(SNDFILE* opened) const { sf_close(opened); }
-    };
-
     explicit decoder(bundled::descriptor opened) noexcept : file(std::move(opened)) {}
 
     int prepare();
     bool restart();
-    void measure();
     bool move_to(long long wanted);
     bool seek_to(long long wanted);
     bool skip_to(long long wanted);
     long long decode_next();
+    bool is_after_end(long long wanted) const {
+        return is_counted && wanted * k_frame_samples >= sample_count;
+    }
 
     bundled::descriptor file;
-    std::unique_ptr<SNDFILE, close_sound> stream;  // null after a failed restart
-    SF_INFO facts = {};
-    bool is_float = false;
+    std::unique_ptr<source> stream;  // null after a failed restart
+    properties facts = {};           // when it was opened
     long long sample_count = 0;
-    bool cut = false;
+    bool is_counted = false;  // or there may be more than sample_count
+    bool is_cut = false;      // they were counted up to damage, not to the file's end
     std::vector<unsigned char> frame;
     long long loaded = -1;  // the frame in `frame`, -1 for none
     long long loaded_bytes = 0;
-    long long next = 0;  // the frame at whose start the stream stands, -1 if at none
+    long long next = -1;  // the frame at whose start the stream is, -1 if at none
 };
 
 }  // namespace sound

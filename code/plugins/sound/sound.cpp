@@ -29,6 +29,10 @@ unsigned int saturated(long long count) {
     return static_cast<unsigned int>(std::min<long long>(count, UINT_MAX));
 }
 
+long long divided_up(long long number, long long by) {
+    return number / by + (number % by != 0 ? 1 : 0);
+}
+
 class sound_reader final : public kivcore::frame_reader {
   public:
     int open(std::string const& path, std::string const& mode) override;
@@ -37,7 +41,7 @@ class sound_reader final : public kivcore::frame_reader {
     long long read(void* buffer, unsigned long long count) override;
     long long seek(long long offset, morbase::whence origin) override;
     long long tell() override { return sound ? position : -EBADF; }
-    long long size() override { return sound ? total_bytes() : -EBADF; }
+    long long size() override { return sound ? sound->samples() * sample_bytes() : -EBADF; }
 
     unsigned int track_count() override { return sound ? 1 : 0; }
     morbase::ptr_refcount<media_information> track_information(unsigned int track) override;
@@ -47,16 +51,10 @@ class sound_reader final : public kivcore::frame_reader {
     long long read_frame(void* buffer, unsigned long long capacity) override;
 
   private:
-    long long total_bytes() const {
-        return sound->samples() * (sound->frame_bytes() / sound::decoder::k_frame_samples);
+    long long sample_bytes() const {
+        return sound->frame_bytes() / sound::decoder::k_frame_samples;
     }
-    long long frame_count() const {
-        long long const samples = sound->samples();
-        long long const each = sound::decoder::k_frame_samples;
-        return samples / each + (samples % each != 0 ? 1 : 0);
-    }
-    // What a read gives at the end: 0, or the damage that the end is owed to.
-    int at_end() const { return sound->is_cut() ? -EBADMSG : 0; }
+    long long known_bytes() const { return sound->known_samples() * sample_bytes(); }
 
     std::unique_ptr<sound::decoder> sound;  // null while closed
     long long position = 0;
@@ -84,19 +82,16 @@ long long sound_reader::read(void* buffer, unsigned long long count) {
     if (!sound) {
         return -EBADF;
     }
-    if (position == total_bytes()) {
-        return at_end();
-    }
     // Frame by frame, as they are decoded: the first and the last may be wanted in part.
-    auto const left = static_cast<unsigned long long>(total_bytes() - position);
-    auto const wanted = static_cast<long long>(std::min(count, left));
+    auto const wanted = static_cast<long long>(std::min<unsigned long long>(count, LLONG_MAX));
     auto* const target = static_cast<unsigned char*>(buffer);
     long long done = 0;
     while (done < wanted) {
         long long const offset = position % sound->frame_bytes();
-        long long const loaded = sound->load(position / sound->frame_bytes());
+        long long const loaded = sound->load(tell_frame());
         if (loaded <= offset) {
-            return done > 0 ? done : -EBADMSG;
+            long long const end = loaded > 0 ? -EBADMSG : loaded;
+            return done > 0 ? done : end;
         }
         long long const moved = std::min(wanted - done, loaded - offset);
         std::memcpy(target + done, sound->data() + offset, static_cast<std::size_t>(moved));
@@ -110,10 +105,13 @@ long long sound_reader::seek(long long offset, morbase::whence origin) {
     if (!sound) {
         return -EBADF;
     }
-    long long const target = bundled::seek_target_inside(position, total_bytes(), offset, origin);
-    if (target >= 0) {
-        position = target;
+    // The end may have to be counted: only where the seek starts from it.
+    long long const end = origin == morbase::from_end ? size() : LLONG_MAX;
+    long long const target = bundled::seek_target_inside(position, end, offset, origin);
+    if (target < 0 || !sound->reaches(divided_up(target, sample_bytes()))) {
+        return -EINVAL;
     }
+    position = target;
     return target;
 }
 
@@ -122,9 +120,11 @@ morbase::ptr_refcount<kivcore::frame_reader::media_information> sound_reader::tr
     if (!sound || track != 0) {
         return nullptr;
     }
+    long long const samples = sound->samples();
     return new audio_media_information(
-        sound->container(), saturated(sound->frame_bytes()), saturated(frame_count()),
-        sound::decoder::k_frame_samples, saturated(sound->samples()), sound->channels(),
+        sound->container(), saturated(sound->frame_bytes()),
+        saturated(divided_up(samples, sound::decoder::k_frame_samples)),
+        sound::decoder::k_frame_samples, saturated(samples), sound->channels(),
         sound->bits_per_sample(), 0, static_cast<float>(sound->sample_rate()), 0);
 }
 
@@ -139,18 +139,21 @@ long long sound_reader::tell_frame() {
     if (!sound) {
         return -EBADF;
     }
-    // The last frame may be short: its end is no multiple.
-    return position == total_bytes() ? frame_count() : position / sound->frame_bytes();
+    // The last frame may be short: its end is not a multiple.
+    bool const is_end = position == known_bytes();
+    return is_end ? divided_up(position, sound->frame_bytes()) : position / sound->frame_bytes();
 }
 
 long long sound_reader::seek_frame(long long frame) {
     if (!sound) {
         return -EBADF;
     }
-    if (frame < 0 || frame > frame_count()) {
+    // The frame before it, if any, has at least one sample.
+    if (frame < 0 || frame > LLONG_MAX / sound->frame_bytes() ||
+        !sound->reaches((frame - 1) * sound::decoder::k_frame_samples + 1)) {
         return -EINVAL;
     }
-    position = frame == frame_count() ? total_bytes() : frame * sound->frame_bytes();
+    position = std::min(frame * sound->frame_bytes(), known_bytes());
     return frame;
 }
 
@@ -158,12 +161,9 @@ long long sound_reader::read_frame(void* buffer, unsigned long long capacity) {
     if (!sound) {
         return -EBADF;
     }
-    if (position == total_bytes()) {
-        return at_end();
-    }
     long long const frame = tell_frame();
     long long const loaded = sound->load(frame);
-    if (loaded < 0) {
+    if (loaded <= 0) {
         return loaded;
     }
     if (static_cast<unsigned long long>(loaded) > capacity) {
