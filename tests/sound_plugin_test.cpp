@@ -332,6 +332,20 @@ TEST_F(sound_plugin, counts_the_samples_where_the_file_does_not_or_cannot_be_rig
     EXPECT_TRUE(take_all(*reader) == samples.substr(39000) + failure(EBADMSG));
 }
 
+// The other half of the file comes after it was opened.
+TEST_F(sound_plugin, decodes_no_further_than_it_is_asked) {
+    auto const samples = sample(200000);
+    std::string content = support::read_file(make(k_flac_16, 1, samples));
+    content[21] = static_cast<char>(content[21] & 0xf0);
+    content.replace(22, 4, 4, '\0');
+    auto const path = directory.write("bytes", content.substr(0, content.size() / 2));
+    ASSERT_EQ(reader->open(path, "r"), 0);
+    EXPECT_EQ(reader->seek(6000, morbase::from_start), 6000);
+    EXPECT_EQ(take(*reader, 100), samples.substr(6000, 100));
+    directory.write("bytes", content);
+    EXPECT_EQ(reader->size(), 200000);
+}
+
 TEST_F(sound_plugin, a_file_that_shrinks_is_a_failure) {
     open(k_wav_16, 1, sample(40000));
     EXPECT_EQ(take(*reader, 2048).size(), 2048U);

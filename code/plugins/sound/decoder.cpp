@@ -76,7 +76,7 @@ int decoder::prepare() {
     // A number that is too large for a size is no better than none.
     is_counted = facts.samples >= 0 && facts.samples <= LLONG_MAX / frame_bytes();
     sample_count = is_counted ? facts.samples : 0;
-    return is_counted || samples() > 0 ? 0 : -EBADMSG;
+    return is_counted || load(0) >= 0 ? 0 : -EBADMSG;
 }
 
 unsigned int decoder::container() const {
