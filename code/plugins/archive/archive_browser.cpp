@@ -18,6 +18,7 @@
 
 #include <kivcore/browser.h>
 
+#include "archive_file.h"
 #include "archive_index.h"
 #include "archive_path.h"
 #include "archive_walk.h"
@@ -176,9 +177,10 @@ bool archive_browser::can_browse(std::string const& text) {
         if (!path.inner.empty()) {
             return has_directory(text);
         }
-        bundled::descriptor file;
+        archive_file file;
         archive_walk walk;
-        return open_file(path.archive, file) == 0 && walk.start(file.get()) == 0 &&
+        return open_file(path.archive, file) == 0 &&
+               walk.start(file.descriptor.get(), {0, file.status.st_size, ""}) == 0 &&
                walk.next() >= 0;
     } catch (std::exception const&) {
         return false;  // for want of memory

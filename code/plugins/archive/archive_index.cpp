@@ -1,30 +1,17 @@
 #include "archive_index.h"
 
 #include <algorithm>
-#include <cerrno>
+#include <utility>
 
 #include <archive_entry.h>
 
+#include "archive_limits.h"
 #include "archive_path.h"
 #include "archive_walk.h"
 
 namespace kivcore_archive {
 
 namespace {
-
-// What an index may take. A small archive can hold names without end, compressed.
-constexpr std::size_t k_most_bytes = std::size_t{256} * 1024 * 1024;
-
-bool same_time(timespec const& a, timespec const& b) {
-    return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
-}
-
-// Files are the same by what a change to one would alter. Not by name alone: an archive that
-// was replaced or grew has to be read anew.
-bool same_file(struct stat const& a, struct stat const& b) {
-    return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
-           same_time(a.st_mtim, b.st_mtim) && same_time(a.st_ctim, b.st_ctim);
-}
 
 bool begins_with(std::string const& text, std::string const& start) {
     return text.compare(0, start.size(), start) == 0;
@@ -39,18 +26,15 @@ std::string behind(std::string directory) {
 }  // namespace
 
 int archive_index::read(std::string const& archive) {
-    bundled::descriptor file;
     int result = open_file(archive, file);
     if (result != 0) {
         return result;
     }
-    if (fstat(file.get(), &status) != 0) {
-        return -errno;
-    }
+    bundled::descriptor const opened = std::move(file.descriptor);  // closed at the end
     archive_walk walk;
     // The first entry has to be readable: what fails before it is no archive. Later on it is
     // damage, and what was found so far is of use.
-    result = walk.start(file.get());
+    result = walk.start(opened.get(), {0, file.status.st_size, ""});
     if (result == 0) {
         result = walk.next();
     }
@@ -58,11 +42,11 @@ int archive_index::read(std::string const& archive) {
         return result;
     }
     path = archive;
-    archive_format = walk.format();
     outer_compression = walk.compression();
     while (result == 1 && add(walk)) {
         result = walk.next();
     }
+    archive_format = walk.format();
     if (result < 0) {
         damage_text = walk.message();
     }
@@ -74,7 +58,7 @@ int archive_index::read(std::string const& archive) {
 
 bool archive_index::is_of(std::string const& archive) const {
     struct stat now = {};
-    return path == archive && stat(archive.c_str(), &now) == 0 && same_file(status, now);
+    return path == archive && stat(archive.c_str(), &now) == 0 && is_unchanged(file, now);
 }
 
 // False when the index is full.
@@ -83,14 +67,14 @@ bool archive_index::add(archive_walk const& walk) {
     entry added;
     added.path = walk.path();
     added.link = walk.link();
-    bytes += sizeof added + added.path.size() + added.link.size();
-    if (bytes > k_most_bytes) {
+    path_bytes += added.path.size() + added.link.size();
+    if (entries.size() >= k_most_entries || path_bytes > k_most_path_bytes) {
         damage_text = "the archive has too many entries: those from number " +
                       std::to_string(entries.size() + 1) + " on are not listed";
         return false;
     }
     // Entries share the few names of formats there are; a set's elements stay in place.
-    added.format = &*formats.insert(walk.format()).first;
+    added.format = &*formats.insert(walk.entry_format()).first;
     if (archive_entry_size_is_set(from) != 0) {
         added.size = archive_entry_size(from);
     }

@@ -8,8 +8,6 @@
 #ifndef KIVCORE_ARCHIVE_INDEX_H
 #define KIVCORE_ARCHIVE_INDEX_H
 
-#include <sys/stat.h>
-
 #include <cstddef>
 #include <ctime>
 #include <optional>
@@ -17,6 +15,8 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "archive_file.h"
 
 namespace kivcore_archive {
 
@@ -74,10 +74,10 @@ class archive_index {
     bool add(archive_walk const& walk);
 
     std::string path;
-    struct stat status = {};
+    archive_file file;  // closed
     std::set<std::string> formats;
     std::vector<entry> entries;
-    std::size_t bytes = 0;
+    std::size_t path_bytes = 0;
     std::string archive_format;
     std::string outer_compression;
     std::string damage_text;

@@ -3,17 +3,18 @@
 //
 // Reading streams: what is decompressed is one piece at a time. The position is a number
 // until bytes are read; forward of the piece at hand the next ones are fetched, back of it
-// the archive is read again from the start. It is read through the descriptor that open
-// made: a file that takes its place afterwards is not seen.
+// the file is read again from its start. It is read through the descriptor that open made: a
+// file that takes the archive's place afterwards is not seen.
 //
 // Failures are negative errno values. open: EINVAL for a path or a mode that is none, ENOENT
 // for no such archive or no such file in it, EISDIR for a directory, ELOOP for a link, which
 // is not followed, EOPNOTSUPP for a device and its like, EACCES for an encrypted file,
 // EBADMSG for what is no archive or is damaged before the file, EBUSY while a file is open,
-// which stays so, and what the system has against opening the archive. read: EBADMSG for
-// damaged data, after the pieces before the damage were given. seek: EINVAL for a position
-// before the start, EOVERFLOW for one beyond counting. All but open and close: EBADF while
-// nothing is open. All: ENOMEM.
+// which stays so, EFBIG for an archive beyond what archive_limits.h allows, and what the system
+// has against opening the archive. read: EBADMSG for damaged data, after the pieces before the
+// damage were given, EOPNOTSUPP for a compression inside the archive that libarchive lacks.
+// seek: EINVAL for a position before the start, EOVERFLOW for one beyond counting. All but open
+// and close: EBADF while nothing is open. All: ENOMEM.
 
 #include <algorithm>
 #include <cerrno>
@@ -23,31 +24,18 @@
 #include <memory>
 #include <utility>
 
-#include <archive_entry.h>
-
 #include <kivcore/reader.h>
 
 #include "../read_stream.h"
 #include "archive_path.h"
-#include "archive_walk.h"
+#include "archive_session.h"
+#include "parked_sessions.h"
 
 namespace kivcore_archive {
 
 namespace {
 
 constexpr long long k_beyond_any_end = std::numeric_limits<long long>::max();
-
-// 0 if the data of the entry can be read.
-int refuse_entry(archive_entry* entry) {
-    bool const is_link = archive_entry_hardlink(entry) != nullptr && archive_entry_size(entry) == 0;
-    if (is_link || archive_entry_filetype(entry) == AE_IFLNK) {
-        return -ELOOP;
-    }
-    if (archive_entry_filetype(entry) != AE_IFREG) {
-        return -EOPNOTSUPP;
-    }
-    return archive_entry_is_encrypted(entry) != 0 ? -EACCES : 0;
-}
 
 // Where an offset from base leads; negative for a failure, base's own included.
 long long moved_by(long long base, long long offset) {
@@ -60,34 +48,21 @@ long long moved_by(long long base, long long offset) {
     return base + offset >= 0 ? base + offset : -EINVAL;
 }
 
-// Goes to the wanted entry, the ordinal-th of its path. From the beginning, always: there
-// is no way back in an archive that is read as a stream. 0 or negative.
-int go_to(archive_walk& walk, int descriptor, archive_path const& wanted) {
-    int const started = walk.start(descriptor);
-    if (started != 0) {
-        return started;
-    }
-    unsigned int seen = 0;
-    int result = walk.next();
-    while (result == 1) {
-        seen += walk.path() == wanted.inner ? 1 : 0;
-        if (seen == wanted.ordinal) {
-            return refuse_entry(walk.entry());
-        }
-        result = walk.next();
-    }
-    return result < 0 ? result : -ENOENT;
-}
-
 // The data of one file: the piece at hand, and how to come to others.
 class file_data {
   public:
-    int open(archive_path const& wanted);
+    // The session is at the beginning of the file.
+    file_data(std::unique_ptr<archive_session> from, archive_path wanted)
+        : session(std::move(from)),
+          path(std::move(wanted)),
+          known_size(session->size().value_or(-1)) {}
+
+    std::unique_ptr<archive_session> end_session() noexcept { return std::move(session); }
 
     // Copies what lies at the position. How much, 0 at the end, negative for a failure.
     long long read_at(long long position, void* buffer, unsigned long long count);
 
-    // The header's, or found once by reading to the end.
+    // What the archive says, or found once by reading to the end.
     long long size();
 
   private:
@@ -95,35 +70,21 @@ class file_data {
     int bring(long long position);
     int fetch();
 
+    std::unique_ptr<archive_session> session;
     archive_path path;
-    bundled::descriptor file;
-    archive_walk walk;
+    long long known_size;
     // From start to end, the piece at hand: a hole up to data_start, then the data.
     long long start = 0;
     long long data_start = 0;
     long long end = 0;
     char const* data = nullptr;
     int state = 1;  // what the last fetch gave
-    long long known_size = -1;
 };
-
-int file_data::open(archive_path const& wanted) {
-    path = wanted;
-    int const opened = open_file(path.archive, file);
-    if (opened != 0) {
-        return opened;
-    }
-    int const found = start_over();
-    if (found == 0 && archive_entry_size_is_set(walk.entry()) != 0) {
-        known_size = archive_entry_size(walk.entry());
-    }
-    return found;
-}
 
 // A failure stays in state: until the next start, nothing more is fetched.
 int file_data::start_over() {
     start = data_start = end = 0;
-    int const result = go_to(walk, file.get(), path);
+    int const result = session->go_to(path);
     state = result == 0 ? 1 : result;
     return result;
 }
@@ -134,7 +95,7 @@ int file_data::fetch() {
     unsigned long long count = 0;
     long long offset = end;
     start = data_start = end;  // the piece at hand is gone, also when there is no next one
-    state = walk.next_data(fetched, count, offset);
+    state = session->next_data(fetched, count, offset);
     if (state < 0) {
         return state;
     }
@@ -216,6 +177,7 @@ class archive_reader : public kivcore::reader {
     int open_path(std::string const& text);
     long long read_on(char* buffer, unsigned long long count);
 
+    std::shared_ptr<parked_sessions> const parked = parked_sessions::shared();
     std::unique_ptr<file_data> file;
     long long position = 0;
 };
@@ -233,16 +195,28 @@ int archive_reader::open_path(std::string const& text) {
     if (path.inner.empty() || path.inner.back() == '/') {
         return -EISDIR;
     }
-    auto opened = std::make_unique<file_data>();
-    int const result = opened->open(path);
-    if (result == 0) {
-        file = std::move(opened);
-        position = 0;
+    auto session = parked->take(path.archive);
+    if (!session) {
+        session = std::make_unique<archive_session>();
+        int const opened = session->open(path.archive);
+        if (opened != 0) {
+            return opened;
+        }
     }
-    return result;
+    int const found = session->go_to(path);
+    if (found != 0) {
+        parked->put(std::move(session));
+        return found;
+    }
+    file = std::make_unique<file_data>(std::move(session), path);
+    position = 0;
+    return 0;
 }
 
 int archive_reader::close() {
+    if (file) {
+        parked->put(file->end_session());
+    }
     file.reset();
     return 0;
 }

@@ -1,23 +1,20 @@
 #include "archive_walk.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
-#include <utility>
+#include <iterator>
+#include <limits>
 
 #include <archive.h>
 #include <archive_entry.h>
 
+#include "archive_limits.h"
 #include "archive_path.h"
 
 namespace kivcore_archive {
 
 namespace {
-
-// What libarchive reads at once: enough that a call of the system costs next to nothing.
-constexpr std::size_t k_block_size = std::size_t{64} * 1024;
 
 // libarchive converts names to the characters of the thread's locale, and loses those that
 // the locale lacks: while one of these lives, the thread has UTF-8. Without such a locale in
@@ -33,27 +30,6 @@ class locale_scope {
     locale_t previous;
 };
 
-struct filter {
-    char const* (*version)();
-    int (*support)(archive*);
-};
-
-// A libarchive that was built without the library for a compression would start a program
-// in its place. Then the compression is left out.
-void support_filters(archive* handle) {
-    constexpr filter k_filters[] = {
-        {archive_zlib_version, archive_read_support_filter_gzip},
-        {archive_bzlib_version, archive_read_support_filter_bzip2},
-        {archive_liblzma_version, archive_read_support_filter_xz},
-        {archive_libzstd_version, archive_read_support_filter_zstd},
-    };
-    for (filter const& each : k_filters) {
-        if (each.version() != nullptr) {
-            each.support(handle);
-        }
-    }
-}
-
 // Chosen by name: among all formats there are some whose entries refer to other files.
 void support_formats(archive* handle) {
     archive_read_support_format_zip(handle);
@@ -65,36 +41,27 @@ std::string text_or_empty(char const* text) {
     return text != nullptr ? text : "";
 }
 
-}  // namespace
-
-int open_file(std::string const& path, bundled::descriptor& result) {
-    if (path.find('\0') != std::string::npos) {
-        return -ENOENT;
-    }
-    bundled::descriptor opened = bundled::open_for_reading(path.c_str());
-    if (!opened.is_open()) {
-        return opened.get();
-    }
-    struct stat status = {};
-    if (fstat(opened.get(), &status) != 0) {
-        return -errno;
-    }
-    if (!S_ISREG(status.st_mode)) {
-        return S_ISDIR(status.st_mode) ? -EISDIR : -EINVAL;
-    }
-    result = std::move(opened);
-    return 0;
+// libarchive has no number for what it does not know to decompress, and calls it damage.
+bool is_about_support(std::string const& message) {
+    constexpr char const* k_phrases[] = {"nsupported", "not supported", "Unknown codec"};
+    return std::any_of(std::begin(k_phrases), std::end(k_phrases), [&](char const* phrase) {
+        return message.find(phrase) != std::string::npos;
+    });
 }
 
-void archive_walk::free_archive::operator()(archive* freed) const {
-    archive_read_free(freed);
+}  // namespace
+
+long long most_skipped(long long file_size) {
+    constexpr long long k_largest =
+        (std::numeric_limits<long long>::max() - k_most_skipped) / k_most_skipped_ratio;
+    return k_most_skipped + k_most_skipped_ratio * std::min(file_size, k_largest);
 }
 
 void archive_walk::free_locale::operator()(locale_t locale) const {
     freelocale(locale);
 }
 
-int archive_walk::start(int descriptor) {
+int archive_walk::start(int descriptor, file_part const& part) {
     current = nullptr;
     if (!utf8) {
         utf8.reset(newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr));
@@ -104,18 +71,19 @@ int archive_walk::start(int descriptor) {
     if (!handle) {
         return -ENOMEM;
     }
-    support_filters(handle.get());
     support_formats(handle.get());
-    if (lseek(descriptor, 0, SEEK_SET) != 0) {
-        return -errno;
-    }
-    int const result = archive_read_open_fd(handle.get(), descriptor, k_block_size);
+    left = most_skipped(part.end - part.begin);
+    source.allow(left);
+    int const result = source.open(handle.get(), descriptor, part);
+    left = source.left();
     return result == ARCHIVE_OK ? 0 : failure();
 }
 
 int archive_walk::next() {
     locale_scope const scope(utf8.get());
+    source.allow(left);
     int const result = archive_read_next_header(handle.get(), &current);
+    left = source.left();
     if (result == ARCHIVE_EOF) {
         return 0;
     }
@@ -135,18 +103,27 @@ std::string archive_walk::link() const {
     return text_or_empty(hard != nullptr ? hard : archive_entry_symlink(current));
 }
 
+// What libarchive calls a zip archive has the compression of the last entry.
 std::string archive_walk::format() const {
+    return is_format(ARCHIVE_FORMAT_ZIP) ? "ZIP" : entry_format();
+}
+
+std::string archive_walk::entry_format() const {
     return text_or_empty(archive_format_name(handle.get()));
 }
 
-std::string archive_walk::compression() const {
-    bool const is_plain = archive_filter_code(handle.get(), 0) == ARCHIVE_FILTER_NONE;
-    return is_plain ? "" : text_or_empty(archive_filter_name(handle.get(), 0));
+bool archive_walk::is_format(int family) const {
+    return handle && (archive_format(handle.get()) & ARCHIVE_FORMAT_BASE_MASK) == family;
+}
+
+long long archive_walk::header_position() const {
+    return archive_read_header_position(handle.get());
 }
 
 int archive_walk::next_data(void const*& data, unsigned long long& size, long long& offset) {
     std::size_t count = 0;
     la_int64_t position = offset;
+    source.allow(-1);  // whoever asks for data gets it
     int const result = archive_read_data_block(handle.get(), &data, &count, &position);
     if (result != ARCHIVE_OK && result != ARCHIVE_EOF) {
         return failure();
@@ -157,14 +134,22 @@ int archive_walk::next_data(void const*& data, unsigned long long& size, long lo
 }
 
 std::string archive_walk::message() const {
+    if (source.failure() != 0) {
+        return source.message();
+    }
     return handle ? text_or_empty(archive_error_string(handle.get())) : "";
 }
 
 // libarchive has numbers of its own for damage, and the system's for some of the rest. Only
 // those that say something else than damage are passed on.
 int archive_walk::failure() const {
-    int const number = archive_errno(handle.get());
-    return number == ENOMEM || number == EIO ? -number : -EBADMSG;
+    if (source.failure() != 0) {
+        return -source.failure();
+    }
+    if (archive_errno(handle.get()) == ENOMEM) {
+        return -ENOMEM;
+    }
+    return is_about_support(message()) ? -EOPNOTSUPP : -EBADMSG;
 }
 
 }  // namespace kivcore_archive

@@ -1,7 +1,8 @@
-// One pass over the entries of an archive file, from its beginning. It reads the file
-// behind the descriptor and touches nothing else: no other file, no other program.
-// Failures are negative errno values; EBADMSG stands for what is no archive of the
-// formats that the plug-ins know, is cut short or is damaged.
+// One pass over the entries of an archive file. It reads the file behind the descriptor and
+// touches nothing else: no other file, no other program. Failures are negative errno values:
+// EBADMSG for what is no archive of the formats that the plug-ins know, is cut short or is
+// damaged; EOPNOTSUPP for a compression or an encryption inside it that libarchive lacks;
+// EFBIG for more decompression than one pass may take; what kept the file from being read.
 
 #ifndef KIVCORE_ARCHIVE_WALK_H
 #define KIVCORE_ARCHIVE_WALK_H
@@ -11,23 +12,20 @@
 #include <string>
 #include <type_traits>
 
-#include "../descriptor.h"
+#include "archive_source.h"
 
-struct archive;
 struct archive_entry;
 
 namespace kivcore_archive {
 
-// Opens a regular file for reading, and nothing that could block. 0, or negative with
-// result as it was.
-int open_file(std::string const& path, bundled::descriptor& result);
-
 class archive_walk {
   public:
-    // Goes to the beginning, before the first entry. The descriptor is the caller's and
-    // has to stay open, with its position left alone, as long as the walk goes on. 0 or
-    // negative.
-    int start(int descriptor);
+    // Goes to the beginning, before the first entry. The descriptor is the caller's and has to
+    // stay open as long as the walk goes on, or until attach. 0 or negative.
+    int start(int descriptor, file_part const& part);
+
+    // Goes on through another descriptor of the same file.
+    void attach(int descriptor) noexcept { source.attach(descriptor); }
 
     // Goes to the next entry, past the data of the one before. 1, 0 at the end, negative
     // for damage, after which only start makes sense.
@@ -42,10 +40,20 @@ class archive_walk {
     std::string path() const;
     std::string link() const;
 
-    // The format of the archive, for zip with the compression of the entry, and the
-    // compression around the archive ("gzip"), empty for none. Known after next.
+    // The format of the archive as far as it was read, the format of the entry, which for zip
+    // has the compression, and the compression around the archive ("gzip"), empty for none.
+    // Known after next.
     std::string format() const;
-    std::string compression() const;
+    std::string entry_format() const;
+    std::string compression() const { return source.compression(); }
+
+    // Whether it is of this family of formats: ARCHIVE_FORMAT_ZIP and its like.
+    bool is_format(int family) const;
+    bool is_compressed() const noexcept { return source.is_compressed(); }
+
+    // Where the entry's headers begin: in the part that was given to start, and only where
+    // nothing is compressed around the archive.
+    long long header_position() const;
 
     // The next piece of the entry's data, valid until the next call on the walk, and where
     // it lies in the file: holes are left out. 1, 0 at the end, with offset at the end of
@@ -56,9 +64,6 @@ class archive_walk {
     std::string message() const;
 
   private:
-    struct free_archive {
-        void operator()(archive* freed) const;
-    };
     struct free_locale {
         void operator()(locale_t locale) const;
     };
@@ -66,9 +71,14 @@ class archive_walk {
     int failure() const;
 
     std::unique_ptr<std::remove_pointer_t<locale_t>, free_locale> utf8;
-    std::unique_ptr<archive, free_archive> handle;
+    archive_source source;
+    archive_handle handle;  // reads from the source
     archive_entry* current = nullptr;
+    long long left = 0;  // what may still be decompressed between the data that is asked for
 };
+
+// The most that one pass over a file of this size may decompress to come to what is wanted.
+long long most_skipped(long long file_size);
 
 }  // namespace kivcore_archive
 

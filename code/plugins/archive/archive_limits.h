@@ -1,0 +1,32 @@
+// How much one archive may take, whatever is in it: a few bytes can stand for names and data
+// without end, compressed. plugin.xml gives the same figures to users.
+
+#ifndef KIVCORE_ARCHIVE_LIMITS_H
+#define KIVCORE_ARCHIVE_LIMITS_H
+
+#include <cstddef>
+
+namespace kivcore_archive {
+
+// Entries, and the bytes of their paths taken together.
+constexpr std::size_t k_most_entries = 2000000;
+constexpr std::size_t k_most_path_bytes = std::size_t{128} * 1024 * 1024;
+
+// The bytes of the paths of all directories, those included that only the paths of entries
+// name: deep ones come to much more than the entries.
+constexpr std::size_t k_most_directory_bytes = std::size_t{64} * 1024 * 1024;
+
+// What one pass may decompress to come to what is wanted, an archive's size aside: this much,
+// and this many times the size of the file.
+constexpr long long k_most_skipped = 1024LL * 1024 * 1024;
+constexpr long long k_most_skipped_ratio = 10000;
+
+// What a session keeps of the files that it passed, for a reader that goes back.
+constexpr std::size_t k_most_kept_bytes = std::size_t{32} * 1024 * 1024;
+
+// How many sessions are kept for the next reader.
+constexpr std::size_t k_most_parked = 2;
+
+}  // namespace kivcore_archive
+
+#endif

@@ -1,0 +1,205 @@
+#include "archive_source.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+
+#include <archive.h>
+#include <archive_entry.h>
+
+namespace kivcore_archive {
+
+namespace {
+
+// What is read at once: little where a format looks for something, and with each read that goes
+// on from there more, until a call of the system costs next to nothing.
+constexpr std::size_t k_first_block = std::size_t{8} * 1024;
+constexpr std::size_t k_largest_block = std::size_t{64} * 1024;
+
+struct compression_mark {
+    int filter;
+    char const* (*version)();
+    char const* bytes;  // that such a file begins with, "?" for any
+    std::size_t size;
+};
+
+// A libarchive that was built without the library for a compression would start a program in
+// its place. Then there is no version, and the compression is not known.
+constexpr compression_mark k_marks[] = {
+    {ARCHIVE_FILTER_GZIP, archive_zlib_version, "\x1f\x8b\x08", 3},
+    {ARCHIVE_FILTER_BZIP2, archive_bzlib_version, "BZh?1AY&SY", 10},
+    {ARCHIVE_FILTER_XZ, archive_liblzma_version, "\xfd\x37zXZ\0", 6},
+    {ARCHIVE_FILTER_ZSTD, archive_libzstd_version, "\x28\xb5\x2f\xfd", 4},
+    {ARCHIVE_FILTER_ZSTD, archive_libzstd_version, "?\x2a\x4d\x18", 4},  // a frame to skip first
+};
+
+bool begins_with(char const* data, std::size_t size, compression_mark const& mark) {
+    return size >= mark.size &&
+           std::equal(mark.bytes, mark.bytes + mark.size, data,
+                      [](char wanted, char c) { return wanted == '?' || wanted == c; });
+}
+
+ssize_t read_at(int descriptor, void* buffer, std::size_t count, long long offset) {
+    ssize_t got = -1;
+    do {
+        got = pread(descriptor, buffer, count, offset);
+    } while (got < 0 && errno == EINTR);
+    return got;
+}
+
+}  // namespace
+
+void free_archive::operator()(archive* freed) const {
+    archive_read_free(freed);
+}
+
+// Only one compression is taken off: what several of them stand for has no bound, and a step
+// of the outer ones may take for ever without a byte coming out.
+int archive_source::open(archive* reader, int descriptor, file_part const& from) {
+    file = descriptor;
+    part = from;
+    position = 0;
+    failed = 0;
+    decoder.reset();
+    next_block = k_first_block;
+    block.reset(new char[k_largest_block]);
+    char start[16];
+    ssize_t const got = read_at(file, start, sizeof start, part.begin);
+    if (got < 0) {
+        failed = errno;
+        return -failed;
+    }
+    for (compression_mark const& mark : k_marks) {
+        if (mark.version() != nullptr && begins_with(start, static_cast<std::size_t>(got), mark)) {
+            int const result = start_decoder(mark.filter);
+            return result != ARCHIVE_OK
+                       ? result
+                       : archive_read_open2(reader, this, nullptr, read_decoded, nullptr, nullptr);
+        }
+    }
+    archive_read_set_seek_callback(reader, seek_part);
+    return archive_read_open2(reader, this, nullptr, read_part, skip_part, nullptr);
+}
+
+int archive_source::start_decoder(int filter) {
+    decoder.reset(archive_read_new());
+    archive_entry* whole = nullptr;
+    archive* const handle = decoder.get();
+    if (handle == nullptr) {
+        failed = ENOMEM;
+        return -failed;
+    }
+    int result = archive_read_append_filter(handle, filter);
+    if (result == ARCHIVE_OK) {
+        result = archive_read_support_format_raw(handle);
+    }
+    if (result == ARCHIVE_OK) {
+        result = archive_read_open2(handle, this, nullptr, read_part, skip_part, nullptr);
+    }
+    if (result == ARCHIVE_OK) {
+        result = archive_read_next_header(handle, &whole);
+    }
+    if (result != ARCHIVE_OK && failed == 0) {
+        failed = archive_errno(handle) == ENOMEM ? ENOMEM : EBADMSG;
+    }
+    return result;
+}
+
+std::string archive_source::compression() const {
+    return decoder ? archive_filter_name(decoder.get(), 0) : "";
+}
+
+// The next bytes of the part. How many, 0 at the end, -1.
+ssize_t archive_source::next_piece(void const** data) {
+    long long const in_file = file_size() - position;
+    if (in_file <= 0) {
+        long long const left = std::max(size() - position, 0LL);
+        *data = part.tail.data() + (part.tail.size() - static_cast<std::size_t>(left));
+        position += left;
+        return left;
+    }
+    auto const wanted = std::min(in_file, static_cast<long long>(next_block));
+    ssize_t const got =
+        read_at(file, block.get(), static_cast<std::size_t>(wanted), part.begin + position);
+    if (got < 0) {
+        failed = errno;
+        return -1;
+    }
+    *data = block.get();
+    position += got;
+    next_block = std::min(2 * next_block, k_largest_block);
+    return got;
+}
+
+// The next bytes without their compression. How many, 0 at the end, -1.
+ssize_t archive_source::next_decoded(void const** data) {
+    std::size_t count = 0;
+    la_int64_t offset = 0;
+    int const result = archive_read_data_block(decoder.get(), data, &count, &offset);
+    if (result != ARCHIVE_OK && result != ARCHIVE_EOF) {
+        failed = failed != 0 ? failed : archive_errno(decoder.get()) == ENOMEM ? ENOMEM : EBADMSG;
+        return -1;
+    }
+    if (result == ARCHIVE_EOF) {
+        return 0;
+    }
+    if (allowed >= 0) {
+        allowed -= std::min(allowed, static_cast<long long>(count));
+        if (allowed == 0) {
+            failed = EFBIG;
+            return -1;
+        }
+    }
+    return static_cast<ssize_t>(count);
+}
+
+std::string archive_source::message() const {
+    if (failed == EFBIG) {
+        return "too much has to be decompressed to come to the next entry";
+    }
+    char const* const text = decoder ? archive_error_string(decoder.get()) : nullptr;
+    return text != nullptr ? text : "cannot read the archive's file";
+}
+
+ssize_t archive_source::read_part(archive* reader, void* source, void const** data) {
+    auto& self = *static_cast<archive_source*>(source);
+    ssize_t const got = self.next_piece(data);
+    if (got < 0) {
+        archive_set_error(reader, self.failed, "cannot read the archive's file");
+    }
+    return got;
+}
+
+ssize_t archive_source::read_decoded(archive* reader, void* source, void const** data) {
+    auto& self = *static_cast<archive_source*>(source);
+    ssize_t const got = self.next_decoded(data);
+    if (got < 0) {
+        archive_set_error(reader, self.failed, "cannot decompress the archive");
+    }
+    return got;
+}
+
+// No further than there are bytes: a skip must not hide that a file is cut.
+std::int64_t archive_source::skip_part(archive*, void* source, std::int64_t count) {
+    auto& self = *static_cast<archive_source*>(source);
+    auto const skipped = std::min<long long>(count, std::max(self.size() - self.position, 0LL));
+    self.position += skipped;
+    return skipped;
+}
+
+std::int64_t archive_source::seek_part(archive*, void* source, std::int64_t offset, int whence) {
+    auto& self = *static_cast<archive_source*>(source);
+    long long const base = whence == SEEK_END   ? self.size()
+                           : whence == SEEK_CUR ? self.position
+                                                : 0;
+    if (offset < -base || offset > self.size() - base) {
+        return ARCHIVE_FATAL;
+    }
+    self.position = base + offset;
+    self.next_block = k_first_block;
+    return self.position;
+}
+
+}  // namespace kivcore_archive
