@@ -360,21 +360,39 @@ TEST_F(archive_plugin, a_size_that_no_header_tells_is_found) {
     EXPECT_TRUE(text == take_all(*reader));
 }
 
+// Where a byte less is missed: behind the two empty blocks that end a tar archive is padding.
+std::size_t end_of(std::string const& archive, std::string const& name) {
+    bool const is_tar = name.find(".tar") == name.size() - 4;
+    return is_tar ? archive.find_last_not_of('\0') / 512 * 512 + 1536 : archive.size();
+}
+
 TEST_F(archive_plugin, a_cut_archive_gives_what_is_before_the_cut_and_a_failure) {
-    std::string const text = support::sample(30000);
-    for (writing const& how : k_writings) {
-        std::string const path = make(how, {{"f", text}});
+    std::string const text = support::sample(5000);
+    std::vector<writing> writings = k_writings;
+    writings.push_back({"pax.tar", archive_write_set_format_pax});
+    writings.push_back({"gnu.tar", archive_write_set_format_gnutar});
+    for (writing const& how : writings) {
+        // A long name has headers of its own in the formats that have it.
+        bool const is_short = how.format == archive_write_set_format_ustar;
+        std::string const name(is_short ? 9 : 120, 'n');
+        std::string const path = make(how, {{"f", text}, {name, "2"}, {"l", "3"}});
         std::string const bytes = support::read_file(path);
-        // 7z has its directory behind the data, and tar files end in padding.
-        std::size_t const last = bytes.size() > text.size() ? text.size() : bytes.size() / 2;
-        for (std::size_t cut = 0; cut < last; cut += 997) {
+        std::size_t const end = end_of(bytes, how.name);
+        for (std::size_t cut = 0; cut < end; cut += cut % 512 == 0   ? 1
+                                                    : cut % 512 == 1 ? 200
+                                                                     : 311) {
+            SCOPED_TRACE(how.name + " cut at " + std::to_string(cut));
             directory.write(how.name, bytes.substr(0, cut));
-            read_all(path);
+            EXPECT_TRUE(!browser->can_browse(path) || browser->info(path).count("damage") == 1);
+            EXPECT_EQ(failure(EBADMSG), read("archive:" + path + "!/missing"));
             std::string const got = read("archive:" + path + "!/f");
-            std::size_t const end = got.rfind("!-");
-            ASSERT_NE(std::string::npos, end) << path << " cut at " << cut;
-            EXPECT_EQ(0, text.compare(0, end, got, 0, end)) << path << " cut at " << cut;
+            std::size_t const failed = std::min(got.rfind("!-"), got.size());
+            EXPECT_TRUE(got == text || failed < got.size());
+            EXPECT_EQ(0, text.compare(0, failed, got, 0, failed));
         }
+        directory.write(how.name, bytes.substr(0, end));
+        EXPECT_EQ(0U, browser->info(path).count("damage")) << how.name;
+        EXPECT_EQ(failure(ENOENT), read("archive:" + path + "!/missing"));
     }
 }
 

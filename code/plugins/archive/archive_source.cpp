@@ -65,6 +65,7 @@ int archive_source::open(archive* reader, int descriptor, file_part const& from)
     decoder.reset();
     next_block = k_first_block;
     block.reset(new char[k_largest_block]);
+    forget();
     char start[16];
     ssize_t const got = read_at(file, start, sizeof start, part.begin);
     if (got < 0) {
@@ -109,6 +110,15 @@ int archive_source::start_decoder(int filter) {
 
 std::string archive_source::compression() const {
     return decoder ? archive_filter_name(decoder.get(), 0) : "";
+}
+
+int archive_source::drain() {
+    void const* ignored = nullptr;
+    ssize_t got = decoder ? 1 : 0;
+    while (got > 0) {
+        got = next_decoded(&ignored);
+    }
+    return got < 0 ? -failed : 0;
 }
 
 // The next bytes of the part. How many, 0 at the end, -1.
@@ -169,6 +179,7 @@ ssize_t archive_source::read_part(archive* reader, void* source, void const** da
     if (got < 0) {
         archive_set_error(reader, self.failed, "cannot read the archive's file");
     }
+    self.exhausted = self.exhausted || (got == 0 && !self.decoder);
     return got;
 }
 
@@ -178,6 +189,7 @@ ssize_t archive_source::read_decoded(archive* reader, void* source, void const**
     if (got < 0) {
         archive_set_error(reader, self.failed, "cannot decompress the archive");
     }
+    self.exhausted = self.exhausted || got == 0;
     return got;
 }
 
@@ -199,6 +211,7 @@ std::int64_t archive_source::seek_part(archive*, void* source, std::int64_t offs
     }
     self.position = base + offset;
     self.next_block = k_first_block;
+    self.sought = true;
     return self.position;
 }
 

@@ -46,8 +46,17 @@ class archive_source {
     void allow(long long bytes) noexcept { allowed = bytes; }
     long long left() const noexcept { return allowed; }
 
+    // Decompresses what the format left. 0 or negative.
+    int drain();
+
     bool is_compressed() const noexcept { return decoder != nullptr; }
     std::string compression() const;  // "gzip"; empty for none
+
+    // Whether the format asked for more than there is, and whether it left the order of the
+    // bytes. forget() has both false again.
+    bool is_exhausted() const noexcept { return exhausted; }
+    bool was_sought() const noexcept { return sought; }
+    void forget() noexcept { exhausted = sought = false; }
 
     // What kept the source from giving its bytes: an errno value, 0 for nothing. EFBIG for more
     // than was allowed.
@@ -76,6 +85,8 @@ class archive_source {
     archive_handle decoder;
     long long allowed = -1;
     int failed = 0;
+    bool exhausted = false;
+    bool sought = false;
 };
 
 }  // namespace kivcore_archive

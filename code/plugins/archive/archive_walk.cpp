@@ -63,6 +63,8 @@ void archive_walk::free_locale::operator()(locale_t locale) const {
 
 int archive_walk::start(int descriptor, file_part const& part) {
     current = nullptr;
+    missing = nullptr;
+    has_entries = false;
     if (!utf8) {
         utf8.reset(newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr));
     }
@@ -75,6 +77,7 @@ int archive_walk::start(int descriptor, file_part const& part) {
     left = most_skipped(part.end - part.begin);
     source.allow(left);
     int const result = source.open(handle.get(), descriptor, part);
+    source.forget();  // the formats look for what they know anywhere in the file
     left = source.left();
     return result == ARCHIVE_OK ? 0 : failure();
 }
@@ -83,12 +86,33 @@ int archive_walk::next() {
     locale_scope const scope(utf8.get());
     source.allow(left);
     int const result = archive_read_next_header(handle.get(), &current);
+    int const ended = result == ARCHIVE_EOF ? at_end() : 0;
     left = source.left();
     if (result == ARCHIVE_EOF) {
-        return 0;
+        return ended;
     }
+    has_entries = true;
     // A warning is about a part of the entry, a name in wrong characters for one.
     return result == ARCHIVE_OK || result == ARCHIVE_WARN ? 1 : failure();
+}
+
+// libarchive is content with an archive that ends where an entry could begin. A tar archive
+// has two empty blocks at its end: whoever looks for them beyond the last byte did not find
+// them. A zip archive has a directory there: who found it went to it.
+int archive_walk::at_end() {
+    if (is_format(ARCHIVE_FORMAT_TAR) && source.is_exhausted()) {
+        return cut("the mark at the end of the archive is missing");
+    }
+    bool const is_plain_zip = is_format(ARCHIVE_FORMAT_ZIP) && !source.is_compressed();
+    if (is_plain_zip && has_entries && !source.was_sought()) {
+        return cut("the directory at the end of the archive is missing");
+    }
+    return source.drain() == 0 ? 0 : failure();
+}
+
+int archive_walk::cut(char const* what) {
+    missing = what;
+    return -EBADMSG;
 }
 
 std::string archive_walk::path() const {
@@ -134,10 +158,14 @@ int archive_walk::next_data(void const*& data, unsigned long long& size, long lo
 }
 
 std::string archive_walk::message() const {
+    if (missing != nullptr) {
+        return missing;
+    }
     if (source.failure() != 0) {
         return source.message();
     }
-    return handle ? text_or_empty(archive_error_string(handle.get())) : "";
+    std::string text = handle ? text_or_empty(archive_error_string(handle.get())) : "";
+    return !text.empty() ? text : "the archive is damaged or cut";  // libarchive need not say why
 }
 
 // libarchive has numbers of its own for damage, and the system's for some of the rest. Only

@@ -68,6 +68,8 @@ class archive_walk {
         void operator()(locale_t locale) const;
     };
 
+    int at_end();
+    int cut(char const* what);
     int failure() const;
 
     std::unique_ptr<std::remove_pointer_t<locale_t>, free_locale> utf8;
@@ -75,6 +77,8 @@ class archive_walk {
     archive_handle handle;  // reads from the source
     archive_entry* current = nullptr;
     long long left = 0;  // what may still be decompressed between the data that is asked for
+    bool has_entries = false;
+    char const* missing = nullptr;  // of an archive that libarchive takes for whole
 };
 
 // The most that one pass over a file of this size may decompress to come to what is wanted.
