@@ -30,6 +30,7 @@ struct item {
     std::string name;
     std::string content;
     unsigned int type = AE_IFREG;
+    unsigned int times = 1;  // that the content is repeated
 };
 
 struct writing {
@@ -53,10 +54,11 @@ void write_item(archive* to, item const& written) {
     if (written.type == AE_IFLNK) {
         archive_entry_copy_symlink(entry.get(), written.content.c_str());
     } else if (written.type == AE_IFREG) {
-        archive_entry_set_size(entry.get(), static_cast<la_int64_t>(written.content.size()));
+        auto const size = static_cast<la_int64_t>(written.content.size());
+        archive_entry_set_size(entry.get(), size * written.times);
     }
     ASSERT_GE(archive_write_header(to, entry.get()), ARCHIVE_WARN) << archive_error_string(to);
-    if (written.type == AE_IFREG) {
+    for (unsigned int i = 0; written.type == AE_IFREG && i < written.times; ++i) {
         archive_write_data(to, written.content.data(), written.content.size());
     }
 }
@@ -177,7 +179,7 @@ TEST_F(archive_plugin, many_files_are_read_in_any_order_for_the_reading_of_a_few
         auto const files = browser->list_files(path);
         // Some passes more: right after the archive was written, no search goes on from another.
         bool const is_entered = how.name == "a.zip" || how.name == "a.tar";
-        long long const most = is_entered ? 900 * 64 * 1024 : 20 * size;
+        long long const most = is_entered ? 900LL * 64 * 1024 : 20 * size;
         long long const before = bytes_read();
         for (std::size_t const step : {std::size_t{1}, std::size_t{7}, k_files - 1}) {
             for (std::size_t i = 0; i < k_files; ++i) {
@@ -434,19 +436,32 @@ TEST_F(archive_plugin, a_changed_archive_is_noticed_and_an_open_file_is_not_exch
     EXPECT_EQ("other", read("archive:" + path + "!/f"));
 }
 
+// A few kilobytes stand for more than a gigabyte, which is not decompressed to come to a file.
+TEST_F(archive_plugin, what_has_to_be_decompressed_on_the_way_is_bounded) {
+    std::string const zeros(std::size_t{16} * 1024 * 1024, '\0');
+    std::string const tar = make(k_writings[4], {{"zeros", zeros, AE_IFREG, 100}, {"f", "x"}});
+    EXPECT_EQ(failure(EFBIG), read("archive:" + tar + "!/f"));
+    EXPECT_EQ((entry_list{{"zeros", "archive:" + tar + "!/zeros"}}), browser->list_files(tar));
+    EXPECT_EQ("too much has to be decompressed to come to the next entry",
+              browser->info(tar)["damage"]);
+}
+
 // Work that grows with the square of the entries, or a stack that grows with their depth,
 // does not get through this.
 TEST_F(archive_plugin, many_entries_and_deep_ones_are_listed) {
     std::string deep;
-    for (int i = 0; i < 20000; ++i) {
+    for (int i = 0; i < 5000; ++i) {
         deep += "d/";
     }
-    std::vector<item> items = {{deep + "f", "x"}};
+    std::string const too_deep = deep + deep + deep + deep;
+    std::vector<item> items = {{deep + "f", "x"}, {"c/" + too_deep + "f", "x"}};
     for (int i = 0; i < 50000; ++i) {
         items.push_back({"many/" + std::to_string(i) + "/f", ""});
         items.push_back({"same", i == 40000 ? "x" : ""});
     }
     std::string const tar = make_tar(items);
+    EXPECT_EQ("the paths of its directories are too long: 1 of 100002 entries are not listed",
+              browser->info(tar)["damage"]);
     EXPECT_EQ(50000U, browser->list_dirs("archive:" + tar + "!/many/").size());
     EXPECT_EQ("same (50000)", browser->list_files(tar).back().first);
     for (int i = 0; i < 1000; ++i) {

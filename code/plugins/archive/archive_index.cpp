@@ -23,6 +23,20 @@ std::string behind(std::string directory) {
     return directory;
 }
 
+// What the paths come to of the directories that lead to one entry and not to the one sorted
+// before it; no more of it than goes beyond room.
+std::size_t new_directory_bytes(std::string const& before, std::string const& path,
+                                std::size_t room) {
+    auto const differ = std::mismatch(path.begin(), path.end(), before.begin(), before.end()).first;
+    std::size_t slash = path.find('/', static_cast<std::size_t>(differ - path.begin()));
+    std::size_t bytes = 0;
+    while (slash != std::string::npos && bytes <= room) {
+        bytes += slash + 1;
+        slash = path.find('/', slash + 1);
+    }
+    return bytes;
+}
+
 }  // namespace
 
 int archive_index::read(std::string const& archive) {
@@ -53,7 +67,30 @@ int archive_index::read(std::string const& archive) {
     // Stable: entries of one path keep the archive's order, which their ordinals count.
     std::stable_sort(entries.begin(), entries.end(),
                      [](entry const& a, entry const& b) { return a.path < b.path; });
+    bound_directories();
     return 0;
+}
+
+// Drops the entries that have directories for which there is no room.
+void archive_index::bound_directories() {
+    std::size_t const count = entries.size();
+    std::size_t room = most_path_bytes(count);
+    std::string before;
+    auto const is_beyond = [&](entry const& each) {
+        std::size_t const needed = new_directory_bytes(before, each.path, room);
+        if (needed > room) {
+            return true;
+        }
+        room -= needed;
+        before = each.path;
+        return false;
+    };
+    entries.erase(std::remove_if(entries.begin(), entries.end(), is_beyond), entries.end());
+    if (entries.size() < count) {
+        damage_text =
+            "the paths of its directories are too long: " + std::to_string(count - entries.size()) +
+            " of " + std::to_string(count) + " entries are not listed";
+    }
 }
 
 bool archive_index::is_of(std::string const& archive) const {
@@ -68,9 +105,10 @@ bool archive_index::add(archive_walk const& walk) {
     added.path = walk.path();
     added.link = walk.link();
     path_bytes += added.path.size() + added.link.size();
-    if (entries.size() >= k_most_entries || path_bytes > k_most_path_bytes) {
-        damage_text = "the archive has too many entries: those from number " +
-                      std::to_string(entries.size() + 1) + " on are not listed";
+    if (entries.size() >= k_most_entries || path_bytes > most_path_bytes(entries.size())) {
+        damage_text =
+            "the archive has too many entries or too long paths: what comes after entry " +
+            std::to_string(entries.size()) + " is not listed";
         return false;
     }
     // Entries share the few names of formats there are; a set's elements stay in place.

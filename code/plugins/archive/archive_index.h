@@ -72,6 +72,7 @@ class archive_index {
 
     iterator first_from(iterator begin, std::string const& wanted) const;
     bool add(archive_walk const& walk);
+    void bound_directories();
 
     std::string path;
     archive_file file;  // closed

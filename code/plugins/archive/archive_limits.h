@@ -8,13 +8,14 @@
 
 namespace kivcore_archive {
 
-// Entries, and the bytes of their paths taken together.
+// Entries, and the bytes of their paths taken together: so much for each entry, and some more
+// for a few that are long. The paths of all directories may take as much again, those included
+// that only the paths of entries name: deep ones come to much more than the entries, and a host
+// that lists all of them has them all in memory.
 constexpr std::size_t k_most_entries = 2000000;
-constexpr std::size_t k_most_path_bytes = std::size_t{128} * 1024 * 1024;
-
-// The bytes of the paths of all directories, those included that only the paths of entries
-// name: deep ones come to much more than the entries.
-constexpr std::size_t k_most_directory_bytes = std::size_t{64} * 1024 * 1024;
+constexpr std::size_t most_path_bytes(std::size_t entries) {
+    return std::size_t{32} * 1024 * 1024 + entries * std::size_t{128};
+}
 
 // What one pass may decompress to come to what is wanted, an archive's size aside: this much,
 // and this many times the size of the file.

@@ -122,7 +122,7 @@ int archive_session::step() {
 int archive_session::note_entry() {
     std::string name = main.path();
     path_bytes += name.size();
-    if (places.size() >= k_most_entries || path_bytes > k_most_path_bytes) {
+    if (places.size() >= k_most_entries || path_bytes > most_path_bytes(places.size())) {
         return -EFBIG;
     }
     constexpr unsigned int k_last = std::numeric_limits<unsigned int>::max();
