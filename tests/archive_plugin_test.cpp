@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -212,6 +213,29 @@ TEST_F(archive_plugin, files_of_one_archive_are_open_at_once_and_read_again) {
             EXPECT_EQ("", read(root + "b"));
         }
     }
+}
+
+TEST_F(archive_plugin, two_threads_read_one_archive) {
+    std::string const text = support::sample(20000);
+    std::vector<item> items;
+    for (int i = 0; i < 50; ++i) {
+        items.push_back({std::to_string(i), text});
+    }
+    std::string const root = "archive:" + make(k_writings[2], items) + "!/";
+    auto const read_all_in_turn = [&](kivcore::reader& with, std::size_t& good) {
+        for (item const& each : items) {
+            bool const is_open = with.open(root + each.name, "r") == 0;
+            good += is_open && take_all(with) == text ? 1 : 0;
+            with.close();
+        }
+    };
+    auto const other = support::bundled<kivcore::reader>("read", "archive");
+    std::size_t good[2] = {};
+    std::thread second([&] { read_all_in_turn(*other, good[1]); });
+    read_all_in_turn(*reader, good[0]);
+    second.join();
+    EXPECT_EQ(items.size(), good[0]);
+    EXPECT_EQ(items.size(), good[1]);
 }
 
 // A session that waits for the next file must not keep anything of the last one open.
