@@ -34,8 +34,11 @@ constexpr std::size_t k_most_bytes_of_ids = 8U << 20U;
 class open_file {
   public:
     // Without waiting for the writer of a FIFO.
-    explicit open_file(std::string const& path)
-        : number(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {}
+    explicit open_file(std::string const& path) {
+        do {
+            number = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+        } while (number < 0 && errno == EINTR);
+    }
     ~open_file() {
         if (number >= 0) {
             ::close(number);  // nothing was written: a failure loses nothing
@@ -69,7 +72,7 @@ class open_file {
     }
 
   private:
-    int number;
+    int number = -1;
 };
 
 [[noreturn]] void refuse(std::string const& message) {
@@ -189,7 +192,11 @@ void description_document::count_attributes() {
 
 void description_document::count_ids(plugins::info const& description) {
     std::string const keys = value_of(description, "interface.key");
-    auto const count = 1 + static_cast<std::size_t>(std::count(keys.begin(), keys.end(), '|'));
+    auto const separators = static_cast<std::size_t>(std::count(keys.begin(), keys.end(), '|'));
+    if (separators == 0) {
+        return;  // one id, no longer than the document
+    }
+    std::size_t const count = separators + 1;
     std::size_t each = 4;  // separators
     for (char const* key :
          {"interface.category", "interface.type", "info.developer.id", "info.version"}) {

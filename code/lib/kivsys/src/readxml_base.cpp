@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <new>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -27,11 +28,12 @@ struct reader_base::parse_state {
     std::size_t given_here = 0;        // how many of them when it came to `place`
     std::pair<int, int> place;         // the line and column up to which it has parsed
     _xmlTextReader* parser = nullptr;  // null until it is made
+    bool in_prolog = true;             // no element came yet
 
     static int give_bytes(void* self, char* target, int capacity) noexcept;
     bool awaits_too_long_a_piece();
     bool awaits_end_of_comment() const;
-    void count_declared_attributes();
+    void bound_document_type();
 
     static void parser_error_func(void* self, char const* msg, xmlParserSeverities severity,
                                   void* locator) noexcept;
@@ -128,8 +130,8 @@ class last_error_aside {
     }
     ~last_error_aside() {
         xmlResetLastError();
-        if (last != nullptr) {
-            *last = saved;
+        if (saved) {
+            *last = *saved;
         }
     }
 
@@ -138,25 +140,31 @@ class last_error_aside {
 
   private:
     xmlError* last;  // the thread's own; null while it has no error
-    xmlError saved{};
+    std::optional<xmlError> saved;
 };
 
 // The calling thread's handler of structured errors, which is the host's: set aside while
 // this lives. The XML library would report to it and not to the reader.
 class error_handler_aside {
   public:
-    error_handler_aside() noexcept
-        : handler(xmlStructuredError), context(xmlStructuredErrorContext) {
-        xmlSetStructuredErrorFunc(nullptr, nullptr);
+    error_handler_aside() noexcept : handler(xmlStructuredError) {
+        if (handler != nullptr) {  // rarely: each question about a thread's state takes time
+            context = xmlStructuredErrorContext;
+            xmlSetStructuredErrorFunc(nullptr, nullptr);
+        }
     }
-    ~error_handler_aside() { xmlSetStructuredErrorFunc(context, handler); }
+    ~error_handler_aside() {
+        if (handler != nullptr) {
+            xmlSetStructuredErrorFunc(context, handler);
+        }
+    }
 
     error_handler_aside(error_handler_aside const&) = delete;
     error_handler_aside& operator=(error_handler_aside const&) = delete;
 
   private:
     xmlStructuredErrorFunc handler;
-    void* context;
+    void* context = nullptr;
 };
 
 xmlChar const* as_xml(char const* text) {
@@ -247,12 +255,20 @@ bool reader_base::parse_state::awaits_end_of_comment() const {
     return waiting.substr(0, 4) == "<!--" && waiting.find("-->") == std::string_view::npos;
 }
 
-// Asked at the document type, behind which the elements begin.
-void reader_base::parse_state::count_declared_attributes() {
-    xmlNode const* const type = xmlTextReaderCurrentNode(parser);
+// Asked after each advance. Behind the document type, which comes before all elements, it does
+// nothing.
+void reader_base::parse_state::bound_document_type() {
+    if (parser == nullptr || !in_prolog) {
+        return;
+    }
+    xmlNode const* const node = xmlTextReaderCurrentNode(parser);
+    in_prolog = node != nullptr && node->type != XML_ELEMENT_NODE;
+    if (!in_prolog || node->type != XML_DTD_NODE) {
+        return;
+    }
     std::size_t count = 0;
-    for (xmlNode const* node = type->children; node != nullptr; node = node->next) {
-        count += node->type == XML_ATTRIBUTE_DECL ? 1 : 0;
+    for (xmlNode const* child = node->children; child != nullptr; child = child->next) {
+        count += child->type == XML_ATTRIBUTE_DECL ? 1 : 0;
     }
     if (count > document.most_declared_attributes) {
         fail([=] {
@@ -382,10 +398,7 @@ bool reader_base::advance(int (*step)(_xmlTextReader*)) {
     last_error_aside const error;
     error_handler_aside const handler;
     last_step = step(document.get());
-    if (state->parser != nullptr &&
-        xmlTextReaderNodeType(state->parser) == XML_READER_TYPE_DOCUMENT_TYPE) {
-        state->count_declared_attributes();
-    }
+    state->bound_document_type();
     return last_step == 1;
 }
 
