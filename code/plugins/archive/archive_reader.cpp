@@ -166,6 +166,11 @@ auto guarded(Operation operation) -> decltype(operation()) {
 
 class archive_reader : public kivcore::reader {
   public:
+    archive_reader() = default;
+    archive_reader(archive_reader const&) = delete;
+    archive_reader& operator=(archive_reader const&) = delete;
+    ~archive_reader() override { end_file(); }
+
     int open(std::string const& text, std::string const& mode) override;
     int close() override;
     long long read(void* buffer, unsigned long long count) override;
@@ -175,6 +180,7 @@ class archive_reader : public kivcore::reader {
 
   private:
     int open_path(std::string const& text);
+    void end_file() noexcept;
     long long read_on(char* buffer, unsigned long long count);
 
     std::shared_ptr<parked_sessions> const parked = parked_sessions::shared();
@@ -214,11 +220,16 @@ int archive_reader::open_path(std::string const& text) {
 }
 
 int archive_reader::close() {
+    end_file();
+    return 0;
+}
+
+// The session waits for whoever opens the next file of the archive.
+void archive_reader::end_file() noexcept {
     if (file) {
         parked->put(file->end_session());
     }
     file.reset();
-    return 0;
 }
 
 long long archive_reader::read(void* buffer, unsigned long long count) {

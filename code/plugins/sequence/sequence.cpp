@@ -6,7 +6,7 @@
 // where it is selected, the current file is the next one that has some.
 //
 // Failures are negative errno values:
-//   EBADF     nothing is open
+//   EBADF     nothing is open; close gives 0
 //   EBUSY     open, and something is open already
 //   EINVAL    a mode other than "r" and "rb", a file, origin or position that is not there;
 //             open also for a pattern without exactly one number field and for a row in

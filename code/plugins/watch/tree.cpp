@@ -184,7 +184,8 @@ int tree::look_into(std::string const& path, findings& found, std::vector<std::s
 int tree::watch_directory(std::string const& path, std::string const& opened, findings& found) {
     int const watch = inotify_add_watch(inotify.get(), opened.c_str(), k_wanted_events);
     if (watch < 0) {
-        return errno == ENOENT ? ENOSYS : errno;  // there is no /proc: the directory is open
+        // The directory is open: only without /proc is there no such name for it.
+        return errno == ENOENT ? ENOSYS : errno;
     }
     auto const entry = known.find(path);
     int const before = entry != known.end() ? entry->second : k_unwatched;

@@ -1,6 +1,5 @@
 // The description file of a plug-in directory. It may come from strangers: it is read whole
-// before it is parsed, and what makes parsing it slow or large has bounds. Whatever is in a
-// file, it loads or is refused in time and memory that grow with its size.
+// before it is parsed, and much of what would make parsing it slow or large has bounds.
 
 #ifndef KIVCORE_DESCRIPTION_DOCUMENT_H
 #define KIVCORE_DESCRIPTION_DOCUMENT_H
@@ -21,7 +20,7 @@ class description_document final : public kivsys::xml::reader {
     description_document(std::string const& path, std::string const& schema);
 
     // As those of the reader. They raise es::call as well when the document has more attributes
-    // than a description can have.
+    // than a description can have. Beyond a bound of memory_document they raise es::arg.
     bool read() override;
     bool skip() override;
 

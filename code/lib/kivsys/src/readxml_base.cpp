@@ -27,12 +27,13 @@ struct reader_base::parse_state {
     std::size_t given = 0;             // bytes of it that the XML library was given
     std::size_t given_here = 0;        // how many of them when it came to `place`
     std::pair<int, int> place;         // the line and column up to which it has parsed
+    std::size_t comment_end = 0;       // of the last long comment
     _xmlTextReader* parser = nullptr;  // null until it is made
     bool in_prolog = true;             // no element came yet
 
     static int give_bytes(void* self, char* target, int capacity) noexcept;
     bool awaits_too_long_a_piece();
-    bool awaits_end_of_comment() const;
+    bool awaits_end_of_comment();
     void bound_document_type();
 
     static void parser_error_func(void* self, char const* msg, xmlParserSeverities severity,
@@ -219,8 +220,8 @@ int reader_base::parse_state::give_bytes(void* self, char* target, int capacity)
     if (state->awaits_too_long_a_piece()) {
         state->fail([=] {
             state->message = morbase::string_with_format(
-                "line %d: a tag, CDATA section, internal subset or processing instruction is "
-                "longer than %zu bytes",
+                "line %d: a tag, section, internal subset or processing instruction is longer "
+                "than %zu bytes",
                 xmlTextReaderGetParserLineNumber(state->parser), state->document.longest_piece);
         });
         return -1;
@@ -241,9 +242,9 @@ bool reader_base::parse_state::awaits_too_long_a_piece() {
     return given - given_here > document.longest_piece && !awaits_end_of_comment();
 }
 
-// A comment is parsed in one go as well, but the time for it grows with its length alone. Where
-// it began is known if the XML library takes the bytes as they are.
-bool reader_base::parse_state::awaits_end_of_comment() const {
+// A comment is parsed in one go as well, in a time that grows with its length alone. Where one
+// begins is known if the XML library takes the bytes as they are.
+bool reader_base::parse_state::awaits_end_of_comment() {
     std::string_view const text(document.text);
     auto const* const encoding = reinterpret_cast<char const*>(xmlTextReaderConstEncoding(parser));
     if (text.substr(1, 1) == std::string_view("", 1) ||
@@ -251,8 +252,10 @@ bool reader_base::parse_state::awaits_end_of_comment() const {
         return false;
     }
     auto const parsed = static_cast<std::size_t>(xmlTextReaderByteConsumed(parser));
-    std::string_view const waiting = text.substr(0, given).substr(std::min(parsed, given));
-    return waiting.substr(0, 4) == "<!--" && waiting.find("-->") == std::string_view::npos;
+    if (comment_end <= parsed && parsed < given && text.substr(parsed, 4) == "<!--") {
+        comment_end = std::min(text.find("-->", parsed), text.size());
+    }
+    return parsed < comment_end && given <= comment_end + document.longest_piece;
 }
 
 // Asked after each advance. Behind the document type, which comes before all elements, it does
@@ -324,6 +327,7 @@ reader_base::reader_base(memory_document whole, std::string const& schema)
     state->document = std::move(whole);
     std::string const& path = state->document.path;
     prepare_xml_library();
+    last_error_aside const aside;
     open(xmlReaderForIO(parse_state::give_bytes, nullptr, state.get(), path.c_str(), nullptr,
                         XML_PARSE_NONET),
          path);
@@ -338,6 +342,7 @@ reader_base::~reader_base() {
 
 void reader_base::create_reader(std::string const& path) {
     prepare_xml_library();
+    state->parser = nullptr;
     last_error_aside const aside;
     open(is_remote(path) ? nullptr : xmlReaderForFile(path.c_str(), nullptr, XML_PARSE_NONET),
          path);

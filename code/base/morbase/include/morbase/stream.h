@@ -5,10 +5,11 @@
 // call only. Who owns a stream, and whether its operations raise, is up to the class
 // that implements it.
 //
-// tell, peek and size have versions here that work through seek and restore the
-// position, also when a read or seek throws; a stream that cannot seek answers -1. Where the
-// position cannot be restored they answer -1 as well, and it is where the failure left it. A stream
-// that knows better overrides them.
+// tell, peek and size have versions here that work through seek and restore the position;
+// a stream that cannot seek answers -1. When a read or seek throws, they restore the
+// position and pass on what was thrown. Where the position cannot be restored they answer
+// -1 or throw, and it is where the failure left it. A stream that knows better overrides
+// them.
 
 #ifndef MORBASE_STREAM_H
 #define MORBASE_STREAM_H

@@ -12,7 +12,7 @@ namespace morbase {
 
 // Formats as printf does, with the decimal point of the calling thread's locale. format is
 // not null; the compiler checks the arguments against it. Raises es::call when the platform
-// cannot format them, which it does not to more than 2^31 - 1 bytes.
+// cannot format them, for example because the text would have more than 2^31 - 1 bytes.
 MORBASE_API std::string string_with_format(char const* format, ...)
     __attribute__((format(printf, 1, 2)));
 

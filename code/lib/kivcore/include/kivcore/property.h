@@ -51,9 +51,9 @@ class KIVCORE_API property {
 
 // Compares as the member does. From C++20 on, two values of derived classes would otherwise
 // match the members of both equally well.
-template <
-    typename A, typename B,
-    typename = std::enable_if_t<std::is_base_of_v<property, A> && std::is_base_of_v<property, B>>>
+template <typename A, typename B,
+          typename = std::enable_if_t<std::is_convertible_v<A const*, property const*> &&
+                                      std::is_convertible_v<B const*, property const*>>>
 bool operator==(A const& a, B const& b) {
     return a.operator==(static_cast<property const&>(b));
 }

@@ -9,15 +9,13 @@
 // may come before the nodes that stand in front of its cause.
 //
 // A reader owns its document and its schema and is never copied. It takes no
-// lock: one thread at a time uses it. Readers share no state. The XML library's state
-// that belongs to the host, its error handlers and last error, is after every call as it
-// was before.
+// lock: one thread at a time uses it. Readers share no state. The host's own
+// error handlers and last error in the XML library are after every call what they were.
 //
-// The reader fetches nothing from the network: not the document, not what it refers to,
-// not a schema. Two things are beyond its reach. The XML library loads what a schema
-// includes from wherever the schema says. And where a document is validated against its
-// own type, it may follow a catalog that the document names, to the network too: do not
-// validate documents from strangers that way.
+// The reader fetches nothing from the network, neither the document nor a schema, apart from
+// two things that are beyond its reach. The XML library loads what a schema includes from
+// wherever the schema says. And where a document is validated against its own type, it may
+// follow a catalog that the document names: do not validate documents from strangers that way.
 
 #ifndef KIVSYS_READXML_BASE_H
 #define KIVSYS_READXML_BASE_H
@@ -55,10 +53,10 @@ class KIVSYS_API reader_base {
     struct memory_document {
         std::string path;  // its name, from which relative references in it start
         std::string text;  // in the encoding that it declares
-        // The most bytes that a tag, a CDATA section, the internal subset of a document type or
-        // a processing instruction may take, to within 8 KiB. The XML library parses each in
-        // one go, in a time that can grow with the square of its length. Texts may be longer,
-        // and comments in UTF-8.
+        // The most bytes that a tag, a CDATA section, a processing instruction or the internal
+        // subset of a document type may take, to within 8 KiB. The XML library parses each in
+        // one go, in a time that can grow with the square of its length. This does not bound
+        // texts, nor comments of documents in UTF-8.
         std::size_t longest_piece;
         // The most attributes that the document type may declare. The XML library looks at all
         // of an element's for each such element.
