@@ -167,6 +167,10 @@ TEST_F(kivplug, says_what_keeps_a_directory_from_loading) {
         {"c3", "mkdir -p c3/x && ln -s x c3/x/plugin.xml",
          "cannot read 'c3/x/plugin.xml', a link to a file that is not there; put a readable "
          "description there"},
+        {"c5", "mkdir c5 && ln -s /dev/null c5/README",
+         "'c5/README' is a link to a file, not to a plug-in directory: remove it or move it away"},
+        {"c6", "mkdir c6 && ln -s nowhere c6/lk",
+         "'c6/lk' is a link to 'nowhere', which is not there: repair or remove it"},
         {"loop", "mkdir loop && ln -s plugin.xml loop/plugin.xml",
          "cannot read 'loop/plugin.xml': Too many levels of symbolic links; put a readable "
          "description there"},

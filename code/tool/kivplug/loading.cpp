@@ -81,10 +81,40 @@ bool has_entry(std::string const& directory, std::string const& name) {
     return lstat(in(directory, name).c_str(), &status) == 0;
 }
 
+[[noreturn]] void fail_for_search(std::string const& directory) {
+    throw failure("cannot search the directory " + quoted(directory) + ": " + error_text(EACCES) +
+                  "; make it searchable, or take it away");
+}
+
 bool may_be_plugin(std::string const& directory, std::string const& name) {
     struct stat status {};
-    return name.front() != '.' && lstat(in(directory, name).c_str(), &status) == 0 &&
-           (S_ISDIR(status.st_mode) || S_ISLNK(status.st_mode));
+    if (name.front() == '.') {
+        return false;
+    }
+    if (lstat(in(directory, name).c_str(), &status) != 0) {
+        if (errno == EACCES) {
+            fail_for_search(directory);
+        }
+        return false;
+    }
+    return S_ISDIR(status.st_mode) || S_ISLNK(status.st_mode);
+}
+
+// Of what may be a plug-in only a link can lead to something else.
+void require_directory(std::string const& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) == 0) {
+        if (!S_ISDIR(status.st_mode)) {
+            throw failure(quoted(path) +
+                          " is a link to a file, not to a plug-in directory: "
+                          "remove it or move it away");
+        }
+    } else if (errno == ENOENT || errno == ENOTDIR) {
+        std::error_code unknown;
+        throw failure(quoted(path) + " is a link to " +
+                      quoted(fs::read_symlink(path, unknown).string()) +
+                      ", which is not there: repair or remove it");
+    }
 }
 
 // The entry that is called plugin.xml but for the case of its letters; empty without one.
@@ -139,6 +169,10 @@ void require_description(std::string const& directory) {
     int const error = reading_error(path);
     if (error == ENOENT && !has_entry(directory, k_description)) {
         fail_for_missing_description(directory);
+    }
+    // The entry can be seen when it is a link into a directory that cannot be searched.
+    if (error == EACCES && !has_entry(directory, k_description)) {
+        fail_for_search(directory);
     }
     if (error != 0) {
         throw failure(
@@ -213,7 +247,11 @@ bool load_each(kivcore::plugins& registry, std::string const& directory,
     bool are_loaded = true;
     for (auto const& name : names) {
         if (may_be_plugin(directory, name)) {
-            auto const load = [&] { load_plugin(registry, in(directory, name)); };
+            auto const load = [&] {
+                auto const path = in(directory, name);
+                require_directory(path);
+                load_plugin(registry, path);
+            };
             are_loaded = succeeds(load) && are_loaded;
         }
     }
