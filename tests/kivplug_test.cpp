@@ -257,9 +257,9 @@ TEST_F(kivplug, browses_an_archive_down_to_its_files) {
     auto const cut = run("browse " + id + " cut.tar --json");
     EXPECT_EQ(cut.status, 1);
     EXPECT_EQ(json::parse(cut.out).size(), 1U);
-    EXPECT_EQ(cut.err.find("kivplug: 'cut.tar' is damaged: "), 0U) << cut.err;
+    EXPECT_EQ(cut.err.find("kivplug: 'cut.tar' is not listed whole: "), 0U) << cut.err;
     auto const below = run("browse " + id + " 'archive:cut.tar!/docs/'").err;
-    EXPECT_EQ(below.find("kivplug: 'archive:cut.tar!/docs/' is damaged: "), 0U) << below;
+    EXPECT_EQ(below.find("kivplug: 'archive:cut.tar!/docs/' is not listed whole: "), 0U) << below;
     expect_refused("browse " + id + " in",
                    id + ": there is nothing to browse at 'in'; check that it is there, intact and "
                         "of the kind that this plug-in browses");
@@ -383,7 +383,9 @@ TEST_F(kivplug, says_why_no_object_can_be_made) {
     std::string const advice = "; check darwin/x86/plugin.so and the bindings in plugin.xml there";
     std::pair<std::string, std::string> const broken[] = {
         {"native_create_throwing", start + "the device is busy" + advice},
-        {"native_create_throwing_number", start + "unknown exception" + advice},
+        {"native_create_throwing_number",
+         start + "its create function threw something that is not an exception of the standard "
+                 "library; the plug-in is faulty, report it to its developer"},
         {"native_create_throwing_silently", start + "exception without a text" + advice},
         {"nowhere", start + "couldn't find create function in binary image" + advice},
         {"native_create_nothing",
@@ -403,6 +405,27 @@ TEST_F(kivplug, says_why_no_object_can_be_made) {
                    "a//// makes no objects: nothing serves the flavor '', category 'a' and type "
                    "''; in 'q/plugin.xml', use the flavor native, or c-style with io and read or "
                    "write");
+}
+
+TEST_F(kivplug, advises_by_what_kind_of_failure_it_was) {
+    ASSERT_EQ(files.shell("mkdir p && cp -r '" TEST_PLUGIN_DIR "/native/darwin' p"), 0);
+    describe("p", description("k", "1.0", "Fails", "native_create_failing_reader"));
+    std::pair<std::string, std::string> const failing[] = {
+        {"x",
+         "read of 'x' after 0 bytes failed: result -95 (Operation not supported); the plug-in "
+         "does not support what is in the file; 'out' holds only the first 0 bytes"},
+        {"throw",
+         "read of 'throw' after 0 bytes failed: read threw something that is not an "
+         "exception of the standard library; the plug-in is faulty, report it to its "
+         "developer; 'out' holds only the first 0 bytes"},
+        {"x --mode q",
+         "open of 'x' failed: result -22 (Invalid argument); check the path or "
+         "pattern and the mode, and see any message above"},
+    };
+    for (auto const& [arguments, message] : failing) {
+        expect_refused("read -d p io/read/k/d/1.0 -o out " + arguments,
+                       "io/read/k/d/1.0: " + message);
+    }
 }
 
 TEST_F(kivplug, leaves_the_output_alone_until_the_input_is_open) {

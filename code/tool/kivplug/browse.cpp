@@ -174,8 +174,9 @@ void report_damage(browser& source, place const& where) {
     guarded(where, "get_info", ask, k_advice);
     auto const damage = info.find("damage");
     if (damage != info.end()) {
-        throw failure(quoted(where.path) + " is damaged: " + printable(damage->second) +
-                      "; what is listed is what can be told, get a whole copy for the rest");
+        // Its text alone tells damage from what is beyond a limit of the plug-in.
+        throw failure(quoted(where.path) + " is not listed whole: " + printable(damage->second) +
+                      "; if that is damage, get a whole copy");
     }
 }
 

@@ -129,10 +129,12 @@ std::string host::resolve(std::string const& wanted) const {
 
 void host::creating(std::string const& id, std::function<void()> const& create) const {
     require_sound_image(*loaded, id);
-    if (auto const reason = thrown_by(create); reason) {
+    auto const reason =
+        thrown_by("its create function", create,
+                  "; check darwin/x86/plugin.so and the bindings in plugin.xml there");
+    if (reason) {
         throw failure("no object of " + printable(id) + " can be made from " +
-                      quoted(plugin_directory(*loaded, id)) + ": " + *reason +
-                      "; check darwin/x86/plugin.so and the bindings in plugin.xml there");
+                      quoted(plugin_directory(*loaded, id)) + ": " + *reason);
     }
 }
 
@@ -151,8 +153,9 @@ void host::fail_for_kind(std::string const& id, std::string const& wanted) const
                       " returned null; ask its developer why");
     }
     std::string kind;
-    if (auto const reason = thrown_by([&] { kind = made->kind(); }); reason) {
-        throw failure(printable(id) + ": kind failed: " + *reason + k_report_fault);
+    auto const ask = [&] { kind = made->kind(); };
+    if (auto const reason = thrown_by("kind", ask, k_report_fault); reason) {
+        throw failure(printable(id) + ": kind failed: " + *reason);
     }
     throw failure(printable(id) + " " + fault_of(kind, interface_of(*made), wanted));
 }

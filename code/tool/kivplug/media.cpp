@@ -125,9 +125,8 @@ void copy_frames(frame_reader& file, place const& where, byte_sink& out, std::si
     progress shown(!out.is_terminal());
     for (long long done = 0; done < count; ++done) {
         auto const call = [&] { return file.read_frame(buffer.get(), capacity); };
-        std::string const advice =
-            " after " + std::to_string(done) + " frames; check that it is intact";
-        auto const got = checked(where, "read_frame", call, advice);
+        std::string const state = " after " + std::to_string(done) + " frames";
+        auto const got = checked(where, "read_frame", call, k_advice, state);
         if (got == 0) {
             return;
         }

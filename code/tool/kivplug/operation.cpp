@@ -21,39 +21,53 @@ std::string result_text(long long result) {
     return text;
 }
 
+// What to do about the result, unless the advice of the one who made the call fits it.
+std::string advice_on(long long result, std::string const& operation, std::string const& advice) {
+    if (result == -EOPNOTSUPP) {
+        return "; the plug-in does not support what is in the file";
+    }
+    if (result == -EINVAL && operation == "open") {
+        return "; check the path or pattern and the mode, and see any message above";
+    }
+    return advice;
+}
+
 }  // namespace
 
 std::string place::describe(std::string const& operation) const {
     return printable(id) + ": " + operation + " of " + quoted(path);
 }
 
-std::optional<std::string> thrown_by(std::function<void()> const& call) {
-    std::string reason = "unknown exception";
+std::optional<std::string> thrown_by(std::string const& function, std::function<void()> const& call,
+                                     std::string const& advice) {
     try {
         call();
         return std::nullopt;
     } catch (std::exception const& error) {
         char const* const text = error.what();
-        reason = text != nullptr ? text : "exception without a text";
-    } catch (...) {  // NOLINT(bugprone-empty-catch): what else a plug-in throws has no text
+        return (text != nullptr ? text : "exception without a text") + advice;
+    } catch (...) {
+        return function + " threw something that is not an exception of the standard library" +
+               k_report_fault;
     }
-    return reason;
 }
 
 void guarded(place const& where, std::string const& operation, std::function<void()> const& call,
-             std::string const& advice) {
-    if (auto const reason = thrown_by(call); reason) {
-        throw failure(where.describe(operation) + " failed: " + *reason + advice);
+             std::string const& advice, std::string const& state) {
+    if (auto const reason = thrown_by(operation, call, advice); reason) {
+        throw failure(where.describe(operation) + state + " failed: " + *reason);
     }
 }
 
 long long checked(place const& where, std::string const& operation,
-                  std::function<long long()> const& call, std::string const& advice) {
+                  std::function<long long()> const& call, std::string const& advice,
+                  std::string const& state) {
     long long result = 0;
     auto const keep = [&] { result = call(); };
-    guarded(where, operation, keep, advice);
+    guarded(where, operation, keep, advice, state);
     if (result < 0) {
-        throw failure(where.describe(operation) + " failed: " + result_text(result) + advice);
+        throw failure(where.describe(operation) + state + " failed: " + result_text(result) +
+                      advice_on(result, operation, advice));
     }
     return result;
 }

@@ -23,17 +23,23 @@ struct place {
     std::string describe(std::string const& operation) const;
 };
 
-// Makes a call. The text of what it threw, none when it returned. The text is copied here,
-// while what the caller holds of the plug-in, and with it its code, is still there.
-std::optional<std::string> thrown_by(std::function<void()> const& call);
+// Makes a call of what the message calls `function`. The text of what it threw with the
+// advice behind it, none when it returned; what is not a standard exception is the plug-in's
+// fault, whatever the advice. The text is copied here, while what the caller holds of the
+// plug-in, and with it its code, is still there.
+std::optional<std::string> thrown_by(std::string const& function, std::function<void()> const& call,
+                                     std::string const& advice);
 
-// Makes a call that cannot fail but by throwing. Advice is what the message ends with.
+// Makes a call that cannot fail but by throwing. Advice is what the message ends with; state,
+// what the message says in any case of how far the work had come.
 void guarded(place const& where, std::string const& operation, std::function<void()> const& call,
-             std::string const& advice);
+             std::string const& advice, std::string const& state = "");
 
-// Makes a call and gives its result, which is not negative.
+// Makes a call and gives its result, which is not negative. Results that have one cause
+// only have advice of their own.
 long long checked(place const& where, std::string const& operation,
-                  std::function<long long()> const& call, std::string const& advice);
+                  std::function<long long()> const& call, std::string const& advice,
+                  std::string const& state = "");
 
 // A count that a plug-in reports and that cannot be true must not be believed.
 std::size_t checked_count(place const& where, std::string const& operation, long long count,

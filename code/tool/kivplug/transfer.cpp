@@ -22,6 +22,10 @@ namespace {
 // Moved by one call of a plug-in: the cost of the call vanishes in it.
 constexpr std::size_t k_step = 256 * std::size_t{1024};
 
+// About a writer that failed half-way.
+constexpr char const* k_incomplete = " (now incomplete)";
+constexpr char const* k_write_advice = "; make room or write it again";
+
 // Whether the reader reads the file: it was opened by it, holds it open, or will come to it
 // in its row of files.
 bool is_read_by(kivcore::reader& file, place const& where, file_identity const& output) {
@@ -64,10 +68,9 @@ void copy(kivcore::reader& file, place const& where, byte_sink& out, long long c
     while (count > 0) {
         auto const step = std::min(k_step, static_cast<std::size_t>(count));
         auto const call = [&] { return file.read(buffer.data(), step); };
-        std::string const advice =
-            " after " + std::to_string(out.written()) + " bytes; check that it is intact";
-        std::size_t const got =
-            checked_count(where, "read", checked(where, "read", call, advice), step);
+        std::string const state = " after " + std::to_string(out.written()) + " bytes";
+        auto const result = checked(where, "read", call, "; check that it is intact", state);
+        std::size_t const got = checked_count(where, "read", result, step);
         if (got == 0) {
             return;
         }
@@ -79,14 +82,13 @@ void copy(kivcore::reader& file, place const& where, byte_sink& out, long long c
 
 // A writer may take less than it is given, but not nothing: that would never end.
 void write_all(kivcore::writer& file, place const& where, char const* bytes, std::size_t count) {
-    std::string const advice =
-        "; " + quoted(where.path) + " is incomplete, make room or write it again";
     while (count > 0) {
         auto const call = [&] { return file.write(bytes, count); };
-        std::size_t const done =
-            checked_count(where, "write", checked(where, "write", call, advice), count);
+        auto const result = checked(where, "write", call, k_write_advice, k_incomplete);
+        std::size_t const done = checked_count(where, "write", result, count);
         if (done == 0) {
-            throw failure(where.describe("write") + " failed: result 0" + advice);
+            throw failure(where.describe("write") + k_incomplete + " failed: result 0" +
+                          k_write_advice);
         }
         bytes += done;
         count -= done;
@@ -170,8 +172,7 @@ void write(host const& from, byte_sink& standard_output, write_options const& op
                 quoted(options.mode));
     copy(in, *file, where);
     auto const close = [&] { return file->close(); };
-    checked(where, "close", close,
-            "; " + quoted(options.path) + " is incomplete, make room or write it again");
+    checked(where, "close", close, k_write_advice, k_incomplete);
 }
 
 }  // namespace kivplug

@@ -1,7 +1,9 @@
 // Create functions: one that makes a reader of a fixed text, one that makes the same under
-// another name, ones that make a monitor and a browser, one that makes nothing and some that throw.
+// another name, one that makes a reader that fails, ones that make a monitor and a browser, one
+// that makes nothing and some that throw.
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <stdexcept>
 
@@ -38,6 +40,21 @@ class text_reader : public kivcore::reader {
 class false_writer final : public text_reader {
   public:
     std::string kind() override { return k_kind_writer; }
+};
+
+// Opens nothing but to be read, and then does not support the path, or throws a number.
+class failing_reader final : public text_reader {
+  public:
+    int open(std::string const& path, std::string const& mode) override {
+        throws = path == "throw";
+        return mode == "r" ? 0 : -EINVAL;
+    }
+    long long read(void* /*buffer*/, unsigned long long /*count*/) override {
+        return throws ? throw 1 : -EOPNOTSUPP;
+    }
+
+  private:
+    bool throws = false;
 };
 
 // Reports a line for the log, and its end.
@@ -91,6 +108,10 @@ EXPORTED kivcore::plugin* native_create_throwing() {
 
 EXPORTED kivcore::plugin* native_create_false_writer() {
     return new false_writer;
+}
+
+EXPORTED kivcore::plugin* native_create_failing_reader() {
+    return new failing_reader;
 }
 
 EXPORTED kivcore::plugin* native_create_throwing_silently() {
