@@ -252,9 +252,21 @@ TEST_F(sound_plugin, gives_all_of_an_mp3_file_with_and_without_a_length) {
         SCOPED_TRACE(mode);
         std::string content = support::read_file(make(k_mp3, 1, samples, mode));
         open_bytes(content);
-        EXPECT_EQ(take_frames().size() / sizeof(float), k_samples);
+        std::string const exact = take_frames();
+        EXPECT_EQ(exact.size() / sizeof(float), k_samples);
+        expect_frames_by_seeking(exact);
         reader->close();
         std::size_t const mark = content.find(mode == SF_BITRATE_MODE_CONSTANT ? "Info" : "Xing");
+        for (auto const& frames : {"\0\0\0\x1e"s, "\xff\xff\xff\xff"s}) {
+            open_bytes(std::string(content).replace(mark + 8, 4, frames));
+            long long const size = reader->size();
+            std::string const all = take_frames();
+            EXPECT_EQ(size, all.size());
+            EXPECT_GE(all.size() / sizeof(float), k_samples);
+            EXPECT_LT(all.size() / sizeof(float), k_samples + 2 * k_blank);
+            expect_frames_by_seeking(all);
+            reader->close();
+        }
         open_bytes(content.replace(mark, 4, 4, '\0'));
         std::string const all = take_frames();
         EXPECT_GT(all.size() / sizeof(float), k_samples + k_blank);

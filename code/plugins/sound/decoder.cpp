@@ -89,11 +89,17 @@ unsigned int decoder::container() const {
 }
 
 long long decoder::samples() {
-    if (!is_counted) {
+    if (is_counted) {
+        return sample_count;
+    }
+    long long const count = stream ? stream->count() : -1;
+    if (count >= 0) {
+        sample_count = std::max(sample_count, count);
+    } else {
         skip_to(LLONG_MAX);
         is_cut = is_cut || !is_counted;  // the file is not what it was
-        is_counted = true;
     }
+    is_counted = true;
     return sample_count;
 }
 
@@ -118,10 +124,12 @@ long long decoder::load(long long wanted) {
 
 // From the file's start: also the way out of failures that a source does not recover
 // from. Others may have written to the file since; the buffers are made for what it was.
+// libsndfile is not asked again about MPEG audio: it prints a warning each time.
 bool decoder::restart() {
     next = -1;
     stream.reset();  // before another one moves the descriptor
-    stream = open_source(file.get());
+    bool const is_mpeg = (facts.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_MPEG;
+    stream = is_mpeg ? open_mpeg_source(file.get(), facts.format) : open_source(file.get());
     if (!stream) {
         return false;
     }

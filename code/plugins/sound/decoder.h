@@ -41,7 +41,8 @@ class decoder {
     unsigned int bits_per_sample() const { return facts.is_float ? 32 : 16; }
 
     // Of one channel, and from what the file says. When that is nothing, or cannot be true, the
-    // samples that can be decoded, which the first call counts by decoding them all.
+    // samples that can be decoded, which the first call counts: where the source cannot do
+    // that, by decoding them all.
     long long samples();
 
     // The same as far as it is known: no more than were decoded, until they are counted.

@@ -22,15 +22,19 @@ using mpeg_handle = std::unique_ptr<mpg123_handle, delete_mpeg>;
 // libmpg123 seeks as well, but not to the same samples: a frame depends on many before it.
 class mpeg_source final : public source {
   public:
-    mpeg_source(mpeg_handle opened, properties const& facts) noexcept
-        : source(facts), stream(std::move(opened)) {}
+    mpeg_source(mpeg_handle opened, int read_from, properties const& facts) noexcept
+        : source(facts), stream(std::move(opened)), descriptor(read_from) {}
 
     long long read(void* target, long long count) override;
-    bool failed() const override { return result != MPG123_OK && result != MPG123_DONE; }
+    bool failed() const override {
+        return result != MPG123_OK && result != MPG123_DONE && result != MPG123_NEW_FORMAT;
+    }
     bool seek(long long) override { return false; }
+    long long count() override;
 
   private:
     mpeg_handle stream;
+    int descriptor;
     int result = MPG123_OK;
 };
 
@@ -42,34 +46,56 @@ long long mpeg_source::read(void* target, long long count) {
     return static_cast<long long>(done / each);
 }
 
-// Floats at the stream's own rate, without what the encoder put before and after the sound, up
-// to where the first format ends.
+// Floats at the stream's own rate, without what the encoder put before and after the sound.
+// MPG123_NO_FRANKENSTEIN would end the sound where a header's count of frames does.
 bool set_up(mpg123_handle* stream) {
-    long const flags = MPG123_FORCE_FLOAT | MPG123_GAPLESS | MPG123_NO_FRANKENSTEIN | MPG123_QUIET;
+    long const flags = MPG123_FORCE_FLOAT | MPG123_GAPLESS | MPG123_QUIET;
     return mpg123_param(stream, MPG123_REMOVE_FLAGS, MPG123_AUTO_RESAMPLE, 0) == MPG123_OK &&
            mpg123_param(stream, MPG123_ADD_FLAGS, flags, 0) == MPG123_OK;
 }
 
-}  // namespace
-
-std::unique_ptr<source> open_mpeg_source(int descriptor, int format) {
+// From the file's start; null on failure.
+mpeg_handle open_handle(int descriptor, properties& facts) {
     mpeg_handle stream(mpg123_new(nullptr, nullptr));
     if (!stream || !set_up(stream.get()) || lseek(descriptor, 0, SEEK_SET) < 0 ||
         mpg123_open_fd(stream.get(), descriptor) != MPG123_OK) {
         return nullptr;
     }
     long rate = 0;
-    int channels = 0;
     int encoding = 0;
-    if (mpg123_getformat(stream.get(), &rate, &channels, &encoding) != MPG123_OK ||
+    if (mpg123_getformat(stream.get(), &rate, &facts.channels, &encoding) != MPG123_OK ||
         encoding != MPG123_ENC_FLOAT_32) {
         return nullptr;
     }
-    // Without a file size the length is the header's, and not an estimate.
-    mpg123_set_filesize(stream.get(), -1);
-    properties const facts = {
-        format, channels, static_cast<int>(rate), true, mpg123_length(stream.get()), false};
-    return std::unique_ptr<source>(new (std::nothrow) mpeg_source(std::move(stream), facts));
+    facts.sample_rate = static_cast<int>(rate);
+    return stream;
+}
+
+// By a handle of its own, as the position of this one has to stay. mpg123_scan would count past
+// a change of format, and give up on gapless sound where the header counts too many frames.
+long long mpeg_source::count() {
+    off_t const position = lseek(descriptor, 0, SEEK_CUR);
+    properties ignored = {};
+    mpeg_handle const counted = open_handle(descriptor, ignored);
+    int state = counted ? MPG123_OK : MPG123_ERR;
+    while (state == MPG123_OK) {
+        state = mpg123_framebyframe_next(counted.get());
+    }
+    long long const samples = state == MPG123_DONE ? mpg123_tell(counted.get()) : -1;
+    return lseek(descriptor, position, SEEK_SET) == position ? samples : -1;
+}
+
+}  // namespace
+
+// A header's count of frames is no length: what was appended to the file is not in it.
+std::unique_ptr<source> open_mpeg_source(int descriptor, int format) {
+    properties facts = {format, 0, 0, true, -1, false};
+    mpeg_handle stream = open_handle(descriptor, facts);
+    if (!stream) {
+        return nullptr;
+    }
+    return std::unique_ptr<source>(new (std::nothrow)
+                                       mpeg_source(std::move(stream), descriptor, facts));
 }
 
 }  // namespace sound

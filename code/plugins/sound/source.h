@@ -40,6 +40,10 @@ class source {
     // give. False on failure; the source is then nowhere.
     virtual bool seek(long long sample) = 0;
 
+    // The samples of one channel, for a file that does not have the number: counted without
+    // decoding them. Negative where that cannot be done. Where read() goes on stays as it is.
+    virtual long long count() { return -1; }
+
   protected:
     explicit source(properties const& facts) noexcept : found(facts) {}
 
