@@ -40,8 +40,8 @@ struct reader_base::parse_state {
                                   void* locator) noexcept;
     void keep(char const* msg, xmlParserSeverities severity);
 
-    // Has the next advance raise the message that `make` sets. For callbacks, which C code
-    // calls: no exception may cross it. When memory runs out, the message there is stays.
+    // Lets the next advance raise the message that `make` sets. Callbacks use this: their caller
+    // is C code, which no exception may cross. If memory runs out, the message stays as it was.
     template <typename maker>
     void fail(maker const& make) noexcept {
         parser_error = 1;
@@ -258,8 +258,7 @@ bool reader_base::parse_state::awaits_end_of_comment() {
     return parsed < comment_end && given <= comment_end + document.longest_piece;
 }
 
-// Asked after each advance. Behind the document type, which comes before all elements, it does
-// nothing.
+// Asked after each advance, up to the first element: the document type comes before it.
 void reader_base::parse_state::bound_document_type() {
     if (parser == nullptr || !in_prolog) {
         return;

@@ -58,8 +58,8 @@ class KIVSYS_API reader_base {
         // one go, in a time that can grow with the square of its length. This does not bound
         // texts, nor comments of documents in UTF-8.
         std::size_t longest_piece;
-        // The most attributes that the document type may declare. The XML library looks at all
-        // of an element's for each such element.
+        // The most attributes that the document type may declare. For each element, the XML
+        // library looks at all that are declared for it.
         std::size_t most_declared_attributes;
     };
 
