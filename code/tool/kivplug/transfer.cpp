@@ -81,17 +81,17 @@ void copy(kivcore::reader& file, place const& where, byte_sink& out, long long c
 }
 
 // A writer may take less than it is given, but not nothing: that would never end.
-void write_all(kivcore::writer& file, place const& where, char const* bytes, std::size_t count) {
-    while (count > 0) {
-        auto const call = [&] { return file.write(bytes, count); };
+void write_all(kivcore::writer& file, place const& where, char const* bytes, std::size_t size) {
+    while (size > 0) {
+        auto const call = [&] { return file.write(bytes, size); };
         auto const result = checked(where, "write", call, k_write_advice, k_incomplete);
-        std::size_t const done = checked_count(where, "write", result, count);
+        std::size_t const done = checked_count(where, "write", result, size);
         if (done == 0) {
             throw failure(where.describe("write") + k_incomplete + " failed: result 0" +
                           k_write_advice);
         }
         bytes += done;
-        count -= done;
+        size -= done;
     }
 }
 
