@@ -19,10 +19,11 @@ static_assert(!std::is_copy_assignable_v<property> && std::is_copy_assignable_v<
 static_assert(!std::is_copy_assignable_v<kivcore::plugins::info> &&
               std::is_copy_assignable_v<kivcore::__info>);
 
-[[maybe_unused]] bool compare(property const& any, property_int const& one,
-                              property_real const& real, property_string const& text) {
-    return one == one || one == real || real == one || any == any || any == one || one == any ||
-           text == one || !(text == text) || one < real || any < one || text >= text;
+[[maybe_unused]] bool compare(property const& any, property const& other, property_int const& one,
+                              property_real const& real, property_string const& text,
+                              property_string const& name) {
+    return any == other || any == one || one == any || one == real || real == one || text == one ||
+           text == name || !(text == name) || one < real || any < one || text >= name;
 }
 
 template <typename A, typename B>
