@@ -1,3 +1,4 @@
+#include <iconv.h>
 #include <sys/stat.h>
 
 #include <gtest/gtest.h>
@@ -143,12 +144,24 @@ std::string attribute(int i) {
     return " a" + std::to_string(i) + "=''";
 }
 
-std::string in_utf16(std::string const& ascii) {
-    std::string wide = "\xff\xfe";
-    for (char const c : ascii) {
-        wide += {c, '\0'};
-    }
-    return wide;
+std::string encoded(char const* encoding, std::string text) {
+    iconv_t const converter = iconv_open(encoding, "UTF-8");
+    std::string out(text.size() * 4, '\0');
+    char* from = text.data();
+    char* to = out.data();
+    std::size_t left = text.size();
+    std::size_t room = out.size();
+    iconv(converter, &from, &left, &to, &room);
+    iconv(converter, nullptr, nullptr, &to, &room);
+    iconv_close(converter);
+    out.resize(out.size() - room);
+    return out;
+}
+
+// As the declaration says that it is.
+std::string declared(std::string const& encoding, std::string const& xml) {
+    return encoded(encoding.c_str(),
+                   "<?xml version='1.0' encoding = '" + encoding + "' standalone='yes'?>" + xml);
 }
 
 TEST_F(discovery, what_would_take_long_or_much_memory_is_refused_by_its_bound) {
@@ -156,11 +169,20 @@ TEST_F(discovery, what_would_take_long_or_much_memory_is_refused_by_its_bound) {
     auto const subset = [](std::string const& markup) {
         return "<!DOCTYPE a [<!-- -->" + markup + "]>" + reader_element("k");
     };
-    auto const declared = [](int i) { return "<!ATTLIST a a" + std::to_string(i) + " CDATA ''>"; };
+    auto const attlist = [](int i) { return "<!ATTLIST a a" + std::to_string(i) + " CDATA ''>"; };
+    auto const doubled = [](int i) {
+        std::string const half = "&#37;e" + std::to_string(i) + ";";
+        return "<!ENTITY % e" + std::to_string(i + 1) + " '" + half + half + "'>";
+    };
+    std::string const entity = "<!ENTITY e '" + std::string(20000, 'e') + "'>";
+    std::string const expanded =
+        "<!DOCTYPE a [" + entity + "]><a b='" + row(300, [](int) { return "&e;"; }) + "'/>";
     std::string const piece =
         "line 1: a tag, section, internal subset or processing instruction is longer than 32768 "
         "bytes";
     std::string const around = "an element and those around it have more than 1024 attributes";
+    std::string const entities =
+        "the entities of the document take more than 4194304 bytes where it refers to them";
     std::string const ids =
         "the description has more than 100000 ids, or more than 8388608 bytes "
         "of them";
@@ -169,18 +191,39 @@ TEST_F(discovery, what_would_take_long_or_much_memory_is_refused_by_its_bound) {
          "the description \"" + files.path("hostile/plugin.xml") +
              "\" is larger than 16777216 bytes, the most that is read"},
         {"attributes", tag(100000), piece},
-        {"attributes in UTF-16", in_utf16(tag(100000)), piece},
-        {"attributes in ISO-8859-1", "<?xml version='1.0' encoding='ISO-8859-1'?>" + tag(100000),
-         piece},
-        {"declared attributes", subset(row(40000, declared)), piece},
+        {"attributes in UTF-16", encoded("UTF-16", tag(100000)), piece},
+        {"attributes in ISO-8859-1", declared("ISO-8859-1", tag(100000)), piece},
+        {"declared attributes", subset(row(40000, attlist)), piece},
         {"attributes of one element", tag(2000), around},
         {"attributes around an element",
          row(200, [](int i) { return "<a" + row(10, attribute) + ">" + (i == 199 ? "<b/>" : ""); }),
          around},
         {"attributes of all elements", "<a>" + row(1000, [&](int) { return tag(501); }) + "</a>",
-         "the description has more than 500000 attributes"},
-        {"attributes of a type", subset(row(65, declared)),
+         "the document has more than 500000 attributes"},
+        {"attributes of a type", subset(row(65, attlist)),
          "the document type declares more than 64 attributes"},
+        {"references to ids",
+         "<!DOCTYPE a [<!ATTLIST a r IDREF #IMPLIED>]><a>" +
+             row(5001, [](int) { return "<a r='i'/>"; }) + "</a>",
+         "the document has more than 5000 attributes, the most where some refer to ids"},
+        {"a long entity", expanded, entities},
+        {"a long entity in UTF-7",
+         "<?xml version='1.0' encoding='UTF-7'?>" + encoded("UTF-7", expanded), entities},
+        {"a long entity in EBCDIC", declared("IBM037", expanded), entities},
+        {"entities within entities",
+         "<!DOCTYPE a [" + entity + "<!ENTITY f '" + row(300, [](int) { return "&e;"; }) +
+             "'>]><a b='&f;'/>",
+         entities},
+        {"many short entities",
+         "<!DOCTYPE a [<!ENTITY e ''>]><a>" + row(150000, [](int) { return "&e;"; }) + "</a>",
+         entities},
+        {"an entity that is spelled", subset(entity + "<!ENTITY f '&#38;e;'>") + "&f;",
+         "an entity spells a reference with \"&#38;\": write \"&\""},
+        {"parameter entities", subset("<!ENTITY % e0 ''>" + row(40, doubled) + "%e40;"),
+         "a document type with parameter entities allows 4 references to them, and 8 to others: "
+         "the document has more"},
+        {"what its encoding does not have", declared("Shift_JIS", "<a/>") + "\xff",
+         "byte 65 of the document is not valid in its encoding, Shift_JIS"},
         {"keys", reader_element(row(100000, [](int) { return "|"; })), ids},
         {"long keys", reader_element("|" + std::string(9 << 20, 'k')), ids},
     };
@@ -199,7 +242,11 @@ TEST_F(discovery, what_is_only_large_loads) {
         {"attributes side by side",
          "<a><b" + row(1000, attribute) + "/><c><d" + row(30, attribute) + "/></c></a>"},
         {"a text", "<a>" + filler + "</a>"},
-        {"a text in UTF-16", in_utf16("<a>" + filler + "</a>")},
+        {"a text in UTF-16", encoded("UTF-16", "<a>" + filler + "</a>")},
+        {"a comment in UTF-16", encoded("UTF-16", "<a><!--" + filler + "--></a>")},
+        {"entities", "<!DOCTYPE a [<!ENTITY m 'maker'><!ENTITY a 'AT&#38;#38;T &m;'>]><a>" +
+                         row(20000, [](int) { return "&a;"; }) + "</a>"},
+        {"parameter entities", "<!DOCTYPE a [<!ENTITY % m '<!ENTITY n \"n\">'>%m;]><a b='&n;'/>"},
         {"keys", reader_element(keys)},
         {"plug-ins",
          "<a>" + row(2000, [](int i) { return reader_element(std::to_string(i)); }) + "</a>"},
@@ -214,6 +261,17 @@ TEST_F(discovery, what_is_only_large_loads) {
         EXPECT_TRUE(load("large")) << "a comment of " << length << ": " << err;
     }
     EXPECT_EQ(plugins.find_plugins(".*").size(), 20001U + 2000U);
+}
+
+TEST_F(discovery, a_description_may_be_in_any_encoding) {
+    for (char const* encoding : {"utf-8", "UTF-16LE", "UTF-16BE", "UCS-4LE", "Shift_JIS",
+                                 "ISO-2022-JP", "windows-1252", "US-ASCII", "IBM037", "IBM500"}) {
+        describe("encoded", declared(encoding, reader_element(encoding)));
+        EXPECT_TRUE(load("encoded")) << encoding << ": " << err;
+        EXPECT_FALSE(plugins.describe_plugin(id_of(encoding)) == nullptr) << encoding;
+    }
+    describe("encoded", "\xef\xbb\xbf" + declared("UTF-8", reader_element("marked")));
+    EXPECT_TRUE(load("encoded")) << err;
 }
 
 TEST_F(discovery, only_what_may_be_a_plugin_directory_is_looked_at) {

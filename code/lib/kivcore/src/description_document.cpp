@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <numeric>
 
 #include <morbase/es.h>
 #include <morbase/text.h>
@@ -20,10 +19,6 @@ namespace {
 constexpr char const* k_source = "code/lib/kivcore/src/plugins";
 
 constexpr std::size_t k_most_bytes = 16U << 20U;
-constexpr std::size_t k_longest_piece = 32U << 10U;
-constexpr std::size_t k_most_declared_attributes = 64;
-constexpr std::size_t k_most_attributes_around = 1024;
-constexpr std::size_t k_most_attributes = 500000;
 constexpr std::size_t k_most_ids = 100000;
 constexpr std::size_t k_most_bytes_of_ids = 8U << 20U;
 
@@ -94,43 +89,7 @@ std::string text_of_file(std::string const& path) {
 }  // namespace
 
 description_document::description_document(std::string const& path, std::string const& schema)
-    : reader({path, text_of_file(path), k_longest_piece, k_most_declared_attributes}, schema) {}
-
-bool description_document::read() {
-    bool const there = reader::read();
-    if (there && get_type() == k_node_element) {
-        count_attributes();
-    }
-    return there;
-}
-
-// Node by node: what is passed over counts as well.
-bool description_document::skip() {
-    int const depth = get_depth();
-    if (get_type() == k_node_element && !is_empty()) {
-        while (read() && get_depth() > depth) {
-        }
-    }
-    return read();
-}
-
-// The XML library looks at every attribute of an element for each of them, and at every
-// namespace around an element for each name with a prefix.
-void description_document::count_attributes() {
-    auto const count = static_cast<std::size_t>(std::max(get_attribute_count(), 0));
-    around.resize(static_cast<std::size_t>(get_depth()) + 1);
-    around.back() = count;
-    attributes += count;
-    if (std::accumulate(around.begin(), around.end(), std::size_t{0}) > k_most_attributes_around) {
-        refuse(morbase::string_with_format(
-            "an element and those around it have more than %zu attributes",
-            k_most_attributes_around));
-    }
-    if (attributes > k_most_attributes) {
-        refuse(morbase::string_with_format("the description has more than %zu attributes",
-                                           k_most_attributes));
-    }
-}
+    : reader({path, text_of_file(path)}, schema) {}
 
 void description_document::count_ids(plugins::info const& description) {
     std::string const keys = value_of(description, "interface.key");

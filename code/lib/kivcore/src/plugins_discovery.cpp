@@ -9,6 +9,7 @@
 #include <kivcore/factory.h>
 #include <kivcore/loader.h>
 #include <kivcore/plugins.h>
+#include <kivsys/host_errors_aside.h>
 #include <morbase/es.h>
 #include <morbase/path.h>
 
@@ -51,6 +52,7 @@ morbase::ptr_refcount<plugins::info> read_description(description_document& docu
 // Registers every plug-in that a directory's description tells of. False when an
 // element has no name to go by.
 bool load_description(plugins& registry, std::string const& dir, std::string const& schema) {
+    kivsys::xml::host_errors_aside const aside;
     description_document document(dir + "/plugin.xml", schema);
     morbase::ptr_refcount<loader> const image(new loader(dir + "/darwin/x86/plugin.so"));
 

@@ -17,24 +17,23 @@
 #include <morbase/es.h>
 #include <morbase/text.h>
 
+#include "bounded_document.h"
+#include "kivsys/host_errors_aside.h"
+#include "last_error.h"
+#include "utf8_text.h"
+
 namespace kivsys::xml {
 
 struct reader_base::parse_state {
     int parser_error = 0;
     std::string message;
 
-    memory_document document{};
-    std::size_t given = 0;             // bytes of it that the XML library was given
-    std::size_t given_here = 0;        // how many of them when it came to `place`
-    std::pair<int, int> place;         // the line and column up to which it has parsed
-    std::size_t comment_end = 0;       // of the last long comment
-    _xmlTextReader* parser = nullptr;  // null until it is made
-    bool in_prolog = true;             // no element came yet
+    std::string text{};                         // of a document in memory
+    std::optional<bounded_document> bounded{};  // the same, where it is not small
+    _xmlTextReader* parser = nullptr;           // null until it is made
 
+    void watch_bounds();
     static int give_bytes(void* self, char* target, int capacity) noexcept;
-    bool awaits_too_long_a_piece();
-    bool awaits_end_of_comment();
-    void bound_document_type();
 
     static void parser_error_func(void* self, char const* msg, xmlParserSeverities severity,
                                   void* locator) noexcept;
@@ -120,57 +119,6 @@ void prepare_xml_library() {
     static_cast<void>(prepared);
 }
 
-// The calling thread's last error in the XML library, which is the host's: set aside while
-// this lives. A call of the XML library then leaves an error of its own or none.
-class last_error_aside {
-  public:
-    last_error_aside() noexcept
-        // Later releases of the XML library give the thread's own error as a constant.
-        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast)
-        : last(const_cast<xmlError*>(xmlGetLastError())) {
-        if (last != nullptr) {
-            saved = std::exchange(*last, xmlError{});
-        }
-    }
-    ~last_error_aside() {
-        xmlResetLastError();
-        if (saved) {
-            *last = *saved;
-        }
-    }
-
-    last_error_aside(last_error_aside const&) = delete;
-    last_error_aside& operator=(last_error_aside const&) = delete;
-
-  private:
-    xmlError* last;  // the thread's own; null while it has no error
-    std::optional<xmlError> saved;
-};
-
-// The calling thread's handler of structured errors, which is the host's: set aside while
-// this lives. The XML library would report to it and not to the reader.
-class error_handler_aside {
-  public:
-    error_handler_aside() noexcept : handler(xmlStructuredError) {
-        if (handler != nullptr) {  // rarely: each question about a thread's state takes time
-            context = xmlStructuredErrorContext;
-            xmlSetStructuredErrorFunc(nullptr, nullptr);
-        }
-    }
-    ~error_handler_aside() {
-        if (handler != nullptr) {
-            xmlSetStructuredErrorFunc(context, handler);
-        }
-    }
-
-    error_handler_aside(error_handler_aside const&) = delete;
-    error_handler_aside& operator=(error_handler_aside const&) = delete;
-
-  private:
-    xmlStructuredErrorFunc handler;
-    void* context = nullptr;
-};
-
 xmlChar const* as_xml(char const* text) {
     return reinterpret_cast<xmlChar const*>(text);
 }
@@ -216,71 +164,17 @@ void reader_base::close_document::operator()(_xmlTextReader* open) const noexcep
     xmlFreeTextReader(open);
 }
 
-// Gives the XML library the document's next bytes. It asks for more while it cannot parse the
-// ones that it has.
 int reader_base::parse_state::give_bytes(void* self, char* target, int capacity) noexcept {
     auto* const state = static_cast<parse_state*>(self);
-    if (state->awaits_too_long_a_piece()) {
-        state->fail([=] {
-            state->message = morbase::string_with_format(
-                "line %d: a tag, section, internal subset or processing instruction is longer "
-                "than %zu bytes",
-                xmlTextReaderGetParserLineNumber(state->parser), state->document.longest_piece);
-        });
-        return -1;
-    }
-    std::size_t const count =
-        state->document.text.copy(target, static_cast<std::size_t>(capacity), state->given);
-    state->given += count;
-    return static_cast<int>(count);
+    return state->bounded->give(state->parser, target, capacity);
 }
 
-bool reader_base::parse_state::awaits_too_long_a_piece() {
-    std::pair<int, int> const now(xmlTextReaderGetParserLineNumber(parser),
-                                  xmlTextReaderGetParserColumnNumber(parser));
-    if (place != now) {
-        place = now;
-        given_here = given;
-    }
-    return given - given_here > document.longest_piece && !awaits_end_of_comment();
-}
-
-// A comment is parsed in one go as well, in a time that grows with its length alone. Where one
-// begins is known if the XML library takes the bytes as they are.
-bool reader_base::parse_state::awaits_end_of_comment() {
-    std::string_view const text(document.text);
-    auto const* const encoding = reinterpret_cast<char const*>(xmlTextReaderConstEncoding(parser));
-    bool const is_wide = text.size() > 1 && text[1] == '\0';
-    if (is_wide || (encoding != nullptr && strcasecmp(encoding, "UTF-8") != 0)) {
-        return false;
-    }
-    auto const parsed = static_cast<std::size_t>(xmlTextReaderByteConsumed(parser));
-    if (comment_end <= parsed && parsed < given && text.substr(parsed, 4) == "<!--") {
-        comment_end = std::min(text.find("-->", parsed), text.size());
-    }
-    return parsed < comment_end && given <= comment_end + document.longest_piece;
-}
-
-// Asked after each advance, up to the first element: the document type comes before it.
-void reader_base::parse_state::bound_document_type() {
-    if (parser == nullptr || !in_prolog) {
-        return;
-    }
-    xmlNode const* const node = xmlTextReaderCurrentNode(parser);
-    in_prolog = node != nullptr && node->type != XML_ELEMENT_NODE;
-    if (!in_prolog || node->type != XML_DTD_NODE) {
-        return;
-    }
-    std::size_t count = 0;
-    for (xmlNode const* child = node->children; child != nullptr; child = child->next) {
-        count += child->type == XML_ATTRIBUTE_DECL ? 1 : 0;
-    }
-    if (count > document.most_declared_attributes) {
-        fail([=] {
-            message =
-                morbase::string_with_format("the document type declares more than %zu attributes",
-                                            document.most_declared_attributes);
-        });
+// Lets the next advance raise what the last one was beyond.
+void reader_base::parse_state::watch_bounds() {
+    std::string reason = bounded->exceeded(parser);
+    if (!reason.empty()) {
+        parser_error = 1;
+        message = std::move(reason);
     }
 }
 
@@ -326,14 +220,22 @@ reader_base::reader_base(std::string const& path, std::string const& schema) : r
 
 reader_base::reader_base(memory_document whole, std::string const& schema)
     : state(std::make_unique<parse_state>()) {
-    state->document = std::move(whole);
-    std::string const& path = state->document.path;
+    char const* const path = whole.path.c_str();
+    std::string& text = state->text;
+    text = utf8_text(std::move(whole.text));
     prepare_xml_library();
     last_error_aside const aside;
-    open(xmlReaderForIO(parse_state::give_bytes, nullptr, state.get(), path.c_str(), nullptr,
-                        XML_PARSE_NONET),
-         path);
-    state->parser = document.get();
+    if (bounded_document::needs_no_bounds(text)) {
+        open(xmlReaderForMemory(text.data(), static_cast<int>(text.size()), path, nullptr,
+                                XML_PARSE_NONET),
+             whole.path);
+    } else {
+        state->bounded.emplace(text);
+        open(xmlReaderForIO(parse_state::give_bytes, nullptr, state.get(), path, nullptr,
+                            XML_PARSE_NONET),
+             whole.path);
+        state->parser = document.get();
+    }
     require_extension(schema);
 }
 
@@ -394,7 +296,17 @@ bool reader_base::read() {
 }
 
 bool reader_base::skip() {
-    return advance(xmlTextReaderNext);
+    if (!state->bounded) {
+        return advance(xmlTextReaderNext);
+    }
+    // Node by node: what is passed over counts as well.
+    int const depth = xmlTextReaderDepth(document.get());
+    if (xmlTextReaderNodeType(document.get()) == k_node_element &&
+        xmlTextReaderIsEmptyElement(document.get()) == 0) {
+        while (advance(xmlTextReaderRead) && xmlTextReaderDepth(document.get()) > depth) {
+        }
+    }
+    return advance(xmlTextReaderRead);
 }
 
 bool reader_base::advance(int (*step)(_xmlTextReader*)) {
@@ -402,10 +314,11 @@ bool reader_base::advance(int (*step)(_xmlTextReader*)) {
     if (!document) {
         return false;
     }
-    last_error_aside const error;
-    error_handler_aside const handler;
+    host_errors_aside const aside;
     last_step = step(document.get());
-    state->bound_document_type();
+    if (state->bounded) {
+        state->watch_bounds();
+    }
     return last_step == 1;
 }
 

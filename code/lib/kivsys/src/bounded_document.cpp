@@ -1,0 +1,128 @@
+#include "bounded_document.h"
+
+#include <algorithm>
+#include <cstring>
+#include <numeric>
+
+#include <libxml/tree.h>
+#include <libxml/xmlreader.h>
+
+#include <morbase/text.h>
+
+#include "entity_bounds.h"
+
+namespace kivsys::xml {
+
+namespace {
+
+// The XML library parses each piece in one go, in a time that can grow with the square of its
+// length.
+constexpr std::size_t k_longest_piece = 32U << 10U;
+
+// For each element, it looks at all attributes that are declared for it.
+constexpr std::size_t k_most_declared_attributes = 64;
+
+// It looks at every attribute of an element for each of them, and at every namespace around an
+// element for each name with a prefix; at every earlier one, where they refer to ids.
+constexpr std::size_t k_most_attributes_around = 1024;
+constexpr std::size_t k_most_attributes = 500000;
+constexpr std::size_t k_most_attributes_with_references = 5000;
+
+// With a byte for its name, "=", two quotes and a blank, no attribute takes less than five.
+constexpr std::size_t k_small_document = k_most_attributes_around * 4;
+
+bool declares_type(std::string const& text) {
+    return memmem(text.data(), text.size(), "<!DOCTYPE", 9) != nullptr;
+}
+
+}  // namespace
+
+bool bounded_document::needs_no_bounds(std::string const& text) noexcept {
+    return text.size() <= k_small_document && !declares_type(text);
+}
+
+bounded_document::bounded_document(std::string const& text)
+    : whole(text), most_attributes(k_most_attributes) {
+    bound_entities(whole);
+}
+
+int bounded_document::give(_xmlTextReader* parser, char* target, int capacity) noexcept {
+    std::pair<int, int> const now(xmlTextReaderGetParserLineNumber(parser),
+                                  xmlTextReaderGetParserColumnNumber(parser));
+    if (place != now) {
+        place = now;
+        given_here = given;
+    }
+    if (given - given_here > k_longest_piece && !awaits_end_of_comment(parser)) {
+        is_piece_too_long = true;
+        return -1;
+    }
+    std::size_t const count = whole.copy(target, static_cast<std::size_t>(capacity), given);
+    given += count;
+    return static_cast<int>(count);
+}
+
+// A comment is parsed in one go as well, in a time that grows with its length alone.
+bool bounded_document::awaits_end_of_comment(_xmlTextReader* parser) noexcept {
+    auto const parsed = static_cast<std::size_t>(xmlTextReaderByteConsumed(parser));
+    if (comment_end <= parsed && parsed < given && whole.compare(parsed, 4, "<!--") == 0) {
+        comment_end = std::min(whole.find("-->", parsed), whole.size());
+    }
+    return parsed < comment_end && given <= comment_end + k_longest_piece;
+}
+
+std::string bounded_document::exceeded(_xmlTextReader* parser) {
+    if (is_piece_too_long) {
+        return morbase::string_with_format(
+            "line %d: a tag, section, internal subset or processing instruction is longer than "
+            "%zu bytes",
+            place.first, k_longest_piece);
+    }
+    switch (xmlTextReaderNodeType(parser)) {
+        case XML_READER_TYPE_DOCUMENT_TYPE:
+            return exceeded_by_type(parser);
+        case XML_READER_TYPE_ELEMENT:
+            return exceeded_by_attributes(parser);
+        default:
+            return {};
+    }
+}
+
+std::string bounded_document::exceeded_by_type(_xmlTextReader* parser) {
+    std::size_t count = 0;
+    xmlNode const* const type = xmlTextReaderCurrentNode(parser);
+    for (xmlNode const* child = type->children; child != nullptr; child = child->next) {
+        if (child->type == XML_ATTRIBUTE_DECL) {
+            auto const kind = reinterpret_cast<xmlAttribute const*>(child)->atype;
+            if (kind == XML_ATTRIBUTE_IDREF || kind == XML_ATTRIBUTE_IDREFS) {
+                most_attributes = k_most_attributes_with_references;
+            }
+            ++count;
+        }
+    }
+    if (count > k_most_declared_attributes) {
+        return morbase::string_with_format("the document type declares more than %zu attributes",
+                                           k_most_declared_attributes);
+    }
+    return {};
+}
+
+std::string bounded_document::exceeded_by_attributes(_xmlTextReader* parser) {
+    auto const count = static_cast<std::size_t>(std::max(xmlTextReaderAttributeCount(parser), 0));
+    around.resize(static_cast<std::size_t>(std::max(xmlTextReaderDepth(parser), 0)) + 1);
+    around.back() = count;
+    attributes += count;
+    if (std::accumulate(around.begin(), around.end(), std::size_t{0}) > k_most_attributes_around) {
+        return morbase::string_with_format(
+            "an element and those around it have more than %zu attributes",
+            k_most_attributes_around);
+    }
+    if (attributes > most_attributes) {
+        return morbase::string_with_format(
+            "the document has more than %zu attributes%s", most_attributes,
+            most_attributes < k_most_attributes ? ", the most where some refer to ids" : "");
+    }
+    return {};
+}
+
+}  // namespace kivsys::xml

@@ -1,0 +1,181 @@
+#include "entity_bounds.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <map>
+#include <string>
+#include <vector>
+
+#include <morbase/es.h>
+#include <morbase/text.h>
+
+namespace kivsys::xml {
+
+namespace {
+
+constexpr char const* k_source = "code/lib/kivsys/src/entity_bounds";
+constexpr char const* k_blanks = " \t\r\n";
+
+constexpr std::size_t k_most_expanded = 4U << 20U;
+constexpr std::size_t k_bytes_of_reference = 32;  // the least that one takes
+constexpr int k_most_levels = 40;  // of entities within entities, as in the XML library
+
+// Parameter entities can make declarations, so no others can be known before they are
+// expanded. What so few references make stays small.
+constexpr std::size_t k_most_parameter_references = 4;
+constexpr std::size_t k_most_references_beside = 8;
+
+[[noreturn]] void refuse(std::string const& message) {
+    morbase::es::arg::raise(k_source, __LINE__, message.c_str());
+}
+
+// What stands in the text from there on; nothing behind its end.
+std::string_view from(std::string_view text, std::size_t start) {
+    return text.substr(std::min(start, text.size()));
+}
+
+std::string_view without_blanks(std::string_view text) {
+    return from(text, text.find_first_not_of(k_blanks));
+}
+
+// Shows the name in each "&name;" to `visit`, and the place of that.
+template <typename visitor>
+void for_each_reference(std::string_view text, visitor const& visit) {
+    std::size_t at = text.find('&');
+    while (at != std::string_view::npos) {
+        std::size_t const end = text.find_first_of(";&<", at + 1);
+        if (end != std::string_view::npos && text[end] == ';' && end > at + 1) {
+            visit(text.substr(at + 1, end - at - 1), at);
+        }
+        at = text.find('&', at + 1);
+    }
+}
+
+// Whether the name of a reference is this number of a character.
+bool is_number(std::string_view name, std::string_view decimal, std::string_view hexadecimal) {
+    bool const is_hexadecimal = name.substr(0, 2) == "#x";
+    if (name.substr(0, 1) != "#") {
+        return false;
+    }
+    std::string_view const digits = from(name, is_hexadecimal ? 2 : 1);
+    return from(digits, digits.find_first_not_of('0')) == (is_hexadecimal ? hexadecimal : decimal);
+}
+
+// The general entities that a text declares, wherever that stands in it.
+class entities {
+  public:
+    explicit entities(std::string_view text) {
+        constexpr std::string_view declaration = "<!ENTITY";
+        for (std::size_t at = text.find(declaration); at != std::string_view::npos;
+             at = text.find(declaration, at + 1)) {
+            declare(from(text, at + declaration.size()));
+        }
+    }
+
+    bool any_parameter() const { return with_parameters; }
+
+    // How many bytes a reference to the entity stands for; more than the bound when it is not
+    // worth counting them.
+    std::size_t length(std::string_view name, int level = 0) {
+        auto const place = by_name.find(name);
+        if (place == by_name.end()) {
+            return 0;
+        }
+        entity& found = place->second;
+        if (level > k_most_levels) {
+            return k_most_expanded + 1;
+        }
+        if (!found.is_known) {
+            found.is_known = true;  // an entity within itself is the XML library's to refuse
+            for (std::string_view const value : found.values) {
+                found.length = std::max(found.length, length_of_value(value, level));
+            }
+        }
+        return found.length;
+    }
+
+  private:
+    struct entity {
+        std::vector<std::string_view>
+            values{};  // one of them counts, the others may be in comments
+        std::size_t length = 0;
+        bool is_known = false;
+    };
+
+    void declare(std::string_view text) {
+        text = without_blanks(text);
+        with_parameters = with_parameters || text.substr(0, 1) == "%";
+        std::string_view const name = text.substr(0, text.find_first_of(k_blanks));
+        text = without_blanks(from(text, name.size()));
+        std::size_t const end = text.empty() ? std::string_view::npos : text.find(text[0], 1);
+        if (end != std::string_view::npos && (text[0] == '"' || text[0] == '\'')) {
+            by_name[name].values.push_back(text.substr(1, end - 1));
+        }
+    }
+
+    std::size_t length_of_value(std::string_view value, int level) {
+        std::size_t total = std::max(value.size(), k_bytes_of_reference);
+        for_each_reference(value, [&](std::string_view name, std::size_t at) {
+            if (is_number(name, "38", "26") &&
+                from(value, at + name.size() + 2).substr(0, 1) != "#") {
+                refuse("an entity spells a reference with \"&#38;\": write \"&\"");
+            }
+            total = std::min(total + length(name, level + 1), k_most_expanded + 1);
+        });
+        return total;
+    }
+
+    std::map<std::string_view, entity> by_name;
+    bool with_parameters = false;
+};
+
+bool is_predefined(std::string_view name) {
+    return name == "lt" || name == "gt" || name == "amp" || name == "quot" || name == "apos";
+}
+
+void bound_references_beside_parameters(std::string_view text) {
+    std::size_t parameters = 0;
+    std::size_t others = 0;
+    for (std::size_t at = text.find('%'); at != std::string_view::npos;
+         at = text.find('%', at + 1)) {
+        bool const declares = from(text, at + 1).find_first_of(k_blanks) == 0;
+        parameters += declares ? 0 : 1;
+    }
+    for_each_reference(text, [&](std::string_view name, std::size_t /*at*/) {
+        if (is_number(name, "37", "25") || is_number(name, "38", "26")) {
+            ++parameters;
+        } else if (name[0] != '#' && !is_predefined(name)) {
+            ++others;
+        }
+    });
+    if (parameters > k_most_parameter_references || others > k_most_references_beside) {
+        refuse(morbase::string_with_format(
+            "a document type with parameter entities allows %zu references to them, and %zu to "
+            "others: the document has more",
+            k_most_parameter_references, k_most_references_beside));
+    }
+}
+
+}  // namespace
+
+void bound_entities(std::string_view text) {
+    if (text.find("<!DOCTYPE") == std::string_view::npos) {
+        return;
+    }
+    entities declared(text);
+    if (declared.any_parameter()) {
+        bound_references_beside_parameters(text);
+    }
+    std::size_t total = 0;
+    for_each_reference(text, [&](std::string_view name, std::size_t /*at*/) {
+        total += declared.length(name);
+        if (total > k_most_expanded) {
+            refuse(
+                morbase::string_with_format("the entities of the document take more than %zu "
+                                            "bytes where it refers to them",
+                                            k_most_expanded));
+        }
+    });
+}
+
+}  // namespace kivsys::xml
