@@ -3,6 +3,7 @@
 #include <libxml/globals.h>
 
 #include "last_error.h"
+#include "prepare_library.h"
 
 namespace kivsys::xml {
 
@@ -19,11 +20,14 @@ thread_local host_errors of_this_thread;
 
 }  // namespace
 
-host_errors_aside::host_errors_aside() noexcept {
+host_errors_aside::host_errors_aside() {
     host_errors& host = of_this_thread;
-    if (host.users++ > 0) {
+    if (host.users > 0) {
+        ++host.users;
         return;
     }
+    prepare_library();
+    host.users = 1;
     host.last.set_aside();
     host.handler = xmlStructuredError;
     if (host.handler != nullptr) {

@@ -9,10 +9,8 @@
 #include <string_view>
 #include <utility>
 
-#include <libxml/parser.h>
 #include <libxml/relaxng.h>
 #include <libxml/xmlreader.h>
-#include <libxml/xmlschemastypes.h>
 
 #include <morbase/es.h>
 #include <morbase/text.h>
@@ -20,6 +18,7 @@
 #include "bounded_document.h"
 #include "kivsys/host_errors_aside.h"
 #include "last_error.h"
+#include "prepare_library.h"
 #include "utf8_text.h"
 
 namespace kivsys::xml {
@@ -104,20 +103,6 @@ class relaxng_validator final : public reader_base::validator {
     std::unique_ptr<xmlRelaxNGParserCtxt, free_schema_context> context;
     std::unique_ptr<xmlRelaxNG, free_schema> schema;
 };
-
-// The XML library asks to be prepared by one thread before several use it. It does not
-// prepare the types of its schemas by itself, and their first use would race.
-void prepare_xml_library() {
-    static bool const prepared = [] {
-        xmlInitParser();
-        xmlSchemaInitTypes();
-        if (xmlRelaxNGInitTypes() != 0) {
-            throw std::bad_alloc();
-        }
-        return true;
-    }();
-    static_cast<void>(prepared);
-}
 
 xmlChar const* as_xml(char const* text) {
     return reinterpret_cast<xmlChar const*>(text);
@@ -223,7 +208,7 @@ reader_base::reader_base(memory_document whole, std::string const& schema)
     char const* const path = whole.path.c_str();
     std::string& text = state->text;
     text = utf8_text(std::move(whole.text));
-    prepare_xml_library();
+    prepare_library();
     last_error_aside const aside;
     if (bounded_document::needs_no_bounds(text)) {
         open(xmlReaderForMemory(text.data(), static_cast<int>(text.size()), path, nullptr,
@@ -245,7 +230,7 @@ reader_base::~reader_base() {
 }
 
 void reader_base::create_reader(std::string const& path) {
-    prepare_xml_library();
+    prepare_library();
     state->parser = nullptr;
     last_error_aside const aside;
     open(is_remote(path) ? nullptr : xmlReaderForFile(path.c_str(), nullptr, XML_PARSE_NONET),

@@ -10,10 +10,11 @@ namespace kivsys::xml {
 
 // Sets that state aside while it lives, and puts it back at its end, on the same thread. Readers
 // do so in each of their calls. Whoever makes many calls in a row saves time with one around
-// them all: within it, others do nothing. Raises nothing.
+// them all: within it, others do nothing. Raises std::bad_alloc when memory runs out in the
+// first call of all.
 class KIVSYS_API host_errors_aside {
   public:
-    host_errors_aside() noexcept;
+    host_errors_aside();
     ~host_errors_aside();
 
     host_errors_aside(host_errors_aside const&) = delete;

@@ -1,0 +1,25 @@
+#include "prepare_library.h"
+
+#include <new>
+
+#include <libxml/parser.h>
+#include <libxml/relaxng.h>
+#include <libxml/xmlschemastypes.h>
+
+namespace kivsys::xml {
+
+// The XML library asks to be prepared by one thread before several use it. It does not
+// prepare the types of its schemas by itself, and their first use would race.
+void prepare_library() {
+    static bool const prepared = [] {
+        xmlInitParser();
+        xmlSchemaInitTypes();
+        if (xmlRelaxNGInitTypes() != 0) {
+            throw std::bad_alloc();
+        }
+        return true;
+    }();
+    static_cast<void>(prepared);
+}
+
+}  // namespace kivsys::xml
