@@ -17,7 +17,8 @@ constexpr char const* k_source = "code/lib/kivsys/src/entity_bounds";
 constexpr char const* k_blanks = " \t\r\n";
 
 constexpr std::size_t k_most_expanded = 4U << 20U;
-constexpr std::size_t k_bytes_of_reference = 32;  // the least that one takes
+constexpr std::size_t k_bytes_of_reference = 32;     // the least that one takes
+constexpr std::size_t k_most_declared = 40U << 10U;  // more than a document type may take
 constexpr int k_most_levels = 40;  // of entities within entities, as in the XML library
 
 // Parameter entities can make declarations, so no others can be known before they are
@@ -61,7 +62,8 @@ bool is_number(std::string_view name, std::string_view decimal, std::string_view
     return from(digits, digits.find_first_not_of('0')) == (is_hexadecimal ? hexadecimal : decimal);
 }
 
-// The general entities that a text declares, wherever that stands in it.
+// The general entities that a text declares, wherever that stands in it, and how many bytes a
+// reference to each stands for.
 class entities {
   public:
     explicit entities(std::string_view text) {
@@ -70,36 +72,23 @@ class entities {
              at = text.find(declaration, at + 1)) {
             declare(from(text, at + declaration.size()));
         }
+        // Each pass takes in what is one level further down. An entity within itself grows.
+        for (int level = 0; level < k_most_levels && expand(); ++level) {
+        }
     }
 
     bool any_parameter() const { return with_parameters; }
 
-    // How many bytes a reference to the entity stands for; more than the bound when it is not
-    // worth counting them.
-    std::size_t length(std::string_view name, int level = 0) {
+    // A little over the bound when it is more.
+    std::size_t length(std::string_view name) const {
         auto const place = by_name.find(name);
-        if (place == by_name.end()) {
-            return 0;
-        }
-        entity& found = place->second;
-        if (level > k_most_levels) {
-            return k_most_expanded + 1;
-        }
-        if (!found.is_known) {
-            found.is_known = true;  // an entity within itself is the XML library's to refuse
-            for (std::string_view const value : found.values) {
-                found.length = std::max(found.length, length_of_value(value, level));
-            }
-        }
-        return found.length;
+        return place != by_name.end() ? place->second.length : 0;
     }
 
   private:
     struct entity {
-        std::vector<std::string_view>
-            values{};  // one of them counts, the others may be in comments
+        std::vector<std::string_view> values{};  // one of them counts, others may be in comments
         std::size_t length = 0;
-        bool is_known = false;
     };
 
     void declare(std::string_view text) {
@@ -108,24 +97,43 @@ class entities {
         std::string_view const name = text.substr(0, text.find_first_of(k_blanks));
         text = without_blanks(from(text, name.size()));
         std::size_t const end = text.empty() ? std::string_view::npos : text.find(text[0], 1);
-        if (end != std::string_view::npos && (text[0] == '"' || text[0] == '\'')) {
-            by_name[name].values.push_back(text.substr(1, end - 1));
+        if (end == std::string_view::npos || (text[0] != '"' && text[0] != '\'')) {
+            return;
         }
+        declared += name.size() + end;
+        if (declared > k_most_declared) {
+            refuse(morbase::string_with_format("entities are declared in more than %zu bytes",
+                                               k_most_declared));
+        }
+        by_name[name].values.push_back(text.substr(1, end - 1));
     }
 
-    std::size_t length_of_value(std::string_view value, int level) {
+    bool expand() {
+        bool has_changed = false;
+        for (auto& [name, each] : by_name) {
+            std::size_t const before = each.length;
+            for (std::string_view const value : each.values) {
+                each.length = std::max(each.length, length_of_value(value));
+            }
+            has_changed = has_changed || each.length != before;
+        }
+        return has_changed;
+    }
+
+    std::size_t length_of_value(std::string_view value) const {
         std::size_t total = std::max(value.size(), k_bytes_of_reference);
         for_each_reference(value, [&](std::string_view name, std::size_t at) {
             if (is_number(name, "38", "26") &&
                 from(value, at + name.size() + 2).substr(0, 1) != "#") {
-                refuse("an entity spells a reference with \"&#38;\": write \"&\"");
+                refuse(R"(an entity spells a reference with "&#38;": write "&")");
             }
-            total = std::min(total + length(name, level + 1), k_most_expanded + 1);
+            total = std::min(total + length(name), k_most_expanded + 1);
         });
         return total;
     }
 
     std::map<std::string_view, entity> by_name;
+    std::size_t declared = 0;  // bytes of names and values
     bool with_parameters = false;
 };
 

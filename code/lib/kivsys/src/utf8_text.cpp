@@ -43,7 +43,7 @@ using converter = std::unique_ptr<void, close_converter>;
 
 // Null when the platform does not know the encoding.
 converter converter_from(std::string const& encoding) {
-    iconv_t const opened = iconv_open("UTF-8", encoding.c_str());
+    iconv_t opened = iconv_open("UTF-8", encoding.c_str());
     // The platform gives -1 for none.
     if (reinterpret_cast<std::intptr_t>(opened) != -1) {
         return converter(opened);
@@ -96,7 +96,7 @@ constexpr std::pair<std::string_view, char const*> k_wide[] = {
 // The declaration names one of many variants. It can itself be read in any of them.
 constexpr char const* k_any_ebcdic = "IBM037";
 constexpr std::string_view k_start_in_ebcdic = "\x4c\x6f\xa7\x94";
-constexpr std::string_view k_end_in_ebcdic = "\x6f\x6e";
+constexpr std::string_view k_end_in_ebcdic = "on";  // the bytes that are "?>" there
 
 // The part of an XML declaration that declares the encoding.
 struct declared_encoding {
@@ -115,7 +115,7 @@ declared_encoding find_declared(std::string_view text) {
     if (equals == std::string_view::npos || declaration[equals] != '=') {
         return {};
     }
-    std::size_t const quote = declaration.find_first_of("'\"", equals + 1);
+    std::size_t const quote = declaration.find_first_of(R"('")", equals + 1);
     std::size_t const end =
         quote == std::string_view::npos ? quote : declaration.find(declaration[quote], quote + 1);
     if (end == std::string_view::npos) {
