@@ -177,14 +177,18 @@ TEST_F(discovery, what_would_take_long_or_much_memory_is_refused_by_its_bound) {
     std::string const entity = "<!ENTITY e '" + std::string(20000, 'e') + "'>";
     std::string const expanded =
         "<!DOCTYPE a [" + entity + "]><a b='" + row(300, [](int) { return "&e;"; }) + "'/>";
+    std::string twice = "\xfe\xff";
+    for (char const c : encoded("UTF-16LE", "<?xml version='1.0'?><a/>")) {
+        twice += {'\0', c};
+    }
     std::string const piece =
         "line 1: a tag, section, internal subset or processing instruction is longer than 32768 "
-        "bytes";
+        "bytes, or a comment than 2097152";
     std::string const around = "an element and those around it have more than 1024 attributes";
     std::string const entities =
         "the entities of the document take more than 4194304 bytes where it refers to them";
     std::string const ids =
-        "the description has more than 100000 ids, or more than 8388608 bytes "
+        "the description has more than 100000 ids, or more than 6291456 bytes "
         "of them";
     std::tuple<char const*, std::string, std::string> const table[] = {
         {"a file of over 16 MiB", std::string((16 << 20) + 1, ' '),
@@ -222,8 +226,21 @@ TEST_F(discovery, what_would_take_long_or_much_memory_is_refused_by_its_bound) {
         {"parameter entities", subset("<!ENTITY % e0 ''>" + row(40, doubled) + "%e40;"),
          "a document type with parameter entities allows 4 references to them, and 8 to others: "
          "the document has more"},
+        {"an entity that stands for itself in a comment",
+         "<!DOCTYPE a [<!-- <!ENTITY e '&f;'> -->" + entity +
+             "<!ENTITY f '&e;&e;'>]><a b='&f;&f;&f;'/>",
+         entities},
+        {"a declared prefix", subset("<!ATTLIST a p:b CDATA ''>"),
+         "the document type declares an attribute with a prefix, or a namespace"},
+        {"a comment of over 2 MiB", "<a><!--" + std::string(9 << 18, 'c') + "--></a>", piece},
+        {"elements", "<a>" + row(500000, [](int) { return "<b/>"; }) + "</a>",
+         "the document has more than 500000 elements and processing instructions"},
+        {"a document encoded twice", twice,
+         "the document is not in the encoding that it declares, \"UTF-16BE\""},
+        {"an unknown encoding", "<?xml version='1.0' encoding='fancy'?><a/>",
+         "the document is in an unknown encoding, \"fancy\""},
         {"what its encoding does not have", declared("Shift_JIS", "<a/>") + "\xff",
-         "byte 65 of the document is not valid in its encoding, Shift_JIS"},
+         "the document is not valid in its encoding, \"Shift_JIS\", from byte 65"},
         {"keys", reader_element(row(100000, [](int) { return "|"; })), ids},
         {"long keys", reader_element("|" + std::string(9 << 20, 'k')), ids},
     };

@@ -20,7 +20,7 @@ constexpr char const* k_source = "code/lib/kivcore/src/plugins";
 
 constexpr std::size_t k_most_bytes = 16U << 20U;
 constexpr std::size_t k_most_ids = 100000;
-constexpr std::size_t k_most_bytes_of_ids = 8U << 20U;
+constexpr std::size_t k_most_bytes_of_ids = 6U << 20U;
 
 class open_file {
   public:

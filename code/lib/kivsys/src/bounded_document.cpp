@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <numeric>
+#include <string_view>
 
 #include <libxml/tree.h>
 #include <libxml/xmlreader.h>
@@ -16,8 +17,12 @@ namespace kivsys::xml {
 namespace {
 
 // The XML library parses each piece in one go, in a time that can grow with the square of its
-// length.
+// length. For comments the factor is small.
 constexpr std::size_t k_longest_piece = 32U << 10U;
+constexpr std::size_t k_longest_comment = 2U << 20U;
+
+// It keeps all names in a table that stops growing early.
+constexpr std::size_t k_most_named = 500000;
 
 // For each element, it looks at all attributes that are declared for it.
 constexpr std::size_t k_most_declared_attributes = 64;
@@ -30,6 +35,12 @@ constexpr std::size_t k_most_attributes_with_references = 5000;
 
 // With a byte for its name, "=", two quotes and a blank, no attribute takes less than five.
 constexpr std::size_t k_small_document = k_most_attributes_around * 4;
+
+// Those take time for each element, also where it does not have them.
+bool is_in_namespace(xmlAttribute const& declared) {
+    return xmlStrEqual(declared.name, BAD_CAST "xmlns") != 0 ||
+           (declared.prefix != nullptr && xmlStrEqual(declared.prefix, BAD_CAST "xml") == 0);
+}
 
 bool declares_type(std::string const& text) {
     return memmem(text.data(), text.size(), "<!DOCTYPE", 9) != nullptr;
@@ -62,11 +73,11 @@ int bounded_document::give(_xmlTextReader* parser, char* target, int capacity) n
     return static_cast<int>(count);
 }
 
-// A comment is parsed in one go as well, in a time that grows with its length alone.
 bool bounded_document::awaits_end_of_comment(_xmlTextReader* parser) noexcept {
     auto const parsed = static_cast<std::size_t>(xmlTextReaderByteConsumed(parser));
     if (comment_end <= parsed && parsed < given && whole.compare(parsed, 4, "<!--") == 0) {
-        comment_end = std::min(whole.find("-->", parsed), whole.size());
+        comment_end = parsed + std::min(std::string_view(whole).substr(parsed).find("-->"),
+                                        k_longest_comment);
     }
     return parsed < comment_end && given <= comment_end + k_longest_piece;
 }
@@ -75,17 +86,29 @@ std::string bounded_document::exceeded(_xmlTextReader* parser) {
     if (is_piece_too_long) {
         return morbase::string_with_format(
             "line %d: a tag, section, internal subset or processing instruction is longer than "
-            "%zu bytes",
-            place.first, k_longest_piece);
+            "%zu bytes, or a comment than %zu",
+            place.first, k_longest_piece, k_longest_comment);
     }
     switch (xmlTextReaderNodeType(parser)) {
         case XML_READER_TYPE_DOCUMENT_TYPE:
             return exceeded_by_type(parser);
-        case XML_READER_TYPE_ELEMENT:
-            return exceeded_by_attributes(parser);
+        case XML_READER_TYPE_PROCESSING_INSTRUCTION:
+            return exceeded_by_names();
+        case XML_READER_TYPE_ELEMENT: {
+            std::string reason = exceeded_by_names();
+            return reason.empty() ? exceeded_by_attributes(parser) : reason;
+        }
         default:
             return {};
     }
+}
+
+std::string bounded_document::exceeded_by_names() {
+    return ++named > k_most_named
+               ? morbase::string_with_format(
+                     "the document has more than %zu elements and processing instructions",
+                     k_most_named)
+               : std::string();
 }
 
 std::string bounded_document::exceeded_by_type(_xmlTextReader* parser) {
@@ -93,9 +116,12 @@ std::string bounded_document::exceeded_by_type(_xmlTextReader* parser) {
     xmlNode const* const type = xmlTextReaderCurrentNode(parser);
     for (xmlNode const* child = type->children; child != nullptr; child = child->next) {
         if (child->type == XML_ATTRIBUTE_DECL) {
-            auto const kind = reinterpret_cast<xmlAttribute const*>(child)->atype;
-            if (kind == XML_ATTRIBUTE_IDREF || kind == XML_ATTRIBUTE_IDREFS) {
+            auto const& declared = *reinterpret_cast<xmlAttribute const*>(child);
+            if (declared.atype == XML_ATTRIBUTE_IDREF || declared.atype == XML_ATTRIBUTE_IDREFS) {
                 most_attributes = k_most_attributes_with_references;
+            }
+            if (is_in_namespace(declared)) {
+                return "the document type declares an attribute with a prefix, or a namespace";
             }
             ++count;
         }

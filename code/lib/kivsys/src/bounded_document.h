@@ -33,6 +33,7 @@ class bounded_document {
   private:
     bool awaits_end_of_comment(_xmlTextReader* parser) noexcept;
     std::string exceeded_by_type(_xmlTextReader* parser);
+    std::string exceeded_by_names();
     std::string exceeded_by_attributes(_xmlTextReader* parser);
 
     std::string const& whole;
@@ -43,6 +44,7 @@ class bounded_document {
     std::size_t comment_end = 0;     // of the last long comment
     bool is_piece_too_long = false;  // the one that begins at `place`
 
+    std::size_t named = 0;       // elements and processing instructions so far
     std::size_t attributes = 0;  // of all elements so far
     std::size_t most_attributes;
     std::vector<std::size_t> around;  // of the current element and those around it, by depth

@@ -15,6 +15,7 @@ namespace {
 
 constexpr char const* k_source = "code/lib/kivsys/src/entity_bounds";
 constexpr char const* k_blanks = " \t\r\n";
+constexpr char const* k_ends_of_name = " \t\r\n;%&<>\"'";
 
 constexpr std::size_t k_most_expanded = 4U << 20U;
 constexpr std::size_t k_bytes_of_reference = 32;     // the least that one takes
@@ -44,7 +45,7 @@ template <typename visitor>
 void for_each_reference(std::string_view text, visitor const& visit) {
     std::size_t at = text.find('&');
     while (at != std::string_view::npos) {
-        std::size_t const end = text.find_first_of(";&<", at + 1);
+        std::size_t const end = text.find_first_of(k_ends_of_name, at + 1);
         if (end != std::string_view::npos && text[end] == ';' && end > at + 1) {
             visit(text.substr(at + 1, end - at - 1), at);
         }
@@ -94,10 +95,11 @@ class entities {
     void declare(std::string_view text) {
         text = without_blanks(text);
         with_parameters = with_parameters || text.substr(0, 1) == "%";
-        std::string_view const name = text.substr(0, text.find_first_of(k_blanks));
+        std::string_view const name = text.substr(0, text.find_first_of(k_ends_of_name));
         text = without_blanks(from(text, name.size()));
-        std::size_t const end = text.empty() ? std::string_view::npos : text.find(text[0], 1);
-        if (end == std::string_view::npos || (text[0] != '"' && text[0] != '\'')) {
+        bool const has_value = text.substr(0, 1) == "\"" || text.substr(0, 1) == "'";
+        std::size_t const end = has_value ? text.find(text[0], 1) : std::string_view::npos;
+        if (end == std::string_view::npos) {
             return;
         }
         declared += name.size() + end;
@@ -146,8 +148,8 @@ void bound_references_beside_parameters(std::string_view text) {
     std::size_t others = 0;
     for (std::size_t at = text.find('%'); at != std::string_view::npos;
          at = text.find('%', at + 1)) {
-        bool const declares = from(text, at + 1).find_first_of(k_blanks) == 0;
-        parameters += declares ? 0 : 1;
+        std::size_t const end = text.find_first_of(k_ends_of_name, at + 1);
+        parameters += end != std::string_view::npos && text[end] == ';' ? 1 : 0;
     }
     for_each_reference(text, [&](std::string_view name, std::size_t /*at*/) {
         if (is_number(name, "37", "25") || is_number(name, "38", "26")) {

@@ -205,20 +205,21 @@ reader_base::reader_base(std::string const& path, std::string const& schema) : r
 
 reader_base::reader_base(memory_document whole, std::string const& schema)
     : state(std::make_unique<parse_state>()) {
+    constexpr int k_options = XML_PARSE_NONET | XML_PARSE_IGNORE_ENC;
     char const* const path = whole.path.c_str();
     std::string& text = state->text;
-    text = utf8_text(std::move(whole.text));
     prepare_library();
     last_error_aside const aside;
+    text = utf8_text(std::move(whole.text));
     if (bounded_document::needs_no_bounds(text)) {
         open(xmlReaderForMemory(text.data(), static_cast<int>(text.size()), path, nullptr,
-                                XML_PARSE_NONET),
+                                k_options),
              whole.path);
     } else {
         state->bounded.emplace(text);
-        open(xmlReaderForIO(parse_state::give_bytes, nullptr, state.get(), path, nullptr,
-                            XML_PARSE_NONET),
-             whole.path);
+        open(
+            xmlReaderForIO(parse_state::give_bytes, nullptr, state.get(), path, nullptr, k_options),
+            whole.path);
         state->parser = document.get();
     }
     require_extension(schema);

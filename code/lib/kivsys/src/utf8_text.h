@@ -9,10 +9,9 @@
 namespace kivsys::xml {
 
 // Converts a document to UTF-8 from the encoding that its first bytes or its XML declaration
-// tell of, and blanks out the name of that encoding. Of a document with an encoding that the
-// platform does not know, only the declaration is left: the XML library says what is wrong.
-// Raises es::arg when the document is not valid in its encoding; one that is in UTF-8 already
-// is not checked.
+// tell of. The declaration still names that encoding: it is to be parsed with
+// XML_PARSE_IGNORE_ENC. Raises es::arg when the encoding is unknown, and when the document is
+// not valid in it; one that is in UTF-8 already is not checked. The XML library is prepared.
 std::string utf8_text(std::string text);
 
 }  // namespace kivsys::xml

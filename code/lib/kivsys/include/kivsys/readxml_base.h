@@ -52,12 +52,15 @@ class KIVSYS_API reader_base {
     // A document that is in memory already and may come from a stranger. It is refused beyond
     // bounds within which the XML library's time and memory stay in proportion to its size:
     //  - 32 KiB, to within 8 KiB, for a tag, a CDATA section, a processing instruction and the
-    //    internal subset of a document type, each of which is parsed in one go,
-    //  - 1,024 attributes for an element and those around it, 500,000 for all; 64 declared ones;
+    //    internal subset of a document type, each of which is parsed in one go;
+    //    2 MiB for a comment,
+    //  - 500,000 elements and processing instructions,
+    //  - 1,024 attributes for an element and those around it, 500,000 for all; 64 declared ones,
+    //    without prefixes;
     //    5,000 for all where some are declared as references to ids,
     //  - 4 MiB for what its entities stand for, in all places that refer to them and at least 32
     //    bytes in each; 4 references to parameter entities, and 8 to others beside those.
-    // Nothing bounds texts and comments.
+    // Nothing bounds texts.
     struct memory_document {
         std::string path;  // its name, from which relative references in it start
         std::string text;  // in the encoding that it declares
