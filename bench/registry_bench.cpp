@@ -247,18 +247,28 @@ void find(benchmark::State& state, char const* pattern) {
         state, 1, [&] { benchmark::DoNotOptimize(registry->find_plugins(pattern)); },
         [&] { benchmark::DoNotOptimize(plain_search(table, pattern)); });
 }
-BENCHMARK_CAPTURE(find, all, ".*")->Arg(1000)->Iterations(400)->UseManualTime();
-BENCHMARK_CAPTURE(find, all, ".*")->Arg(10000)->Iterations(60)->UseManualTime();
-BENCHMARK_CAPTURE(find, all, ".*")->Arg(100000)->Iterations(11)->UseManualTime();
-BENCHMARK_CAPTURE(find, all, ".*")->Arg(1000000)->Iterations(3)->UseManualTime();
-BENCHMARK_CAPTURE(find, readers, "io/read/.*")->Arg(1000)->Iterations(400)->UseManualTime();
-BENCHMARK_CAPTURE(find, readers, "io/read/.*")->Arg(10000)->Iterations(60)->UseManualTime();
-BENCHMARK_CAPTURE(find, readers, "io/read/.*")->Arg(100000)->Iterations(11)->UseManualTime();
-BENCHMARK_CAPTURE(find, readers, "io/read/.*")->Arg(1000000)->Iterations(3)->UseManualTime();
-BENCHMARK_CAPTURE(find, wav, "io/read/wav/.*")->Arg(1000)->Iterations(400)->UseManualTime();
-BENCHMARK_CAPTURE(find, wav, "io/read/wav/.*")->Arg(10000)->Iterations(60)->UseManualTime();
-BENCHMARK_CAPTURE(find, wav, "io/read/wav/.*")->Arg(100000)->Iterations(11)->UseManualTime();
-BENCHMARK_CAPTURE(find, wav, "io/read/wav/.*")->Arg(1000000)->Iterations(3)->UseManualTime();
+
+constexpr struct {
+    char const* name;
+    char const* pattern;
+} k_searches[] = {{"find/all", ".*"},
+                  {"find/readers", "io/read/.*"},
+                  {"find/wav", "io/read/wav/.*"},
+                  {"find/any_wav", ".*/wav/.*"},
+                  {"find/either_wav", "io/(read|write)/wav/.*"},
+                  {"find/one_developer", "io/[rw].*/wav/acme/1\\..*"}};
+
+void register_searches() {
+    for (auto const& search : k_searches) {
+        for (auto const& [count, iterations] : {std::pair(1000, 400), std::pair(10000, 60),
+                                                std::pair(100000, 11), std::pair(1000000, 3)}) {
+            benchmark::RegisterBenchmark(search.name, find, search.pattern)
+                ->Arg(count)
+                ->Iterations(iterations)
+                ->UseManualTime();
+        }
+    }
+}
 
 // Does `once` with each of the ids 20 times, in each of two threads.
 template <typename work>
@@ -292,4 +302,8 @@ BENCHMARK(create_from_two_threads)->Arg(1000)->Iterations(101)->UseManualTime();
 
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+    register_searches();
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+}

@@ -1,20 +1,24 @@
-// The registry's table: an ordered map from plug-in id to entry, to everybody who
-// walks it, and beside it an index that finds one id exactly. Takes no lock: the
-// registry holds its own. Hashing an id needs none, so it is apart from the look-up.
+// The registry's table: a map from plug-in id to entry in the order of plugin_id_less, and
+// beside it an index that finds one id exactly. Takes no lock: the registry holds its own.
+// Hashing an id needs none, so it is apart from the look-up.
 
 #ifndef KIVCORE_PLUGIN_TABLE_H
 #define KIVCORE_PLUGIN_TABLE_H
 
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <memory_resource>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include <tsl/robin_map.h>
 
 #include <kivcore/plugins.h>
+
+#include "plugin_id.h"
 
 namespace kivcore {
 
@@ -31,7 +35,6 @@ class plugins::plugin_table {
         morbase::ptr_refcount<factory> maker;
         morbase::ptr_refcount<info> description;
     };
-    using ordered = std::pmr::map<std::pmr::string, owned_entry, std::less<>>;
 
     static std::size_t hash(std::string const& id) { return std::hash<std::string_view>()(id); }
 
@@ -47,23 +50,23 @@ class plugins::plugin_table {
     // Replaces what is under an id that has an entry, and gives what was there.
     owned_entry replace(std::string const& id, owned_entry const& pair);
 
-    ordered::const_iterator end() const { return entries.end(); }
-    ordered::const_iterator lower_bound(std::string_view id) const {
-        return entries.lower_bound(id);
-    }
+    // All ids that begin with start, and maybe other ids, in their order. The texts stay where
+    // they are as long as the table lives, also without the lock.
+    std::vector<std::string_view> ids_from(std::string_view start) const;
 
   private:
     using index =
         tsl::robin_map<std::string_view, entry, std::hash<std::string_view>, std::equal_to<>,
                        std::allocator<std::pair<std::string_view, entry>>, true>;
 
+    std::string_view copied(std::string const& id);
+
     // Holds what a walk looks at close together, apart from the descriptions made in between.
     // It gives nothing back before its end, and the table grows only.
     // Not on the default resource, which is the host's to change and may go first.
     std::pmr::monotonic_buffer_resource memory{std::pmr::new_delete_resource()};
-    ordered entries{&memory};
-    // Keys are the map's own, which stay where they are. The pointers are here as well
-    // so that a hit needs no look at the map.
+    std::pmr::map<ranked_id, owned_entry> entries{&memory};
+    // The pointers are here as well so that a hit needs no look at the map.
     index by_id;
 };
 

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <mutex>
+#include <string_view>
 #include <utility>
 
 #include "description.h"
@@ -118,16 +119,14 @@ morbase::ptr_refcount<plugin> plugins::create_with_id(std::string const& id,
 std::vector<std::string> plugins::find_plugins(std::string const& expression) const {
     table_lock const lock(table_mutex);
     pattern wanted(expression);
-    std::string const start = wanted.literal_start();
-    id_sorter found;
-    // Only ids that begin as the expression does can match, and they stand together.
-    for (auto place = table->lower_bound(start);
-         place != table->end() && place->first.compare(0, start.size(), start) == 0; ++place) {
-        if (wanted.matches(place->first)) {
-            found.add(place->first);
+    std::vector<std::string> found;
+    // Only ids that begin as the expression does can match.
+    for (std::string_view const id : table->ids_from(wanted.literal_start())) {
+        if (wanted.matches(id)) {
+            found.emplace_back(id);
         }
     }
-    return found.take_sorted();
+    return found;
 }
 
 morbase::ptr_refcount<plugins::info> plugins::describe_plugin(std::string const& id) const {
