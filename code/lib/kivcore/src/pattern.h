@@ -1,41 +1,42 @@
-// A regular expression that is matched against whole texts. The one place that
-// knows the regular expression library.
+// Regular expressions in PCRE's syntax, matched against whole texts. This header is the only
+// door to the regular expression library. Two sources implement it, pattern_pcre2.cpp and
+// pattern_pcrecpp.cpp; the CMake option KIVCORE_REGEX chooses one. A pattern means the same in
+// both: there are no options, texts are bytes, newlines are those of the library's default,
+// an unknown escape is a letter, and a pattern with a NUL matches nothing.
+//
+// Patterns and texts may be hostile. A pattern that is too long or too deeply nested to be
+// compiled on a small stack matches nothing. A text on which a match hits a bound does not
+// match: the search's budget, or the match's memory or stack.
 
 #ifndef KIVCORE_PATTERN_H
 #define KIVCORE_PATTERN_H
 
-#include <memory>
+#include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace kivcore {
 
-class pattern {
-  public:
-    // Compiles the expression; one that cannot be compiled matches nothing. Raises
-    // std::bad_alloc when memory runs out. Matching is bounded by the stack that the
-    // calling thread has left, so match on the thread that made the pattern.
-    explicit pattern(std::string const& expression);
-    ~pattern();
+// The texts that the pattern matches from their first to their last byte, in their order.
+// Empty if the pattern does not compile. A hostile pattern takes seconds: hold no lock.
+// Raises std::bad_alloc.
+std::vector<std::string> matching(std::string const& pattern,
+                                  std::vector<std::string_view> const& texts);
 
-    pattern(pattern const&) = delete;
-    pattern& operator=(pattern const&) = delete;
+// The plain characters with which every text that the pattern matches begins; may be empty.
+std::string literal_start(std::string const& pattern);
 
-    // Whether the expression matches the text from its first to its last byte. False for a
-    // text on which a bound is hit: that on the stack, or that on the number of steps, which
-    // is lower for long texts. Raises std::bad_alloc when memory runs out.
-    bool matches(std::string_view whole);
+// The rest is for the two sources only.
 
-    // The plain characters with which every text that matches begins; may be empty.
-    std::string literal_start() const;
+// Whether the pattern may call groups, or has verbs that direct a match.
+bool has_calls_or_verbs(std::string const& pattern);
 
-  private:
-    struct compiled;
-    std::string text;
-    int levels;                                  // how deep a match may recurse
-    std::unique_ptr<compiled> program;           // null when the stack has no room to compile it
-    std::unique_ptr<compiled> program_for_long;  // made for the first long text
-};
+// How many steps the match of each text may take. texts is not empty. A step may look at the
+// whole text and at a part of the program, so a search has one budget of steps times bytes:
+// 10^10, or 2 * 10^7 for each text if that is more. All texts get the same number of steps, so
+// that a result depends neither on the order nor on what was matched before.
+unsigned int steps_for_each(std::vector<std::string_view> const& texts, std::size_t program_bytes);
 
 }  // namespace kivcore
 

@@ -43,13 +43,13 @@ unsigned int version_key(std::string_view version) {
     return key;
 }
 
-std::string_view prefix_of(std::string_view id) {
-    return id.substr(0, id.rfind('/'));  // an id of one field is its own prefix
+// An id of one field is its own prefix, and its own version.
+std::size_t prefix_length_of(std::string_view id) {
+    return std::min(id.rfind('/'), id.size());
 }
 
-// The version of an id with that prefix. An id of one field is its own version, too.
-unsigned int version_of(std::string_view id, std::string_view prefix) {
-    return version_key(prefix.size() < id.size() ? id.substr(prefix.size() + 1) : id);
+unsigned int version_of(std::string_view id, std::size_t prefix_length) {
+    return version_key(prefix_length < id.size() ? id.substr(prefix_length + 1) : id);
 }
 
 }  // namespace
@@ -64,12 +64,12 @@ void tokenize(std::string const& s, char sep, std::vector<std::string>& out) {
 }
 
 ranked_id ranked(std::string_view id) {
-    std::string_view const prefix = prefix_of(id);
-    return {prefix, version_of(id, prefix), id};
+    std::size_t const prefix_length = prefix_length_of(id);
+    return {id, prefix_length, version_of(id, prefix_length)};
 }
 
 bool operator<(ranked_id const& a, ranked_id const& b) {
-    if (int const order = a.prefix.compare(b.prefix); order != 0) {
+    if (int const order = a.prefix().compare(b.prefix()); order != 0) {
         return order < 0;
     }
     return a.version != b.version ? a.version > b.version : a.text < b.text;
@@ -80,9 +80,9 @@ bool version_greater::operator()(std::string const& a, std::string const& b) con
 }
 
 bool plugin_id_less::operator()(std::string const& a, std::string const& b) const {
-    std::string_view const prefix = prefix_of(a);
-    int const order = prefix.compare(prefix_of(b));
-    return order != 0 ? order < 0 : version_of(a, prefix) > version_of(b, prefix);
+    std::size_t const prefix_length = prefix_length_of(a);
+    int const order = a.compare(0, prefix_length, b, 0, prefix_length_of(b));
+    return order != 0 ? order < 0 : version_of(a, prefix_length) > version_of(b, prefix_length);
 }
 
 }  // namespace kivcore

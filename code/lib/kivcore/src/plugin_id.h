@@ -4,6 +4,7 @@
 #ifndef KIVCORE_PLUGIN_ID_H
 #define KIVCORE_PLUGIN_ID_H
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,9 +16,11 @@ void tokenize(std::string const& s, char sep, std::vector<std::string>& out);
 
 // An id, and what its place in the order of plugin_id_less rests on. Copies no text.
 struct ranked_id {
-    std::string_view prefix;  // what is before the last "/"
-    unsigned int version;
     std::string_view text;
+    std::size_t prefix_length;  // up to the last "/"
+    unsigned int version;
+
+    std::string_view prefix() const { return text.substr(0, prefix_length); }
 };
 
 ranked_id ranked(std::string_view id);

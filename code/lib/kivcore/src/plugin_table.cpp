@@ -34,9 +34,9 @@ plugins::plugin_table::owned_entry plugins::plugin_table::replace(std::string co
 std::vector<std::string_view> plugins::plugin_table::ids_from(std::string_view start) const {
     std::vector<std::string_view> ids;
     auto const walk = [&](std::string_view first_prefix, auto const& is_wanted) {
-        ranked_id const newest{first_prefix, 0xffffffffU, {}};
+        ranked_id const newest{first_prefix, first_prefix.size(), 0xffffffffU};
         for (auto place = entries.lower_bound(newest);
-             place != entries.end() && is_wanted(place->first.prefix); ++place) {
+             place != entries.end() && is_wanted(place->first.prefix()); ++place) {
             ids.push_back(place->first.text);
         }
     };

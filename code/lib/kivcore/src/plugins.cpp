@@ -117,16 +117,13 @@ morbase::ptr_refcount<plugin> plugins::create_with_id(std::string const& id,
 }
 
 std::vector<std::string> plugins::find_plugins(std::string const& expression) const {
-    table_lock const lock(table_mutex);
-    pattern wanted(expression);
-    std::vector<std::string> found;
-    // Only ids that begin as the expression does can match.
-    for (std::string_view const id : table->ids_from(wanted.literal_start())) {
-        if (wanted.matches(id)) {
-            found.emplace_back(id);
-        }
+    std::vector<std::string_view> ids;
+    {
+        // Only ids that begin as the expression does can match.
+        table_lock const lock(table_mutex);
+        ids = table->ids_from(literal_start(expression));
     }
-    return found;
+    return matching(expression, ids);  // may take long, and needs no lock: the texts stay
 }
 
 morbase::ptr_refcount<plugins::info> plugins::describe_plugin(std::string const& id) const {

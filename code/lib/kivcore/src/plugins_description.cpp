@@ -149,13 +149,11 @@ bool __info::get(std::string const& key, std::string& value) const {
 }
 
 bool __info::find(std::string const& expression, std::vector<std::string>& keys) const {
-    pattern wanted(expression);  // first: the expression may be one of the keys
-    keys.clear();
+    std::vector<std::string_view> all;
     for (auto const& [key, unused] : values) {
-        if (wanted.matches(key)) {
-            keys.push_back(key);
-        }
+        all.emplace_back(key);
     }
+    keys = matching(expression, all);  // the expression may have been one of them
     return !keys.empty();
 }
 

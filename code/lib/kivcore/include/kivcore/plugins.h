@@ -11,10 +11,11 @@
 // and version. Fields are taken as they are and may be empty.
 //
 // Any thread may call any operation of a registry. One mutex guards its table and
-// is held for every registration, look-up, search and creation, the factory's own
-// create() included: a create() that calls back into its own registry is refused
-// with an es::call. Objects that a registry made must be released before it is,
-// and before a native plug-in takes over their id; kivcore::instance sees to that.
+// is held for every registration, look-up and creation, the factory's own create()
+// included, and while a search lists the ids: a create() that calls back into its own
+// registry is refused with an es::call. Objects that a registry made must be released
+// before it is, and before a native plug-in takes over their id; kivcore::instance sees to
+// that.
 //
 // Notices are printed: why a directory failed to load to standard error; refusals and
 // replacements, and what the XML library has against a description, to standard output. A
@@ -86,11 +87,12 @@ class KIVCORE_API plugins : public morbase::object_refcount {
                                                  morbase::ptr_refcount<factory>& maker);
 
     // The ids that the regular expression, in PCRE's syntax, matches as a whole, sorted by
-    // plugin_id_less: versions of one plug-in together, the newest first. Empty
-    // when the pattern does not compile. Left out is an id whose match would recurse deeper
-    // than this thread's stack has room for, or would not end within 10,000,000 steps, or
-    // 100,000 for an id of over 1 KiB. A search holds up every other operation, with an
-    // expression from strangers for seconds. Raises std::bad_alloc.
+    // plugin_id_less: versions of one plug-in together, the newest first. Empty if the pattern
+    // does not compile. The lock is held only while the ids are listed: they are matched
+    // without it, so a search never holds up other threads for as long as the pattern takes. A
+    // search has a budget of 10^10 steps times bytes, or 2 * 10^7 for each id if that is more,
+    // and shares it out evenly: an id whose match takes more, or too much memory or stack, is
+    // left out. A hostile pattern may take 10 seconds. Raises std::bad_alloc.
     std::vector<std::string> find_plugins(std::string const& expression) const;
 
     // The description registered under id, shared with the caller, or null. It may outlive
@@ -131,8 +133,7 @@ class KIVCORE_API plugins::info : public morbase::object_refcount {
 
     // Replaces keys by all keys that the regular expression matches as a whole, in
     // ascending order. False, with keys empty, when there is none, or the pattern does not
-    // compile. A match has the same bounds as in plugins::find_plugins; a key on which one is
-    // hit is left out.
+    // compile. The bounds are those of plugins::find_plugins.
     virtual bool find(std::string const& expression, std::vector<std::string>& keys) const = 0;
 
   protected:

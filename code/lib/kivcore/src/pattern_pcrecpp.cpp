@@ -1,0 +1,103 @@
+// pattern.h over PCRE, the library before PCRE2, by way of its C++ side. Its matches and its
+// compiler recurse on the stack of the calling thread, so what is left of that bounds both.
+
+#include <pthread.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <new>
+
+#include <pcrecpp.h>
+
+#include "pattern.h"
+
+namespace kivcore {
+
+namespace {
+
+constexpr std::size_t k_level_bytes = 1024;  // more than one level of a match takes
+constexpr int k_most_levels = 10000;
+constexpr int k_levels_of_unknown_stack = 30;  // these fit wherever a host can run at all
+constexpr int k_most_nested = 250;             // the library refuses groups nested deeper
+
+// The addresses of a thread's stack; empty when the platform cannot tell.
+struct stack_range {
+    std::uintptr_t floor = 0;
+    std::uintptr_t top = 0;
+};
+
+stack_range stack_of_this_thread() {
+    stack_range range;
+#ifdef __GLIBC__
+    pthread_attr_t attributes;
+    if (pthread_getattr_np(pthread_self(), &attributes) != 0) {
+        return range;
+    }
+    void* floor = nullptr;
+    std::size_t size = 0;
+    if (pthread_attr_getstack(&attributes, &floor, &size) == 0) {
+        range.floor = reinterpret_cast<std::uintptr_t>(floor);
+        range.top = range.floor + size;
+    }
+    pthread_attr_destroy(&attributes);
+#endif
+    return range;
+}
+
+// How deep a match may recurse on what is left of this thread's stack, a quarter of which is
+// kept free. A coroutine is not on its thread's stack.
+int levels_left() {
+    static thread_local stack_range stack;
+    if (stack.top == 0) {
+        stack = stack_of_this_thread();  // slow to find out
+    }
+    // Not the address of a local variable: a sanitizer may keep those elsewhere.
+    auto const here = reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
+    if (here < stack.floor || here >= stack.top) {
+        return k_levels_of_unknown_stack;
+    }
+    std::size_t const usable = (here - stack.floor) / 4 * 3;
+    return static_cast<int>(
+        std::clamp<std::size_t>(usable / k_level_bytes, 1, std::size_t{k_most_levels}));
+}
+
+// How many groups the compiler may go into, one within the other or one that calls the next.
+int depth_of(std::string const& pattern) {
+    int groups = 0;
+    for (std::size_t i = 0; i < pattern.size(); ++i) {
+        if (pattern[i] == '\\') {
+            ++i;
+        } else if (pattern[i] == '(') {
+            ++groups;
+        }
+    }
+    return has_calls_or_verbs(pattern) ? groups : std::min(groups, k_most_nested);
+}
+
+}  // namespace
+
+std::vector<std::string> matching(std::string const& pattern,
+                                  std::vector<std::string_view> const& texts) {
+    std::vector<std::string> found;
+    int const levels = levels_left();
+    // Compiling takes less than a level for each group.
+    if (texts.empty() || depth_of(pattern) >= levels) {
+        return found;
+    }
+    pcrecpp::RE_Options bounds;
+    bounds.set_match_limit_recursion(levels);
+    bounds.set_match_limit(static_cast<int>(steps_for_each(texts, pattern.size())));
+    pcrecpp::RE const expression(pattern, bounds);
+    if (expression.error() == "failed to get memory") {
+        throw std::bad_alloc();  // the pattern may be a good one
+    }
+    for (std::string_view const text : texts) {
+        if (expression.FullMatch({text.data(), static_cast<int>(text.size())})) {
+            found.emplace_back(text);
+        }
+    }
+    return found;
+}
+
+}  // namespace kivcore
