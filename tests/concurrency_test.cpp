@@ -143,6 +143,26 @@ TEST_F(concurrency, a_long_stress_counts_exactly) {
     } while (std::chrono::steady_clock::now() < end && !HasFailure());
 }
 
+// Without a bound on the steps of a match, the search would never end.
+TEST_F(concurrency, a_slow_search_ends_and_holds_up_nobody) {
+    std::string const id = "a/b/c/d/" + std::string(60, 'a');
+    for (char const* end : {"", "d", "e"}) {
+        registry->register_with_id(id + end, nullptr, "");
+    }
+    std::atomic<bool> is_searching{true};
+    std::thread searcher([&] {
+        EXPECT_TRUE(registry->find_plugins("a/b/c/d/(a|a)*[bc]").empty());
+        is_searching = false;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));  // it begins meanwhile
+    int described = 0;
+    while (is_searching) {
+        described += registry->describe_plugin(id) ? 1 : 0;
+    }
+    searcher.join();
+    EXPECT_GT(described, 10);
+}
+
 TEST_F(concurrency, instances_survive_a_native_plugin_that_takes_over) {
     install("memory", "native");
     for (int round = 0; round < 10; ++round) {

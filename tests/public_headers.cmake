@@ -1,5 +1,5 @@
 # Compiles every public header alone, as C++17, with all warnings as errors, and refuses one
-# that lets a header of libxml2 or PCRE into its users' sources. What users do with the
+# that lets a header of libxml2, PCRE2 or PCRE into its users' sources. What users do with the
 # headers is compiled in every standard that they may choose.
 
 set(sources)
@@ -15,8 +15,8 @@ foreach(library base/morbase lib/kivsys lib/kivcore)
             CONTENT [[
 #include <@header@>
 #include <@header@>  // twice: the guard holds
-#if defined(LIBXML_VERSION) || defined(PCRE_MAJOR)
-#error "<@header@> includes a header of libxml2 or PCRE"
+#if defined(LIBXML_VERSION) || defined(PCRE2_MAJOR) || defined(PCRE_MAJOR)
+#error "<@header@> includes a header of libxml2, PCRE2 or PCRE"
 #endif
 ]]
             @ONLY)

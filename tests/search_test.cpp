@@ -241,7 +241,7 @@ TEST(search, nested_groups_do_not_overflow_the_stack) {
     for (int group = 2; group < 4000; ++group) {
         calls += "((?" + std::to_string(group) + "))";
     }
-    EXPECT_EQ(found(ids, nested(100)), ids);
+    EXPECT_EQ(found(ids, nested(80)), ids);
     on_a_small_stack([&] {
         EXPECT_EQ(found(ids, nested(10)), ids);
         EXPECT_EQ(found(ids, "(?:" + repeated("\\(|", 1000) + ids[0] + ")"), ids);
