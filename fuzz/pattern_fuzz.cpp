@@ -1,0 +1,34 @@
+// The first line of the input is a regular expression, the others are texts. Both libraries
+// that kivcore can be built with must find the same, with few texts and with many.
+
+#include <algorithm>
+
+#include <support/pattern_seats.h>
+
+#include "input.h"
+
+namespace {
+
+// So many that matches run as machine code, where there is any.
+constexpr std::size_t k_many = 100;
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
+    std::vector<std::string> const lines = fuzz::parts_of(fuzz::text_of(data, size), '\n');
+    std::string const& pattern = lines.front();
+    if (support::may_differ(pattern)) {
+        return -1;
+    }
+    std::vector<std::string_view> const texts(lines.begin() + 1, lines.end());
+    std::vector<std::string> const found = support::matching_with_pcre2(pattern, texts);
+    fuzz::require(found == support::matching_with_pcrecpp(pattern, texts),
+                  "PCRE2 and PCRE find the same");
+    for (std::string_view const text : texts) {
+        std::vector<std::string_view> const many(k_many, text);
+        bool const is_found = std::find(found.begin(), found.end(), text) != found.end();
+        fuzz::require(support::matching_with_pcre2(pattern, many).size() == (is_found ? k_many : 0),
+                      "machine code finds the same");
+    }
+    return 0;
+}

@@ -1,0 +1,10 @@
+// Compiled once for each source of pattern.h, with SEAT the name that it is called by. All else
+// stays hidden in its library.
+
+#include "pattern.h"
+#include "pattern_seats.h"
+
+__attribute__((visibility("default"))) std::vector<std::string> support::SEAT(
+    std::string const& pattern, std::vector<std::string_view> const& texts) {
+    return kivcore::matching(pattern, texts);
+}
