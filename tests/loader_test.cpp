@@ -97,6 +97,32 @@ TEST(loader_test, what_cannot_be_opened_is_reported_with_the_platforms_reason_un
     EXPECT_EQ(load_failure(*image), "");
 }
 
+TEST(loader_test, a_path_is_opened_as_it_is_or_refused_for_the_linkers_token) {
+    support::temporary_directory const files;
+    // What is under the path, and the token in it.
+    std::pair<char const*, std::string> const table[] = {
+        {"$/a$.so", ""},
+        {"$FOO/$LIBS.so", ""},
+        {"$LIB64/$ORIGIN_.so", ""},
+        {"${LIB/{LIB}.so", ""},
+        {"a/$ORIGIN", "$ORIGIN"},
+        {"$LIB-64/a.so", "$LIB"},
+        {"$PLATFORMS$PLATFORM/a.so", "$PLATFORM"},
+        {"$${LIB}64/a.so", "${LIB}"},
+    };
+    for (auto const& [name, token] : table) {
+        std::string const path = files.write(name, "");
+        std::filesystem::copy(built_object("memory"), path,
+                              std::filesystem::copy_options::overwrite_existing);
+        morbase::ptr_refcount<loader> const image(new loader(path));
+        EXPECT_EQ(load_failure(*image), token.empty()
+                                            ? ""
+                                            : "failed to load binary image: " + path +
+                                                  ": the dynamic linker would replace " + token +
+                                                  "; rename the file or directory");
+    }
+}
+
 TEST(loader_test, a_refused_close_is_raised_by_unload_and_dropped_by_the_destructor) {
     std::string const path = built_object("memory");
     morbase::ptr_refcount<loader> image(new loader(path));

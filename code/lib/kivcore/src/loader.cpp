@@ -2,6 +2,8 @@
 
 #include <dlfcn.h>
 
+#include <string_view>
+
 #include <morbase/es.h>
 
 namespace kivcore {
@@ -10,11 +12,42 @@ namespace {
 
 constexpr char const* k_source = "code/lib/kivcore/src/loader";
 
+constexpr char const* k_not_loaded = "failed to load binary image: ";
+
 // Raises for a call that failed just now on this thread, with the platform's reason.
 [[noreturn]] void raise_failure(unsigned int line, std::string message) {
     char const* const reason = dlerror();
     message += reason != nullptr ? reason : "unknown reason";
     morbase::es::call::raise(k_source, line, message.c_str());
+}
+
+// The first of the dynamic linker's tokens in the path; empty without one. Without braces, a
+// token ends where a name would: $LIB-64 has one, $LIB64 has none.
+std::string_view token_in(std::string const& path) {
+    constexpr char const* k_name =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_";
+    for (std::string_view const token :
+         {"${ORIGIN}", "${LIB}", "${PLATFORM}", "$ORIGIN", "$LIB", "$PLATFORM"}) {
+        for (auto at = path.find(token); at != std::string::npos; at = path.find(token, at + 1)) {
+            auto const end = at + token.size();
+            if (token.back() == '}' || path.find_first_of(k_name, end) != end) {
+                return token;
+            }
+        }
+    }
+    return "";
+}
+
+// dlopen replaces tokens in a path, and so would open another file; there is no way to quote
+// them. What it searches for, a name without "/", it takes as it is.
+void refuse_tokens(std::string const& path) {
+    auto const token = path.find('/') != std::string::npos ? token_in(path) : "";
+    if (!token.empty()) {
+        morbase::es::call::raise(k_source, __LINE__,
+                                 (k_not_loaded + path + ": the dynamic linker would replace " +
+                                  std::string(token) + "; rename the file or directory")
+                                     .c_str());
+    }
 }
 
 }  // namespace
@@ -33,12 +66,13 @@ void loader::load() {
     if (image_handle != nullptr) {
         return;
     }
+    refuse_tokens(image_path);
     dlerror();  // a reason read below is then this call's
     // Lazy: an object with an unresolved function is of use to whoever does not call it.
     // Local: plug-ins may export the same names, and none must get another's.
     image_handle = dlopen(image_path.c_str(), RTLD_LAZY | RTLD_LOCAL);
     if (image_handle == nullptr) {
-        raise_failure(__LINE__, "failed to load binary image: ");
+        raise_failure(__LINE__, k_not_loaded);
     }
 }
 

@@ -31,7 +31,9 @@ class KIVCORE_API loader : public morbase::object_refcount {
     loader& operator=(loader const&) = delete;
 
     // Opens the shared object unless it is open. Raises es::call with the
-    // platform's reason when it cannot be opened; a later call tries again.
+    // platform's reason when it cannot be opened; a later call tries again. Raises es::call
+    // for a path with "/" in which the dynamic linker would replace a token: $ORIGIN, $LIB or
+    // $PLATFORM, also with the name in braces.
     void load();
 
     // Closes the shared object if it is open, however often load was called. Raises
