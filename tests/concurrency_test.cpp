@@ -1,3 +1,5 @@
+#include <pthread.h>
+
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
@@ -70,6 +72,26 @@ TEST_F(concurrency, broken_and_sound_directories_load_side_by_side) {
             "plugin line 1 and bundle\n\"\n";
     }
     EXPECT_EQ(output.err.text(), expected);
+}
+
+TEST_F(concurrency, a_cancelled_thread_ends_after_what_cannot_be_broken_off) {
+    files.write("broken/plugin.xml", "<bundle><plugin></bundle>");
+    install("sound", "sound");
+    support::captured_output output;
+    std::string done;
+    auto const work = [&](int /*thread*/) {
+        pthread_cancel(pthread_self());
+        done += std::to_string(registry->load_plugins(files.path())) + " loaded";
+        auto file = kivcore::create<kivcore::reader>(registry, id_of("sound"));
+        done += file && file->open("any", "r") == 0 ? ", opened" : "";
+        file = {};
+        registry = nullptr;
+        done += ", closed";
+        pthread_testcancel();
+        done += ", not cancelled";
+    };
+    in_parallel(work, 1);
+    EXPECT_EQ(done, "1 loaded, opened, closed");
 }
 
 TEST_F(concurrency, one_thread_wins_an_id_and_notices_stay_whole) {

@@ -1,6 +1,7 @@
 // One file in memory, shared by all handles: what a writer wrote, a reader reads. It
 // lives as long as this shared object does.
 
+#include <pthread.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -14,6 +15,11 @@ static long long content_size = 0;
 struct handle {
     long long position;
 };
+
+// Threads may be cancelled here, and when this shared object is opened and closed.
+__attribute__((constructor, destructor)) static void cancellation_point(void) {
+    pthread_testcancel();
+}
 
 // The mode "w" empties the file; the path "refused" cannot be opened.
 EXPORTED int memory_open(char const* path, char const* mode, void** opened) {
@@ -29,6 +35,7 @@ EXPORTED int memory_open(char const* path, char const* mode, void** opened) {
 }
 
 EXPORTED int memory_close(void* handle) {
+    cancellation_point();
     free(handle);
     return 0;
 }

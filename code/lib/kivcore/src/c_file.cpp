@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "cancellation.h"
+
 namespace kivcore {
 
 namespace {
@@ -25,6 +27,7 @@ int close_handle(c_close_function close, void*& handle) {
 }
 
 void close_handle_at_the_end(c_close_function close, void*& handle) noexcept {
+    cancellation_put_off const until_done;
     try {
         close_handle(close, handle);
     } catch (...) {

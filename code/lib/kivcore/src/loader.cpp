@@ -6,6 +6,8 @@
 
 #include <morbase/es.h>
 
+#include "cancellation.h"
+
 namespace kivcore {
 
 namespace {
@@ -67,6 +69,7 @@ void loader::load() {
         return;
     }
     refuse_tokens(image_path);
+    cancellation_put_off const until_done;
     dlerror();  // a reason read below is then this call's
     // Lazy: an object with an unresolved function is of use to whoever does not call it.
     // Local: plug-ins may export the same names, and none must get another's.
@@ -80,6 +83,7 @@ void loader::unload() {
     if (image_handle == nullptr) {
         return;
     }
+    cancellation_put_off const until_done;
     dlerror();
     if (dlclose(image_handle) != 0) {
         // The handle stays: the object is open, and what came out of it is still of use.

@@ -13,6 +13,7 @@
 #include <morbase/es.h>
 #include <morbase/path.h>
 
+#include "cancellation.h"
 #include "description_document.h"
 
 namespace kivcore {
@@ -84,6 +85,7 @@ bool report_failure(char const* reason) {
 }  // namespace
 
 bool plugins::load_plugin(std::string const& dir) {
+    cancellation_put_off const until_done;
     try {
         return load_description(*this, dir, root_path + "/plugin.rng");
     } catch (morbase::es::base const& error) {

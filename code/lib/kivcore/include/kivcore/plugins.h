@@ -111,7 +111,7 @@ class KIVCORE_API plugins : public morbase::object_refcount {
     // first object is made. True when the description was read to its end without
     // an error. Raises nothing: a failure is printed and false is returned; what
     // was registered before it stays. A plug-in within whose description the document
-    // breaks off is not registered.
+    // breaks off is not registered. A cancelled thread ends after this, not within.
     bool load_plugin(std::string const& dir);
 
   private:
