@@ -22,15 +22,25 @@ function(kivcore_hardening target)
     target_link_options(${target} PRIVATE $<${optimised}:LINKER:-z,relro,-z,now>)
 endfunction()
 
-# kivcore_library(NAME MACRO SOURCES...): one of the tree's shared libraries, with its
-# headers in include/NAME, its export macro in <NAME/export.h> and a soname.
+# kivcore_library(NAME MACRO SOURCES...): one of the tree's libraries, with its headers in
+# include/NAME, its export macro in <NAME/export.h> and, where it is shared, a soname.
 function(kivcore_library name macro)
-    add_library(${name} SHARED ${ARGN})
-    add_library(${name}::${name} ALIAS ${name})
-    generate_export_header(
-        ${name}
-        EXPORT_MACRO_NAME ${macro}
-        EXPORT_FILE_NAME ${CMAKE_CURRENT_BINARY_DIR}/include/${name}/export.h)
+    add_library(${name} ${ARGN})
+    if(BUILD_SHARED_LIBS)
+        add_library(${name}::${name} ALIAS ${name})
+    else()
+        kivcore_archive(${name})
+    endif()
+    # Static libraries as well: their symbols are exported by the program that has them.
+    file(
+        CONFIGURE
+        OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/include/${name}/export.h
+        CONTENT [[
+#ifndef @macro@
+#define @macro@ __attribute__((visibility("default")))
+#endif
+]]
+        @ONLY)
     target_include_directories(
         ${name}
         PUBLIC $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include>
@@ -53,10 +63,33 @@ function(kivcore_library name macro)
     endif()
 endfunction()
 
+# What users of a static library link. Plug-ins must share it with their host: the host takes
+# all of it and exports it, and a plug-in is only compiled against it.
+function(kivcore_archive name)
+    set(usage ${name}_usage)
+    set(type $<TARGET_PROPERTY:TYPE>)
+    add_library(${usage} INTERFACE)
+    add_library(${name}::${name} ALIAS ${usage})
+    set_target_properties(${usage} PROPERTIES EXPORT_NAME ${name})
+    set_target_properties(${name} PROPERTIES EXPORT_NAME archive)
+    target_compile_features(${usage} INTERFACE cxx_std_17)
+    target_include_directories(
+        ${usage} INTERFACE $<TARGET_PROPERTY:${name},INTERFACE_INCLUDE_DIRECTORIES>)
+    set(whole $<LINK_LIBRARY:WHOLE_ARCHIVE,$<TARGET_NAME:${name}>>)
+    target_link_libraries(
+        ${usage} INTERFACE $<$<NOT:$<STREQUAL:${type},MODULE_LIBRARY>>:${whole}>)
+    target_link_options(
+        ${usage} INTERFACE $<$<STREQUAL:${type},EXECUTABLE>:LINKER:--export-dynamic>)
+    if(KIVCORE_INSTALL)
+        install(TARGETS ${usage} EXPORT ${name}_targets)
+    endif()
+endfunction()
+
 function(kivcore_install_library name)
     install(
         TARGETS ${name}
         EXPORT ${name}_targets
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
     install(
         EXPORT ${name}_targets

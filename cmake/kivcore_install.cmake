@@ -15,6 +15,14 @@ install(FILES ${PROJECT_BINARY_DIR}/kivcoreConfig.cmake
 # The prefix is known when it is installed. An installation that was moved since has
 # pkg-config --define-prefix.
 set(prefix @prefix@)
+set(libraries "-lkivcore -lkivsys -lmorbase")
+set(requires)
+if(NOT BUILD_SHARED_LIBS)
+    # As for users of the CMake package; see kivcore_archive().
+    set(libraries "-Wl,--export-dynamic -Wl,--whole-archive ${libraries} -Wl,--no-whole-archive")
+    string(APPEND libraries " -ldl -pthread")
+    set(requires "libxml-2.0 libpcrecpp")
+endif()
 configure_file(cmake/kivcore.pc.in ${PROJECT_BINARY_DIR}/kivcore.pc.in @ONLY)
 install(
     CODE "
