@@ -211,7 +211,7 @@ struct memory final : morbase::stream::rda {
             position = 9;
             throw es::call("memory", 1, "nothing to read");
         }
-        std::memcpy(target, k_digits + position, count);
+        std::memcpy(target, k_digits + position, static_cast<std::size_t>(count));
         position += static_cast<long long>(count);
         return static_cast<long long>(count);
     }

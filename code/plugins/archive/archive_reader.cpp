@@ -134,7 +134,8 @@ long long file_data::read_at(long long position, void* buffer, unsigned long lon
     }
     bool const is_hole = position < data_start;
     long long const left = (is_hole ? data_start : end) - position;
-    unsigned long long const taken = std::min(count, static_cast<unsigned long long>(left));
+    auto const taken =
+        static_cast<std::size_t>(std::min(count, static_cast<unsigned long long>(left)));
     if (is_hole) {
         std::memset(buffer, 0, taken);
     } else {

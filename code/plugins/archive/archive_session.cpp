@@ -195,7 +195,7 @@ bool archive_session::take_data(std::string& content) {
             size > content.size() - static_cast<unsigned long long>(offset)) {
             return false;
         }
-        std::memcpy(content.data() + offset, data, size);
+        std::memcpy(content.data() + offset, data, static_cast<std::size_t>(size));
     }
     return result == 0;
 }

@@ -128,7 +128,7 @@ ssize_t archive_source::next_piece(void const** data) {
         long long const left = std::max(size() - position, 0LL);
         *data = part.tail.data() + (part.tail.size() - static_cast<std::size_t>(left));
         position += left;
-        return left;
+        return static_cast<ssize_t>(left);
     }
     auto const wanted = std::min(in_file, static_cast<long long>(next_block));
     ssize_t const got =

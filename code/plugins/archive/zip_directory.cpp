@@ -38,6 +38,10 @@ std::uint64_t number_at(std::string const& bytes, std::size_t at, std::size_t si
     return number;
 }
 
+std::size_t length_at(std::string const& bytes, std::size_t at) {
+    return static_cast<std::size_t>(number_at(bytes, at, 2));
+}
+
 void append_number(std::string& bytes, std::uint64_t number, std::size_t size) {
     for (std::size_t i = 0; i < size; ++i) {
         bytes += static_cast<char>(number >> (8 * i) & 0xffU);
@@ -97,7 +101,7 @@ std::uint64_t data_offset(std::string const& bytes, std::size_t record, std::siz
         return offset;
     }
     while (extra_end - extra >= 4) {
-        std::size_t const size = number_at(bytes, extra + 2, 2);
+        std::size_t const size = length_at(bytes, extra + 2);
         std::size_t value = extra + 4;
         value += number_at(bytes, record + 24, 4) == k_in_extra ? 8 : 0;
         value += number_at(bytes, record + 20, 4) == k_in_extra ? 8 : 0;
@@ -140,9 +144,9 @@ bool zip_directory::read(int descriptor, long long file_size) {
 bool zip_directory::add_records(std::string const& bytes, long long shift) {
     std::size_t at = 0;
     while (bytes.size() - at >= k_entry_size && bytes.compare(at, 4, "PK\x01\x02") == 0) {
-        std::size_t const extra = at + k_entry_size + number_at(bytes, at + 28, 2);
-        std::size_t const extra_end = extra + number_at(bytes, at + 30, 2);
-        std::size_t const end = extra_end + number_at(bytes, at + 32, 2);
+        std::size_t const extra = at + k_entry_size + length_at(bytes, at + 28);
+        std::size_t const extra_end = extra + length_at(bytes, at + 30);
+        std::size_t const end = extra_end + length_at(bytes, at + 32);
         if (end > bytes.size()) {
             return false;
         }

@@ -31,8 +31,8 @@ class image {
     // Reads so many bytes; false when the file does not hold all of them.
     bool read(void* into, size_type count, size_type offset) const {
         return holds(offset, count) &&
-               pread(file.number(), into, count, static_cast<off_t>(offset)) ==
-                   static_cast<ssize_t>(count);
+               pread(file.number(), into, static_cast<std::size_t>(count),
+                     static_cast<off_t>(offset)) == static_cast<ssize_t>(count);
     }
 
     template <typename record>

@@ -21,7 +21,7 @@ class text_reader : public kivcore::reader {
 
     long long read(void* buffer, unsigned long long count) override {
         auto const left = static_cast<unsigned long long>(k_size - position);
-        auto const moved = std::min(count, left);
+        auto const moved = static_cast<std::size_t>(std::min(count, left));
         std::memcpy(buffer, k_text + position, moved);
         position += static_cast<long long>(moved);
         return static_cast<long long>(moved);

@@ -73,7 +73,7 @@ std::string string_with_timecode(timecode const& time, bool with_frames) {
 
 std::string string_encode_base64(unsigned char const* bytes, unsigned long long count) {
     std::string text;
-    text.reserve((count + 2) / 3 * 4);
+    text.reserve(static_cast<std::size_t>((count + 2) / 3 * 4));
     for (unsigned long long i = 0; i < count; i += 3) {
         unsigned int group = 0;
         for (unsigned long long j = i; j < i + 3; ++j) {
@@ -84,7 +84,7 @@ std::string string_encode_base64(unsigned char const* bytes, unsigned long long 
             text += base64_digit(group >> shift);
         }
     }
-    unsigned long long const padding = (3 - count % 3) % 3;
+    auto const padding = static_cast<std::size_t>((3 - count % 3) % 3);
     text.replace(text.size() - padding, padding, padding, '=');
     return text;
 }
