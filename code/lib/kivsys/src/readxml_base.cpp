@@ -130,6 +130,18 @@ bool copy_made_text(question const& ask, std::string& out) {
     return copy_text(text.get(), out);
 }
 
+// The severity of what was reported last. From 2.15 on, the XML library gives the parser's
+// severities to what breaks a RelaxNG schema.
+xmlParserSeverities severity_of_last(xmlParserSeverities given) {
+    xmlError const* const last = xmlGetLastError();
+    if (last == nullptr || last->domain != XML_FROM_RELAXNGV) {
+        return given;
+    }
+    bool const is_warning =
+        given == XML_PARSER_SEVERITY_WARNING || given == XML_PARSER_SEVERITY_VALIDITY_WARNING;
+    return is_warning ? XML_PARSER_SEVERITY_VALIDITY_WARNING : XML_PARSER_SEVERITY_VALIDITY_ERROR;
+}
+
 void require_extension(std::string const& schema) {
     if (schema.rfind('.') == std::string::npos) {
         morbase::es::arg::raise(
@@ -181,6 +193,7 @@ void reader_base::parse_state::keep(char const* msg, xmlParserSeverities severit
 void reader_base::parse_state::parser_error_func(void* self, char const* msg,
                                                  xmlParserSeverities severity,
                                                  void* /*locator*/) noexcept {
+    severity = severity_of_last(severity);
     std::printf("(readxml_base) error func called with msg: %s\n", msg);
     std::fflush(stdout);
     std::printf("sev: %d\n", static_cast<int>(severity));
