@@ -356,7 +356,7 @@ TEST_F(kivplug, opens_no_shared_object_that_would_end_or_block_it) {
     std::string const start = "no object of io/read/k/d/1.0 can be made: '" + image + "' is ";
     std::string const advice = "; put the plug-in's shared object there";
     for (std::size_t const missing :
-         {whole.size() - 3, whole.size() - 60, whole.size() - 4096, 1UL}) {
+         {whole.size() - 3, whole.size() - 60, whole.size() - 4096, std::size_t{1}}) {
         files.write(image, whole.substr(0, whole.size() - missing));
         expect_refused(read, start + "cut short; copy it again, whole");
     }
