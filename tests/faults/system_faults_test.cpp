@@ -1,5 +1,6 @@
 // Directories, descriptions and shared objects when the platform fails. The calls here
-// stand before the platform's for every library that the program loads.
+// stand before the platform's for every library that the program loads. With 64-bit file
+// positions, readdir and open are readdir64 and open64 to the linker.
 
 #include <dirent.h>
 #include <dlfcn.h>
@@ -63,12 +64,16 @@ system_fault const* striking(e_call call) {
     return fault;
 }
 
-// dlsym is among those that fail, so the way past it is another.
+// dlsym is among those that fail, so the way past it is another. Each processor has versions of
+// its own.
 template <typename function>
 function* platform(function* /*like*/, char const* name) {
-    void* const found = dlvsym(RTLD_NEXT, name, "GLIBC_2.2.5");
-    return reinterpret_cast<function*>(found != nullptr ? found
-                                                        : dlvsym(RTLD_NEXT, name, "GLIBC_2.34"));
+    void* found = nullptr;
+    for (char const* const version :
+         {"GLIBC_2.34", "GLIBC_2.17", "GLIBC_2.2.5", "GLIBC_2.2", "GLIBC_2.1", "GLIBC_2.0"}) {
+        found = found != nullptr ? found : dlvsym(RTLD_NEXT, name, version);
+    }
+    return reinterpret_cast<function*>(found);
 }
 
 }  // namespace
@@ -81,19 +86,15 @@ dirent* readdir(DIR* open) {
     if (fault != nullptr && fault->effect == k_fails) {
         return nullptr;
     }
-    dirent* const entry = platform(&readdir, "readdir")(open);
+    dirent* const entry = platform(&readdir, "readdir64")(open);
     if (fault != nullptr && entry != nullptr) {
         entry->d_type = DT_UNKNOWN;
     }
     return entry;
 }
 
-int open64(char const* path, int flags, ...) {
-    return striking(k_open) != nullptr ? -1 : platform(&open64, "open64")(path, flags, 0755);
-}
-
 int open(char const* path, int flags, ...) {
-    return open64(path, flags);
+    return striking(k_open) != nullptr ? -1 : platform(&open, "open64")(path, flags, 0755);
 }
 
 ssize_t read(int descriptor, void* target, std::size_t count) {
