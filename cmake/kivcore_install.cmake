@@ -21,7 +21,7 @@ if(NOT BUILD_SHARED_LIBS)
     # As for users of the CMake package; see kivcore_archive().
     set(libraries "-Wl,--export-dynamic -Wl,--whole-archive ${libraries} -Wl,--no-whole-archive")
     string(APPEND libraries " -ldl -pthread")
-    set(requires "libxml-2.0 libpcrecpp")
+    set(requires "libxml-2.0 ${KIVCORE_REGEX_MODULE}")
 endif()
 configure_file(cmake/kivcore.pc.in ${PROJECT_BINARY_DIR}/kivcore.pc.in @ONLY)
 install(
