@@ -1,12 +1,15 @@
-// The owner of a file descriptor, for the plug-ins that use the system's calls directly.
+// The owners of a file descriptor and of a directory that is listed, for the plug-ins that use
+// the system's calls directly.
 
 #ifndef BUNDLED_DESCRIPTOR_H
 #define BUNDLED_DESCRIPTOR_H
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <memory>
 #include <utility>
 
 namespace bundled {
@@ -49,6 +52,11 @@ inline descriptor open_for_reading(char const* path) {
     } while (opened < 0 && errno == EINTR);
     return descriptor(opened >= 0 ? opened : -errno);
 }
+
+struct close_directory {
+    void operator()(DIR* opened) const noexcept { closedir(opened); }
+};
+using directory_handle = std::unique_ptr<DIR, close_directory>;
 
 }  // namespace bundled
 

@@ -5,13 +5,11 @@
 #ifndef SEQUENCE_FILE_ROW_H
 #define SEQUENCE_FILE_ROW_H
 
-#include <dirent.h>
-
 #include <cstddef>
-#include <memory>
 #include <string>
 #include <vector>
 
+#include "../descriptor.h"
 #include "name_pattern.h"
 
 namespace sequence {
@@ -37,17 +35,13 @@ class file_row {
     int open_file(std::size_t index) const;
 
   private:
-    struct close_directory {
-        void operator()(DIR* opened) const { closedir(opened); }
-    };
-
     int list_numbers(std::vector<long long>& numbers);
     int refuse_gap(std::vector<long long> const& numbers) const;
     int measure(std::size_t files);
 
     std::string directory_path;  // with its separator; empty for the current directory
     name_pattern names;
-    std::unique_ptr<DIR, close_directory> directory;
+    bundled::directory_handle directory;
     long long first_number = 0;
     std::vector<long long> ends;
 };

@@ -7,14 +7,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <filesystem>
 #include <iterator>
-#include <system_error>
 #include <utility>
 
 namespace watch {
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -37,6 +33,16 @@ bundled::descriptor opened_directory(int parent, std::string const& path, int fl
     bundled::descriptor opened(
         openat(parent, path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC | flags));
     return opened.is_open() ? std::move(opened) : bundled::descriptor(-errno);
+}
+
+// What cannot be told apart is not a directory.
+bool is_directory(DIR* parent, dirent const& entry) {
+    if (entry.d_type != DT_UNKNOWN) {
+        return entry.d_type == DT_DIR;
+    }
+    struct stat status = {};
+    return fstatat(dirfd(parent), entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+           S_ISDIR(status.st_mode);
 }
 
 }  // namespace
@@ -163,20 +169,30 @@ int tree::look_into(std::string const& path, findings& found, std::vector<std::s
     if (error != 0) {
         return error;
     }
-    std::error_code failure;
-    fs::directory_iterator entry(here, failure);
-    for (; !failure && entry != fs::directory_iterator(); entry.increment(failure)) {
-        std::string const name = joined(path, entry->path().filename().string());
-        if (!known.emplace(name, k_unwatched).second) {
+    // Not std::filesystem's iterator, which ends the process when memory runs out.
+    bundled::directory_handle const listed(opendir(here.c_str()));
+    return listed ? note_entries(listed.get(), path, found, unread) : errno;
+}
+
+// An errno value when the directory could not be listed to its end.
+int tree::note_entries(DIR* listed, std::string const& path, findings& found,
+                       std::vector<std::string>& unread) {
+    for (;;) {
+        errno = 0;  // the one thing that tells readdir's end from a failure
+        dirent const* const entry = readdir(listed);
+        if (entry == nullptr) {
+            return errno;
+        }
+        std::string const name = entry->d_name;
+        std::string const below = joined(path, name);
+        if (name == "." || name == ".." || !known.emplace(below, k_unwatched).second) {
             continue;
         }
-        found.changes.push_back({name, true});
-        std::error_code ignored;  // what cannot be told apart is no directory
-        if (!entry->is_symlink(ignored) && entry->is_directory(ignored)) {
-            unread.push_back(name);
+        found.changes.push_back({below, true});
+        if (is_directory(listed, *entry)) {
+            unread.push_back(below);
         }
     }
-    return failure.value();
 }
 
 // Where another directory has taken the place of the one that was watched under this path,
