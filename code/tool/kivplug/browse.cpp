@@ -50,21 +50,21 @@ class walk {
     void start(std::string const& path);
 
   private:
-    std::vector<entry> list(directory const& place);
-    void add(std::vector<entry>& entries, directory const& place, browser::entry_list const& found,
-             bool are_directories);
+    void list(directory const& place);
+    void remember(browser::entry_list const& directories, directory const& place);
+    void show(browser::entry_list const& found, directory const& place, bool are_directories);
     void learn(entry& known);
-    void remember(std::vector<entry> const& entries, directory const& place);
-    void print(std::vector<entry> const& entries);
-    void add_to_array(std::vector<entry> const& entries);
+    void add_to_array(entry const& shown);
+    void add_row(entry const& shown);
 
     browser& source;
     std::string const& id;
     byte_sink& out;
     json_array* array;
     browse_options const& options;
-    std::vector<directory> waiting;  // the next one last
-    std::set<std::string> seen;      // paths of directories that were or will be listed
+    std::vector<directory> waiting;              // the next one last
+    std::set<std::string> seen;                  // paths of directories that were or will be listed
+    std::vector<std::vector<std::string>> rows;  // of one directory: columns need all of them
 };
 
 void walk::start(std::string const& path) {
@@ -73,36 +73,35 @@ void walk::start(std::string const& path) {
     while (!waiting.empty()) {
         directory const next = std::move(waiting.back());
         waiting.pop_back();
-        auto const entries = list(next);
-        if (options.recursive) {
-            remember(entries, next);
-        }
-        array != nullptr ? add_to_array(entries) : print(entries);
+        list(next);
     }
 }
 
-std::vector<entry> walk::list(directory const& place) {
+void walk::list(directory const& place) {
     browser::entry_list directories;
     browser::entry_list files;
     auto const get_list = [&] { source.get_list(place.path, &directories, &files); };
     guarded({id, place.path}, "get_list", get_list, k_advice);
-    std::vector<entry> entries;
-    add(entries, place, directories, true);
-    add(entries, place, files, false);
-    return entries;
+    if (options.recursive) {
+        remember(directories, place);
+    }
+    show(directories, place, true);
+    show(files, place, false);
+    out.write(table(rows, 2));
+    rows.clear();
 }
 
-void walk::add(std::vector<entry>& entries, directory const& place,
-               browser::entry_list const& found, bool are_directories) {
+// An entry at a time: what is known about all of them may be larger than memory.
+void walk::show(browser::entry_list const& found, directory const& place, bool are_directories) {
     for (auto const& [name, path] : found) {
-        entry known{place.name + name, path, "", {}, are_directories};
+        entry shown{place.name + name, path, "", {}, are_directories};
         if (are_directories) {
-            known.name += '/';
+            shown.name += '/';
         }
         if (options.in_full) {
-            learn(known);
+            learn(shown);
         }
-        entries.push_back(std::move(known));
+        array != nullptr ? add_to_array(shown) : add_row(shown);
     }
 }
 
@@ -115,11 +114,11 @@ void walk::learn(entry& known) {
 }
 
 // From the last to the first, so that the first is listed next.
-void walk::remember(std::vector<entry> const& entries, directory const& place) {
+void walk::remember(browser::entry_list const& directories, directory const& place) {
     auto const first = waiting.size();
-    for (auto const& each : entries) {
-        if (each.is_directory && seen.insert(each.path).second) {
-            waiting.push_back({each.path, each.name, place.depth + 1});
+    for (auto const& [name, path] : directories) {
+        if (seen.insert(path).second) {
+            waiting.push_back({path, place.name + name + '/', place.depth + 1});
         }
     }
     if (waiting.size() > first && place.depth >= k_deepest) {
@@ -139,31 +138,24 @@ std::string facts(std::map<std::string, std::string> const& info) {
     return text;
 }
 
-void walk::print(std::vector<entry> const& entries) {
-    std::vector<std::vector<std::string>> rows;
-    for (auto const& each : entries) {
-        rows.push_back({each.name});
-        if (options.in_full) {
-            rows.back().push_back(each.url.empty() ? each.path : each.url);
-            rows.back().push_back(facts(each.info));
-        }
+void walk::add_row(entry const& shown) {
+    rows.push_back({shown.name});
+    if (options.in_full) {
+        rows.back().push_back(shown.url.empty() ? shown.path : shown.url);
+        rows.back().push_back(facts(shown.info));
     }
-    out.write(table(rows, 2));
 }
 
-// An entry at a time: a tree may be larger than memory.
-void walk::add_to_array(std::vector<entry> const& entries) {
-    for (auto const& each : entries) {
-        json_object object;
-        object.add("name", each.name);
-        object.add("path", each.path);
-        object.add("type", each.is_directory ? "directory" : "file");
-        if (options.in_full) {
-            object.add("url", each.url);
-            object.add("info", each.info);
-        }
-        array->add(object);
+void walk::add_to_array(entry const& shown) {
+    json_object object;
+    object.add("name", shown.name);
+    object.add("path", shown.path);
+    object.add("type", shown.is_directory ? "directory" : "file");
+    if (options.in_full) {
+        object.add("url", shown.url);
+        object.add("info", shown.info);
     }
+    array->add(object);
 }
 
 // A browser may say of the place where browsing starts what is wrong with it, as the one of
