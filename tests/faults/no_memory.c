@@ -5,10 +5,12 @@
 #include <dlfcn.h>
 #include <errno.h>
 #include <limits.h>
+#include <locale.h>
 #include <stdatomic.h>
 #include <stddef.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <wchar.h>
 
 typedef int main_function(int, char**, char**);
 typedef int start_function(main_function*, int, char**, void (*)(void), void (*)(void),
@@ -66,8 +68,12 @@ static void report(void) {
     }
 }
 
-// The XML library, where the program has it, ends the process when it cannot set itself up.
+// The XML library, where the program has it, ends the process when it cannot set itself up; the
+// C library never loads a locale again that it could not load.
 static void set_up_libraries(void) {
+    locale_t const former = uselocale(newlocale(LC_CTYPE_MASK, "C.UTF-8", NULL));
+    btowc(0x80);  // beyond ASCII, which needs no conversion
+    uselocale(former);
     char const* const names[] = {"xmlInitParser", "xmlSchemaInitTypes", "xmlRelaxNGInitTypes"};
     for (size_t i = 0; i < sizeof names / sizeof *names; ++i) {
         void (*const set_up)(void) = __extension__(void (*)(void)) dlsym(RTLD_DEFAULT, names[i]);

@@ -1,16 +1,17 @@
-// The browser of archives. Its operations raise nothing: what is no archive, has no such
-// entry or does not fit in memory has an empty list, no info and no url.
+// The browser of archives. What is not an archive, or has no such entry, has an empty list, no
+// info and no url. Running out of memory raises std::bad_alloc, and nothing else is raised.
 //
 // What info has is in plugin.xml, which is installed.
 //
 // The index of the archive that was asked for last is kept until another one is asked for
 // or the file changes.
 
+#include <cerrno>
 #include <ctime>
-#include <exception>
 #include <iterator>
 #include <map>
 #include <memory>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -127,6 +128,14 @@ void append(kivcore::browser::entry_list& to, kivcore::browser::entry_list&& fro
     to.insert(to.end(), std::make_move_iterator(from.begin()), std::make_move_iterator(from.end()));
 }
 
+// Whether an operation succeeded. Running out of memory is not taken for an archive's fault.
+bool succeeded(int result) {
+    if (result == -ENOMEM) {
+        throw std::bad_alloc();
+    }
+    return result >= 0;
+}
+
 class archive_browser : public kivcore::browser {
   public:
     bool can_browse(std::string const& text) override;
@@ -138,7 +147,6 @@ class archive_browser : public kivcore::browser {
   private:
     bool look_up(std::string const& text, archive_path& path);
     bool has_directory(std::string const& text);
-    void list(std::string const& text, entry_list* dirs, entry_list* files);
     text_map info_of(std::string const& text);
 
     std::unique_ptr<archive_index> index;
@@ -154,7 +162,7 @@ bool archive_browser::look_up(std::string const& text, archive_path& path) {
     }
     index.reset();  // before the next one takes its own memory
     auto fresh = std::make_unique<archive_index>();
-    if (fresh->read(path.archive) != 0) {
+    if (!succeeded(fresh->read(path.archive))) {
         return false;
     }
     index = std::move(fresh);
@@ -169,25 +177,21 @@ bool archive_browser::has_directory(std::string const& text) {
 
 // For an archive's own path its beginning is enough.
 bool archive_browser::can_browse(std::string const& text) {
-    try {
-        archive_path path;
-        if (!parse(text, path)) {
-            return false;
-        }
-        if (!path.inner.empty()) {
-            return has_directory(text);
-        }
-        archive_file file;
-        archive_walk walk;
-        return open_file(path.archive, file) == 0 &&
-               walk.start(file.descriptor.get(), {0, file.status.st_size, ""}) == 0 &&
-               walk.next() >= 0;
-    } catch (std::exception const&) {
-        return false;  // for want of memory
+    archive_path path;
+    if (!parse(text, path)) {
+        return false;
     }
+    if (!path.inner.empty()) {
+        return has_directory(text);
+    }
+    archive_file file;
+    archive_walk walk;
+    return succeeded(open_file(path.archive, file)) &&
+           succeeded(walk.start(file.descriptor.get(), {0, file.status.st_size, ""})) &&
+           succeeded(walk.next());
 }
 
-void archive_browser::list(std::string const& text, entry_list* dirs, entry_list* files) {
+void archive_browser::get_list(std::string const& text, entry_list* dirs, entry_list* files) {
     archive_path path;
     if (!look_up(text, path) || path.ordinal != 1) {
         return;
@@ -200,14 +204,6 @@ void archive_browser::list(std::string const& text, entry_list* dirs, entry_list
     }
     if (files != nullptr) {
         append(*files, std::move(found_files));
-    }
-}
-
-void archive_browser::get_list(std::string const& text, entry_list* dirs, entry_list* files) {
-    try {
-        list(text, dirs, files);
-    } catch (std::exception const&) {
-        // For want of memory: a list that cannot be held is not given.
     }
 }
 
@@ -242,24 +238,16 @@ text_map archive_browser::info_of(std::string const& text) {
 }
 
 void archive_browser::get_info(std::string const& text, text_map& info) {
-    try {
-        for (auto& [key, value] : info_of(text)) {
-            info[key] = value;
-        }
-    } catch (std::exception const&) {
-        // For want of memory: nothing is known.
+    for (auto& [key, value] : info_of(text)) {
+        info[key] = value;
     }
 }
 
 void archive_browser::get_url(std::string const& text, std::string& url) {
-    try {
-        archive_path path;
-        if (look_up(text, path) && !path.inner.empty() && path.inner.back() != '/' &&
-            index->find(path) != nullptr) {
-            url = text_of(path);
-        }
-    } catch (std::exception const&) {
-        // For want of memory: there is no url to give.
+    archive_path path;
+    if (look_up(text, path) && !path.inner.empty() && path.inner.back() != '/' &&
+        index->find(path) != nullptr) {
+        url = text_of(path);
     }
 }
 

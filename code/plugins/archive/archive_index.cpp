@@ -1,6 +1,7 @@
 #include "archive_index.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
 #include <archive_entry.h>
@@ -59,6 +60,9 @@ int archive_index::read(std::string const& archive) {
     outer_compression = walk.compression();
     while (result == 1 && add(walk)) {
         result = walk.next();
+    }
+    if (result == -ENOMEM) {
+        return result;
     }
     archive_format = walk.format();
     if (result < 0) {

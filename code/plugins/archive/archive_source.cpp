@@ -49,10 +49,23 @@ ssize_t read_at(int descriptor, void* buffer, std::size_t count, long long offse
     return got;
 }
 
+// archive_read_open2 goes on without the memory for where to read from, and crashes.
+int open_reader(archive* reader, archive_source* source, archive_read_callback* read,
+                archive_skip_callback* skip) {
+    archive_read_set_read_callback(reader, read);
+    archive_read_set_skip_callback(reader, skip);
+    int const result = archive_read_set_callback_data(reader, source);
+    return result == ARCHIVE_OK ? archive_read_open1(reader) : result;
+}
+
 }  // namespace
 
 void free_archive::operator()(archive* freed) const {
     archive_read_free(freed);
+}
+
+void free_archive::operator()(archive_entry* freed) const {
+    archive_entry_free(freed);
 }
 
 // Only one compression is taken off: what several of them stand for has no bound, and a step
@@ -75,20 +88,18 @@ int archive_source::open(archive* reader, int descriptor, file_part const& from)
     for (compression_mark const& mark : k_marks) {
         if (mark.version() != nullptr && begins_with(start, static_cast<std::size_t>(got), mark)) {
             int const result = start_decoder(mark.filter);
-            return result != ARCHIVE_OK
-                       ? result
-                       : archive_read_open2(reader, this, nullptr, read_decoded, nullptr, nullptr);
+            return result != ARCHIVE_OK ? result : open_reader(reader, this, read_decoded, nullptr);
         }
     }
     archive_read_set_seek_callback(reader, seek_part);
-    return archive_read_open2(reader, this, nullptr, read_part, skip_part, nullptr);
+    return open_reader(reader, this, read_part, skip_part);
 }
 
 int archive_source::start_decoder(int filter) {
     decoder.reset(archive_read_new());
-    archive_entry* whole = nullptr;
+    entry_handle const whole(archive_entry_new());
     archive* const handle = decoder.get();
-    if (handle == nullptr) {
+    if (handle == nullptr || !whole) {
         failed = ENOMEM;
         return -failed;
     }
@@ -97,10 +108,10 @@ int archive_source::start_decoder(int filter) {
         result = archive_read_support_format_raw(handle);
     }
     if (result == ARCHIVE_OK) {
-        result = archive_read_open2(handle, this, nullptr, read_part, skip_part, nullptr);
+        result = open_reader(handle, this, read_part, skip_part);
     }
     if (result == ARCHIVE_OK) {
-        result = archive_read_next_header(handle, &whole);
+        result = archive_read_next_header2(handle, whole.get());
     }
     if (result != ARCHIVE_OK && failed == 0) {
         failed = archive_errno(handle) == ENOMEM ? ENOMEM : EBADMSG;

@@ -13,13 +13,16 @@
 #include <string>
 
 struct archive;
+struct archive_entry;
 
 namespace kivcore_archive {
 
 struct free_archive {
     void operator()(archive* freed) const;
+    void operator()(archive_entry* freed) const;
 };
 using archive_handle = std::unique_ptr<archive, free_archive>;
+using entry_handle = std::unique_ptr<archive_entry, free_archive>;
 
 // What is in the file from begin to end, and behind it the bytes of tail.
 struct file_part {

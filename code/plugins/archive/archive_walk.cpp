@@ -30,11 +30,12 @@ class locale_scope {
     locale_t previous;
 };
 
-// Chosen by name: among all formats there are some whose entries refer to other files.
-void support_formats(archive* handle) {
-    archive_read_support_format_zip(handle);
-    archive_read_support_format_tar(handle);
-    archive_read_support_format_7zip(handle);
+// Chosen by name: among all formats there are some whose entries refer to other files. Fails only
+// for lack of memory, and must not be ignored: without one half of it, a zip is read otherwise.
+bool support_formats(archive* handle) {
+    return archive_read_support_format_zip(handle) == ARCHIVE_OK &&
+           archive_read_support_format_tar(handle) == ARCHIVE_OK &&
+           archive_read_support_format_7zip(handle) == ARCHIVE_OK;
 }
 
 std::string text_or_empty(char const* text) {
@@ -62,30 +63,35 @@ void archive_walk::free_locale::operator()(locale_t locale) const {
 }
 
 int archive_walk::start(int descriptor, file_part const& part) {
-    current = nullptr;
     missing = nullptr;
     has_entries = false;
     if (!utf8) {
+        errno = 0;
         utf8.reset(newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr));
+        if (errno == ENOMEM) {
+            return -ENOMEM;
+        }
     }
     locale_scope const scope(utf8.get());
     handle.reset(archive_read_new());
-    if (!handle) {
+    current.reset(archive_entry_new());
+    if (!handle || !current || !support_formats(handle.get())) {
         return -ENOMEM;
     }
-    support_formats(handle.get());
     left = most_skipped(part.end - part.begin);
     source.allow(left);
+    errno = 0;
     int const result = source.open(handle.get(), descriptor, part);
     source.forget();  // the formats look for what they know anywhere in the file
     left = source.left();
-    return result == ARCHIVE_OK ? 0 : failure();
+    return result == ARCHIVE_OK && errno != ENOMEM ? 0 : failure();
 }
 
 int archive_walk::next() {
     locale_scope const scope(utf8.get());
     source.allow(left);
-    int const result = archive_read_next_header(handle.get(), &current);
+    errno = 0;
+    int const result = archive_read_next_header2(handle.get(), current.get());
     int const ended = result == ARCHIVE_EOF ? at_end() : 0;
     left = source.left();
     if (result == ARCHIVE_EOF) {
@@ -93,7 +99,8 @@ int archive_walk::next() {
     }
     has_entries = true;
     // A warning is about a part of the entry, a name in wrong characters for one.
-    return result == ARCHIVE_OK || result == ARCHIVE_WARN ? 1 : failure();
+    bool const has_entry = result == ARCHIVE_OK || result == ARCHIVE_WARN;
+    return has_entry && errno != ENOMEM ? 1 : failure();
 }
 
 // libarchive is content with an archive that ends where an entry could begin. A tar archive
@@ -117,14 +124,14 @@ int archive_walk::cut(char const* what) {
 
 std::string archive_walk::path() const {
     locale_scope const scope(utf8.get());
-    return entry_path(text_or_empty(archive_entry_pathname(current)),
-                      archive_entry_filetype(current) == AE_IFDIR);
+    return entry_path(text_or_empty(archive_entry_pathname(entry())),
+                      archive_entry_filetype(entry()) == AE_IFDIR);
 }
 
 std::string archive_walk::link() const {
     locale_scope const scope(utf8.get());
-    char const* const hard = archive_entry_hardlink(current);
-    return text_or_empty(hard != nullptr ? hard : archive_entry_symlink(current));
+    char const* const hard = archive_entry_hardlink(entry());
+    return text_or_empty(hard != nullptr ? hard : archive_entry_symlink(entry()));
 }
 
 // What libarchive calls a zip archive has the compression of the last entry.
@@ -148,6 +155,7 @@ int archive_walk::next_data(void const*& data, unsigned long long& size, long lo
     std::size_t count = 0;
     la_int64_t position = offset;
     source.allow(-1);  // whoever asks for data gets it
+    errno = 0;
     int const result = archive_read_data_block(handle.get(), &data, &count, &position);
     if (result != ARCHIVE_OK && result != ARCHIVE_EOF) {
         return failure();
@@ -169,13 +177,15 @@ std::string archive_walk::message() const {
 }
 
 // libarchive has numbers of its own for damage, and the system's for some of the rest. Only
-// those that say something else than damage are passed on.
+// those that say something else than damage are passed on. It may go on without memory that it
+// did not get, and take an archive for another: so errno is 0 before each call, and looked at
+// after.
 int archive_walk::failure() const {
+    if (errno == ENOMEM || archive_errno(handle.get()) == ENOMEM) {
+        return -ENOMEM;
+    }
     if (source.failure() != 0) {
         return -source.failure();
-    }
-    if (archive_errno(handle.get()) == ENOMEM) {
-        return -ENOMEM;
     }
     return is_about_support(message()) ? -EOPNOTSUPP : -EBADMSG;
 }

@@ -14,8 +14,6 @@
 
 #include "archive_source.h"
 
-struct archive_entry;
-
 namespace kivcore_archive {
 
 class archive_walk {
@@ -32,7 +30,7 @@ class archive_walk {
     int next();
 
     // The entry that next went to: valid until the next call.
-    archive_entry* entry() const noexcept { return current; }
+    archive_entry* entry() const noexcept { return current.get(); }
 
     // Its path, as entry_path of archive_path.h gives it, and the text of its link: both as
     // UTF-8 where the archive says in which characters they are written, and as the bytes
@@ -75,8 +73,8 @@ class archive_walk {
     std::unique_ptr<std::remove_pointer_t<locale_t>, free_locale> utf8;
     archive_source source;
     archive_handle handle;  // reads from the source
-    archive_entry* current = nullptr;
-    long long left = 0;  // what may still be decompressed between the data that is asked for
+    entry_handle current;   // libarchive's own may be null for lack of memory, and is not checked
+    long long left = 0;     // what may still be decompressed between the data that is asked for
     bool has_entries = false;
     char const* missing = nullptr;  // of an archive that libarchive takes for whole
 };

@@ -151,10 +151,8 @@ long long sequence_reader::seek(long long offset, morbase::whence origin) {
     return target;
 }
 
-std::string sequence_reader::file_path(unsigned int index) try {
+std::string sequence_reader::file_path(unsigned int index) {
     return index < file_count() ? row->path(index) : std::string();
-} catch (std::bad_alloc const&) {
-    return {};
 }
 
 long long sequence_reader::file_size(unsigned int index) {
