@@ -233,6 +233,7 @@ text_map archive_browser::info_of(std::string const& text) {
     // What is missing at the end may have been in any directory.
     if (is_root || info["type"] == "directory") {
         put(info, "damage", readable(index->damage()));
+        put(info, "limit", index->is_limited() ? "yes" : "");
     }
     return info;
 }

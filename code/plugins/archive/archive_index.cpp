@@ -67,6 +67,7 @@ int archive_index::read(std::string const& archive) {
     archive_format = walk.format();
     if (result < 0) {
         damage_text = walk.message();
+        limited = result == -EFBIG;
     }
     // Stable: entries of one path keep the archive's order, which their ordinals count.
     std::stable_sort(entries.begin(), entries.end(),
@@ -91,10 +92,15 @@ void archive_index::bound_directories() {
     };
     entries.erase(std::remove_if(entries.begin(), entries.end(), is_beyond), entries.end());
     if (entries.size() < count) {
-        damage_text =
+        limit(
             "the paths of its directories are too long: " + std::to_string(count - entries.size()) +
-            " of " + std::to_string(count) + " entries are not listed";
+            " of " + std::to_string(count) + " entries are not listed");
     }
+}
+
+void archive_index::limit(std::string const& reason) {
+    damage_text = reason;
+    limited = true;
 }
 
 bool archive_index::is_of(std::string const& archive) const {
@@ -110,9 +116,8 @@ bool archive_index::add(archive_walk const& walk) {
     added.link = walk.link();
     path_bytes += added.path.size() + added.link.size();
     if (entries.size() >= k_most_entries || path_bytes > most_path_bytes(entries.size())) {
-        damage_text =
-            "the archive has too many entries or too long paths: what comes after entry " +
-            std::to_string(entries.size()) + " is not listed";
+        limit("the archive has too many entries or too long paths: what comes after entry " +
+              std::to_string(entries.size()) + " is not listed");
         return false;
     }
     // Entries share the few names of formats there are; a set's elements stay in place.

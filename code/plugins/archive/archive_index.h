@@ -67,12 +67,16 @@ class archive_index {
     // Why the index ends before the archive does; empty when it does not.
     std::string const& damage() const noexcept { return damage_text; }
 
+    // Whether that is because of archive_limits.h, and not of the archive's state.
+    bool is_limited() const noexcept { return limited; }
+
   private:
     using iterator = std::vector<entry>::const_iterator;
 
     iterator first_from(iterator begin, std::string const& wanted) const;
     bool add(archive_walk const& walk);
     void bound_directories();
+    void limit(std::string const& reason);
 
     std::string path;
     archive_file file;  // closed
@@ -82,6 +86,7 @@ class archive_index {
     std::string archive_format;
     std::string outer_compression;
     std::string damage_text;
+    bool limited = false;
 };
 
 }  // namespace kivcore_archive

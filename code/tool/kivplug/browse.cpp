@@ -159,16 +159,18 @@ void walk::add_to_array(entry const& shown) {
 }
 
 // A browser may say of the place where browsing starts what is wrong with it, as the one of
-// archives does: what was listed is then not all that there should be.
+// archives does: what was listed is then not all that there should be. `limit` tells a bound of
+// the plug-in from damage.
 void report_damage(browser& source, place const& where) {
     std::map<std::string, std::string> info;
     auto const ask = [&] { source.get_info(where.path, info); };
     guarded(where, "get_info", ask, k_advice);
     auto const damage = info.find("damage");
     if (damage != info.end()) {
-        // Its text alone tells damage from what is beyond a limit of the plug-in.
+        bool const is_limit = info.count("limit") != 0;
         throw failure(quoted(where.path) + " is not listed whole: " + printable(damage->second) +
-                      "; if that is damage, get a whole copy");
+                      (is_limit ? "; this is a limit of the plug-in, see its plugin.xml"
+                                : "; get a whole copy"));
     }
 }
 
