@@ -22,6 +22,13 @@ constexpr std::size_t most_path_bytes(std::size_t entries) {
 constexpr long long k_most_skipped = 1024LL * 1024 * 1024;
 constexpr long long k_most_skipped_ratio = 10000;
 
+// Of that, what the headers of one entry may take: a map of a sparse file is kept in memory, in
+// twelve times the size that it has in the archive.
+constexpr long long k_most_header = 8LL * 1024 * 1024;
+
+// Entries of one access control list: libarchive compares each with all before it.
+constexpr int k_most_acl = 128;
+
 // What a session keeps of the files that it passed, for a reader that goes back.
 constexpr std::size_t k_most_kept_bytes = std::size_t{32} * 1024 * 1024;
 

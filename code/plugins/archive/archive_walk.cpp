@@ -63,7 +63,7 @@ void archive_walk::free_locale::operator()(locale_t locale) const {
 }
 
 int archive_walk::start(int descriptor, file_part const& part) {
-    missing = nullptr;
+    reason = nullptr;
     has_entries = false;
     if (!utf8) {
         errno = 0;
@@ -89,18 +89,29 @@ int archive_walk::start(int descriptor, file_part const& part) {
 
 int archive_walk::next() {
     locale_scope const scope(utf8.get());
-    source.allow(left);
     errno = 0;
-    int const result = archive_read_next_header2(handle.get(), current.get());
-    int const ended = result == ARCHIVE_EOF ? at_end() : 0;
+    source.allow(left);
+    int const skipped = has_entries ? archive_read_data_skip(handle.get()) : ARCHIVE_OK;
     left = source.left();
+    if (skipped == ARCHIVE_EOF || skipped == ARCHIVE_FATAL) {
+        return failure();
+    }
+    long long const room = std::min(left, k_most_header);
+    source.allow(room);
+    int const result = archive_read_next_header2(handle.get(), current.get());
+    left -= room - source.left();
     if (result == ARCHIVE_EOF) {
-        return ended;
+        return at_end();
     }
     has_entries = true;
     // A warning is about a part of the entry, a name in wrong characters for one.
     bool const has_entry = result == ARCHIVE_OK || result == ARCHIVE_WARN;
-    return has_entry && errno != ENOMEM ? 1 : failure();
+    if (!has_entry || errno == ENOMEM) {
+        return failure();
+    }
+    constexpr int k_any = ARCHIVE_ENTRY_ACL_TYPE_POSIX1E | ARCHIVE_ENTRY_ACL_TYPE_NFS4;
+    bool const is_listable = archive_entry_acl_count(entry(), k_any) <= k_most_acl;
+    return is_listable ? 1 : stop(-EFBIG, "the access control list of an entry is too long");
 }
 
 // libarchive is content with an archive that ends where an entry could begin. A tar archive
@@ -108,18 +119,19 @@ int archive_walk::next() {
 // them. A zip archive has a directory there: who found it went to it.
 int archive_walk::at_end() {
     if (is_format(ARCHIVE_FORMAT_TAR) && source.is_exhausted()) {
-        return cut("the mark at the end of the archive is missing");
+        return stop(-EBADMSG, "the mark at the end of the archive is missing");
     }
     bool const is_plain_zip = is_format(ARCHIVE_FORMAT_ZIP) && !source.is_compressed();
     if (is_plain_zip && has_entries && !source.was_sought()) {
-        return cut("the directory at the end of the archive is missing");
+        return stop(-EBADMSG, "the directory at the end of the archive is missing");
     }
+    source.allow(left);
     return source.drain() == 0 ? 0 : failure();
 }
 
-int archive_walk::cut(char const* what) {
-    missing = what;
-    return -EBADMSG;
+int archive_walk::stop(int result, char const* why) {
+    reason = why;
+    return result;
 }
 
 std::string archive_walk::path() const {
@@ -166,8 +178,8 @@ int archive_walk::next_data(void const*& data, unsigned long long& size, long lo
 }
 
 std::string archive_walk::message() const {
-    if (missing != nullptr) {
-        return missing;
+    if (reason != nullptr) {
+        return reason;
     }
     if (source.failure() != 0) {
         return source.message();

@@ -2,7 +2,7 @@
 // touches nothing else: no other file, no other program. Failures are negative errno values:
 // EBADMSG for what is no archive of the formats that the plug-ins know, is cut short or is
 // damaged; EOPNOTSUPP for a compression or an encryption inside it that libarchive lacks;
-// EFBIG for more decompression than one pass may take; what kept the file from being read.
+// EFBIG for what is beyond archive_limits.h; what kept the file from being read.
 
 #ifndef KIVCORE_ARCHIVE_WALK_H
 #define KIVCORE_ARCHIVE_WALK_H
@@ -67,7 +67,7 @@ class archive_walk {
     };
 
     int at_end();
-    int cut(char const* what);
+    int stop(int result, char const* why);
     int failure() const;
 
     std::unique_ptr<std::remove_pointer_t<locale_t>, free_locale> utf8;
@@ -76,7 +76,7 @@ class archive_walk {
     entry_handle current;   // libarchive's own may be null for lack of memory, and is not checked
     long long left = 0;     // what may still be decompressed between the data that is asked for
     bool has_entries = false;
-    char const* missing = nullptr;  // of an archive that libarchive takes for whole
+    char const* reason = nullptr;  // of an end that libarchive has no failure for
 };
 
 // The most that one pass over a file of this size may decompress to come to what is wanted.
