@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -51,11 +52,20 @@ std::optional<file_identity> identity_in(struct stat const& status) {
                                    : std::nullopt;
 }
 
+// Empty when nothing is there; lack of memory is not taken for that.
+fs::path real_path(fs::path const& path) {
+    std::error_code missing;
+    auto real = fs::canonical(path, missing);
+    if (missing == std::errc::not_enough_memory) {
+        throw std::bad_alloc();
+    }
+    return real;
+}
+
 // Whether the directory, by its real path, holds this process's descriptors.
 bool is_own_descriptors(fs::path const& directory) {
-    std::error_code missing;
-    return directory == fs::canonical("/proc/self/fd", missing) ||
-           directory == fs::canonical("/proc/thread-self/fd", missing);
+    return directory == real_path("/proc/self/fd") ||
+           directory == real_path("/proc/thread-self/fd");
 }
 
 // After a call that failed just now: whether it is to be tried again. Where it would block,
@@ -119,15 +129,14 @@ bool is_open_for_reading(file_identity const& file) {
 bool is_standard_output(std::string const& path) {
     fs::path name = path;
     for (int links = 0; links < k_most_links; ++links) {
-        std::error_code missing;
-        auto const parent =
-            fs::canonical(name.has_parent_path() ? name.parent_path() : ".", missing);
-        if (missing) {
+        auto const parent = real_path(name.has_parent_path() ? name.parent_path() : ".");
+        if (parent.empty()) {
             return false;
         }
         if (name.filename() == "1" && is_own_descriptors(parent)) {
             return true;
         }
+        std::error_code missing;
         auto const target = fs::read_symlink(name, missing);
         if (missing) {
             return false;
