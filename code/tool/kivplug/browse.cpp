@@ -22,7 +22,11 @@ using kivcore::browser;
 // A directory that holds itself under ever new paths has no other end.
 constexpr std::size_t k_deepest = 4096;
 
-constexpr char const* k_advice = "; check that it is intact";
+std::map<std::string, std::string> info_of(browser& source, place const& where) {
+    std::map<std::string, std::string> info;
+    guarded(where, {"get_info", k_check_intact}, [&] { source.get_info(where.path, info); });
+    return info;
+}
 
 struct directory {
     std::string path;  // the browser's
@@ -80,8 +84,8 @@ void walk::start(std::string const& path) {
 void walk::list(directory const& place) {
     browser::entry_list directories;
     browser::entry_list files;
-    auto const get_list = [&] { source.get_list(place.path, &directories, &files); };
-    guarded({id, place.path}, "get_list", get_list, k_advice);
+    guarded({id, place.path}, {"get_list", k_check_intact},
+            [&] { source.get_list(place.path, &directories, &files); });
     if (options.recursive) {
         remember(directories, place);
     }
@@ -107,10 +111,8 @@ void walk::show(browser::entry_list const& found, directory const& place, bool a
 
 void walk::learn(entry& known) {
     place const where{id, known.path};
-    auto const get_info = [&] { source.get_info(known.path, known.info); };
-    guarded(where, "get_info", get_info, k_advice);
-    auto const get_url = [&] { source.get_url(known.path, known.url); };
-    guarded(where, "get_url", get_url, k_advice);
+    known.info = info_of(source, where);
+    guarded(where, {"get_url", k_check_intact}, [&] { source.get_url(known.path, known.url); });
 }
 
 // From the last to the first, so that the first is listed next.
@@ -162,9 +164,7 @@ void walk::add_to_array(entry const& shown) {
 // archives does: what was listed is then not all that there should be. `limit` tells a bound of
 // the plug-in from damage.
 void report_damage(browser& source, place const& where) {
-    std::map<std::string, std::string> info;
-    auto const ask = [&] { source.get_info(where.path, info); };
-    guarded(where, "get_info", ask, k_advice);
+    auto const info = info_of(source, where);
     auto const damage = info.find("damage");
     if (damage != info.end()) {
         bool const is_limit = info.count("limit") != 0;
@@ -176,15 +176,14 @@ void report_damage(browser& source, place const& where) {
 
 // The path that was given, or else the browser's own root.
 std::string start_of(browser& source, place const& where) {
-    std::string path = where.path;
-    if (path.empty()) {
-        auto const ask = [&] { path = source.root(); };
-        guarded(where, "root", ask, k_report_fault);
+    if (!where.path.empty()) {
+        return where.path;
     }
-    if (path.empty()) {
+    auto root = guarded(where, {"root", k_report_fault}, [&] { return source.root(); });
+    if (root.empty()) {
         throw failure(printable(where.id) + " has no place of its own to start from; give a PATH");
     }
-    return path;
+    return root;
 }
 
 }  // namespace
@@ -194,10 +193,8 @@ void browse(host const& from, byte_sink& out, browse_options const& options) {
     auto const source = from.create<browser>(id, kivcore::plugin::k_kind_browser);
     place const where{id, start_of(*source, {id, options.path})};
     // Asked first: a list alone does not tell an empty directory from none.
-    bool possible = false;
-    auto const ask = [&] { possible = source->can_browse(where.path); };
-    guarded(where, "can_browse", ask, k_advice);
-    if (!possible) {
+    if (!guarded(where, {"can_browse", k_check_intact},
+                 [&] { return source->can_browse(where.path); })) {
         throw failure(printable(where.id) + ": there is nothing to browse at " +
                       quoted(where.path) +
                       "; check that it is there, intact and of the kind that this plug-in browses");

@@ -3,7 +3,6 @@
 #ifndef KIVPLUG_HOST_H
 #define KIVPLUG_HOST_H
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -12,10 +11,6 @@
 #include <morbase/ptr_refcount.h>
 
 namespace kivplug {
-
-// What the interfaces are called that are readers too, and whose kind() says no more.
-constexpr char const* k_kind_frame_reader = "frame_reader";
-constexpr char const* k_kind_multi_file_reader = "multi_file_reader";
 
 class host {
   public:
@@ -37,20 +32,29 @@ class host {
     // `kind` is what the Interface is called.
     template <typename Interface>
     kivcore::instance<Interface> create(std::string const& id, std::string const& kind) const {
-        kivcore::instance<Interface> made;
-        creating(id, [&] { made = kivcore::create<Interface>(loaded, id); });
+        auto made = creating(id, [&] { return kivcore::create<Interface>(loaded, id); });
         if (!made) {
-            fail_for_kind(id, kind);
+            fail_for_object(id, kind);
         }
         return made;
     }
 
   private:
-    // Calls `create` and turns what it throws into a failure that names the plug-in. Does
-    // not call it when the shared object would end the process or block it.
-    void creating(std::string const& id, std::function<void()> const& create) const;
+    // Returns what `create` makes. Turns what it throws into a failure that names the plug-in, and
+    // does not call it when opening the shared object would end or block the process.
+    template <typename create_type>
+    auto creating(std::string const& id, create_type const& create) const {
+        require_sound_image(id);
+        try {
+            return create();
+        } catch (...) {
+            fail_for_throw(id);
+        }
+    }
 
-    [[noreturn]] void fail_for_kind(std::string const& id, std::string const& wanted) const;
+    void require_sound_image(std::string const& id) const;
+    [[noreturn]] void fail_for_throw(std::string const& id) const;
+    [[noreturn]] void fail_for_object(std::string const& id, std::string const& wanted) const;
 
     morbase::ptr_refcount<kivcore::plugins> loaded;
     bool complete = false;

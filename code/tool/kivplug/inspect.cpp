@@ -58,14 +58,14 @@ std::vector<std::string> row_of(summary const& shown) {
 
 void list(host const& from, byte_sink& out, list_options const& options) {
     auto const ids = ids_for(from, options.pattern);
-    std::vector<std::vector<std::string>> rows;
     print_items(out, options.json, [&](json_array* array) {
+        std::vector<std::vector<std::string>> rows;
         for (auto const& id : ids) {
             auto const shown = summary_of(from, id);
             array != nullptr ? array->add(json_of(shown)) : rows.push_back(row_of(shown));
         }
+        out.write(table(rows, k_list_gap));  // nothing in JSON
     });
-    out.write(table(rows, k_list_gap));
 }
 
 void describe(host const& from, byte_sink& out, describe_options const& options) {

@@ -7,9 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <system_error>
 
@@ -26,29 +24,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char const* k_description = "plugin.xml";
-
 struct close_directory {
     void operator()(DIR* directory) const { closedir(directory); }
 };
 
-// Empty fields are passed over: a stray colon would stand for the current directory.
-std::vector<std::string> directories_of_environment() {
-    char const* const value = std::getenv("KIVPLUG_PATH");
-    auto directories = split(value != nullptr ? value : "", ':');
-    directories.erase(std::remove(directories.begin(), directories.end(), ""), directories.end());
-    return directories;
-}
-
-std::string own_plugin_directory() {
-    std::error_code error;
-    auto const program = fs::read_symlink("/proc/self/exe", error);
-    if (error) {
-        throw failure("cannot tell where kivplug is installed: " + error.message() +
-                      "; name a plug-in directory with -d");
-    }
-    return (program.parent_path() / KIVPLUG_PLUGINS_FROM_BIN).lexically_normal().string();
-}
+constexpr char const* k_description = "plugin.xml";
 
 std::string in(std::string const& directory, std::string const& name) {
     return morbase::path_appended(directory, name, '/');
@@ -77,8 +57,8 @@ std::vector<std::string> entries_of(std::string const& directory, std::string co
 
 // A link counts as what it is: one that leads nowhere is an entry all the same.
 bool has_entry(std::string const& directory, std::string const& name) {
-    struct stat status {};
-    return lstat(in(directory, name).c_str(), &status) == 0;
+    std::error_code unknown;
+    return fs::exists(fs::symlink_status(in(directory, name), unknown));
 }
 
 [[noreturn]] void fail_for_search(std::string const& directory) {
@@ -87,30 +67,27 @@ bool has_entry(std::string const& directory, std::string const& name) {
 }
 
 bool may_be_plugin(std::string const& directory, std::string const& name) {
-    struct stat status {};
     if (name.front() == '.') {
         return false;
     }
-    if (lstat(in(directory, name).c_str(), &status) != 0) {
-        if (errno == EACCES) {
-            fail_for_search(directory);
-        }
-        return false;
+    std::error_code error;
+    auto const status = fs::symlink_status(in(directory, name), error);
+    if (error == std::errc::permission_denied) {
+        fail_for_search(directory);
     }
-    return S_ISDIR(status.st_mode) || S_ISLNK(status.st_mode);
+    return fs::is_directory(status) || fs::is_symlink(status);
 }
 
 // Of what may be a plug-in only a link can lead to something else.
 void require_directory(std::string const& path) {
-    struct stat status {};
-    if (stat(path.c_str(), &status) == 0) {
-        if (!S_ISDIR(status.st_mode)) {
-            throw failure(quoted(path) +
-                          " is a link to a file, not to a plug-in directory: "
-                          "remove it or move it away");
-        }
-    } else if (errno == ENOENT || errno == ENOTDIR) {
-        std::error_code unknown;
+    std::error_code unknown;
+    auto const status = fs::status(path, unknown);
+    if (fs::exists(status) && !fs::is_directory(status)) {
+        throw failure(quoted(path) +
+                      " is a link to a file, not to a plug-in directory: "
+                      "remove it or move it away");
+    }
+    if (status.type() == fs::file_type::not_found) {
         throw failure(quoted(path) + " is a link to " +
                       quoted(fs::read_symlink(path, unknown).string()) +
                       ", which is not there: repair or remove it");
@@ -229,11 +206,11 @@ void require_collection(std::string const& directory, std::vector<std::string> c
     }
 }
 
-// False when the call raised a failure, which is then printed.
-bool succeeds(std::function<void()> const& call) {
+// Returns what the call returns; false when it raised a failure, which is then printed.
+template <typename call_type>
+bool succeeds(call_type const& call) {
     try {
-        call();
-        return true;
+        return call();
     } catch (failure const& error) {
         say(error.what());
         return false;
@@ -247,12 +224,13 @@ bool load_each(kivcore::plugins& registry, std::string const& directory,
     bool are_loaded = true;
     for (auto const& name : names) {
         if (may_be_plugin(directory, name)) {
-            auto const load = [&] {
+            bool const is_loaded = succeeds([&] {
                 auto const path = in(directory, name);
                 require_directory(path);
                 load_plugin(registry, path);
-            };
-            are_loaded = succeeds(load) && are_loaded;
+                return true;
+            });
+            are_loaded = are_loaded && is_loaded;
         }
     }
     return are_loaded;
@@ -260,31 +238,18 @@ bool load_each(kivcore::plugins& registry, std::string const& directory,
 
 bool load_directory(kivcore::plugins& registry, std::string const& directory,
                     std::string const& origin) {
-    bool are_loaded = true;
-    auto const load = [&] {
+    return succeeds([&] {
         auto const names = entries_of(directory, origin);
         if (std::find(names.begin(), names.end(), k_description) != names.end()) {
             load_plugin(registry, directory);
-            return;
+            return true;
         }
         require_collection(directory, names);
-        are_loaded = load_each(registry, directory, names);
-    };
-    return succeeds(load) && are_loaded;
+        return load_each(registry, directory, names);
+    });
 }
 
 }  // namespace
-
-search_path chosen_path(std::vector<std::string> const& directories) {
-    if (!directories.empty()) {
-        return {directories, "given with -d"};
-    }
-    auto const named = directories_of_environment();
-    if (!named.empty()) {
-        return {named, "named in KIVPLUG_PATH"};
-    }
-    return {{own_plugin_directory()}, "where this kivplug has its plug-ins"};
-}
 
 bool load(kivcore::plugins& registry, search_path const& path) {
     bool are_loaded = true;

@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <new>
+#include <utility>
 #include <vector>
 
 #include <kivcore/frame_reader.h>
@@ -11,6 +12,7 @@
 
 #include "failure.h"
 #include "json.h"
+#include "kind.h"
 #include "operation.h"
 #include "progress.h"
 #include "text.h"
@@ -24,28 +26,23 @@ using kivcore::multi_file_reader;
 using record = morbase::ptr_refcount<frame_reader::media_information>;
 
 constexpr char const* k_read_mode = "r";
-constexpr char const* k_advice = "; check that it is intact";
 
 // Room for frames of tracks whose records do not say how large they are. Memory that no
 // frame fills is never touched.
 constexpr std::size_t k_unknown_frame_size = std::size_t{16} << 20;
 
 void close(kivcore::reader& file, place const& where) {
-    auto const call = [&] { return file.close(); };
-    checked(where, "close", call, "; what it said before may be incomplete");
+    checked(where, {"close", "; what it said before may be incomplete"},
+            [&] { return file.close(); });
 }
 
 unsigned int track_count(frame_reader& file, place const& where) {
-    unsigned int count = 0;
-    auto const ask = [&] { count = file.track_count(); };
-    guarded(where, "track_count", ask, k_advice);
-    return count;
+    return guarded(where, {"track_count", k_check_intact}, [&] { return file.track_count(); });
 }
 
 record record_of(frame_reader& file, place const& where, unsigned int track) {
-    record found;
-    auto const ask = [&] { found = file.track_information(track); };
-    guarded(where, "track_information", ask, k_advice);
+    auto found = guarded(where, {"track_information", k_check_intact},
+                         [&] { return file.track_information(track); });
     if (!found) {
         throw failure(where.describe("track_information") + " has nothing about track " +
                       std::to_string(track) + k_report_fault);
@@ -58,9 +55,8 @@ record record_of(frame_reader& file, place const& where, unsigned int track) {
 std::vector<std::string> description_of(frame_reader& file, place const& where,
                                         unsigned int track) {
     auto const known = record_of(file, where, track);
-    std::string text;
-    auto const describe = [&] { text = known->describe(); };
-    guarded(where, "describe", describe, k_report_fault);
+    auto const text =
+        guarded(where, {"describe", k_report_fault}, [&] { return known->describe(); });
     return split(text, '\n');
 }
 
@@ -100,8 +96,8 @@ unsigned int select_track(frame_reader& file, place const& where, long long want
                       ", which are counted from 0; 'kivplug tracks' shows them");
     }
     auto const track = static_cast<unsigned int>(wanted);
-    auto const select = [&] { return file.select_track(track); };
-    checked(where, "select_track", select, "; 'kivplug tracks' shows the tracks");
+    checked(where, {"select_track", "; 'kivplug tracks' shows the tracks"},
+            [&] { return file.select_track(track); });
     return track;
 }
 
@@ -109,9 +105,11 @@ void seek_frame(frame_reader& file, place const& where, long long frame) {
     if (frame == 0) {
         return;  // where a selected track begins
     }
-    auto const call = [&] { return file.seek_frame(frame); };
-    checked_move(where, "seek_frame", frame, call,
-                 "; give a --from inside the track, 'kivplug tracks' shows how many frames it has");
+    operation const seek = {
+        "seek_frame",
+        "; give a --from inside the track, 'kivplug tracks' shows how many frames it has"};
+    auto const reached = checked(where, seek, [&] { return file.seek_frame(frame); });
+    require_target(where, seek, reached, frame);
 }
 
 void copy_frames(frame_reader& file, place const& where, byte_sink& out, std::size_t capacity,
@@ -120,13 +118,13 @@ void copy_frames(frame_reader& file, place const& where, byte_sink& out, std::si
     std::unique_ptr<char[]> const buffer(new (std::nothrow) char[capacity]);
     if (!buffer) {
         throw failure(where.describe("read_frame") + " needs " + std::to_string(capacity) +
-                      " bytes of memory for a frame, and there are not as many" + k_advice);
+                      " bytes of memory for a frame, and there are not as many" + k_check_intact);
     }
     progress shown(!out.is_terminal());
     for (long long done = 0; done < count; ++done) {
-        auto const call = [&] { return file.read_frame(buffer.get(), capacity); };
         std::string const state = " after " + std::to_string(done) + " frames";
-        auto const got = checked(where, "read_frame", call, k_advice, state);
+        auto const got = checked(where, {"read_frame", k_check_intact, state},
+                                 [&] { return file.read_frame(buffer.get(), capacity); });
         if (got == 0) {
             return;
         }
@@ -156,12 +154,11 @@ struct joined_file {
 };
 
 joined_file file_at(multi_file_reader& file, place const& where, unsigned int index) {
-    joined_file found{};
-    auto const get_path = [&] { found.path = file.file_path(index); };
-    guarded(where, "file_path", get_path, k_report_fault);
-    auto const get_size = [&] { return file.file_size(index); };
-    found.size = checked(where, "file_size", get_size, k_report_fault);
-    return found;
+    auto path =
+        guarded(where, {"file_path", k_report_fault}, [&] { return file.file_path(index); });
+    auto const size =
+        checked(where, {"file_size", k_report_fault}, [&] { return file.file_size(index); });
+    return {std::move(path), size};
 }
 
 json_object json_of(unsigned int index, joined_file const& found) {
@@ -210,19 +207,18 @@ void files(host const& from, byte_sink& out, files_options const& options) {
     place const where{from.resolve(options.id), options.pattern};
     auto const file = from.create<multi_file_reader>(where.id, k_kind_multi_file_reader);
     open_for_reading(*file, where, k_read_mode);
-    unsigned int count = 0;
-    auto const ask = [&] { count = file->file_count(); };
-    guarded(where, "file_count", ask, k_advice);
-    std::vector<std::vector<std::string>> rows;
+    auto const count =
+        guarded(where, {"file_count", k_check_intact}, [&] { return file->file_count(); });
     print_items(out, options.json, [&](json_array* array) {
+        std::vector<std::vector<std::string>> rows;
         for (unsigned int index = 0; index < count; ++index) {
             auto const found = file_at(*file, where, index);
             array != nullptr ? array->add(json_of(index, found))
                              : rows.push_back(row_of(index, found));
         }
         close(*file, where);
+        out.write(table(rows, 2));  // nothing in JSON
     });
-    out.write(table(rows, 2));
 }
 
 }  // namespace kivplug

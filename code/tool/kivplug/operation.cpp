@@ -21,15 +21,14 @@ std::string result_text(long long result) {
     return text;
 }
 
-// What to do about the result, unless the advice of the one who made the call fits it.
-std::string advice_on(long long result, std::string const& operation, std::string const& advice) {
+std::string advice_on(long long result, operation const& failed) {
     if (result == -EOPNOTSUPP) {
         return "; the plug-in does not support what is in the file";
     }
-    if (result == -EINVAL && operation == "open") {
+    if (result == -EINVAL && failed.name == "open") {
         return "; check the path or pattern and the mode, and see any message above";
     }
-    return advice;
+    return failed.advice;
 }
 
 }  // namespace
@@ -38,11 +37,9 @@ std::string place::describe(std::string const& operation) const {
     return printable(id) + ": " + operation + " of " + quoted(path);
 }
 
-std::optional<std::string> thrown_by(std::string const& function, std::function<void()> const& call,
-                                     std::string const& advice) {
+std::string caught_text(std::string const& function, std::string const& advice) {
     try {
-        call();
-        return std::nullopt;
+        throw;
     } catch (std::exception const& error) {
         char const* const text = error.what();
         return (text != nullptr ? text : "exception without a text") + advice;
@@ -52,22 +49,15 @@ std::optional<std::string> thrown_by(std::string const& function, std::function<
     }
 }
 
-void guarded(place const& where, std::string const& operation, std::function<void()> const& call,
-             std::string const& advice, std::string const& state) {
-    if (auto const reason = thrown_by(operation, call, advice); reason) {
-        throw failure(where.describe(operation) + state + " failed: " + *reason);
-    }
+void fail_for_exception(place const& where, operation const& failed) {
+    throw failure(where.describe(failed.name) + failed.state +
+                  " failed: " + caught_text(failed.name, failed.advice));
 }
 
-long long checked(place const& where, std::string const& operation,
-                  std::function<long long()> const& call, std::string const& advice,
-                  std::string const& state) {
-    long long result = 0;
-    auto const keep = [&] { result = call(); };
-    guarded(where, operation, keep, advice, state);
+long long checked_result(place const& where, operation const& done, long long result) {
     if (result < 0) {
-        throw failure(where.describe(operation) + state + " failed: " + result_text(result) +
-                      advice_on(result, operation, advice));
+        throw failure(where.describe(done.name) + done.state + " failed: " + result_text(result) +
+                      advice_on(result, done));
     }
     return result;
 }
@@ -82,20 +72,19 @@ std::size_t checked_count(place const& where, std::string const& operation, long
     return static_cast<std::size_t>(count);
 }
 
-void checked_move(place const& where, std::string const& operation, long long target,
-                  std::function<long long()> const& call, std::string const& advice) {
-    long long const reached = checked(where, operation, call, advice);
+void require_target(place const& where, operation const& move, long long reached,
+                    long long target) {
     if (reached != target) {
-        throw failure(where.describe(operation) + " went to " + std::to_string(reached) +
-                      " instead of " + std::to_string(target) + advice);
+        throw failure(where.describe(move.name) + " went to " + std::to_string(reached) +
+                      " instead of " + std::to_string(target) + move.advice);
     }
 }
 
 void open_for_reading(kivcore::reader& file, place const& where, std::string const& mode) {
-    auto const open = [&] { return file.open(where.path, mode); };
-    checked(where, "open", open,
-            "; check that it is there and of the kind that this plug-in reads, and the mode " +
-                quoted(mode));
+    std::string const advice =
+        "; check that it is there and of the kind that this plug-in reads, and the mode " +
+        quoted(mode);
+    checked(where, {"open", advice}, [&] { return file.open(where.path, mode); });
 }
 
 }  // namespace kivplug

@@ -7,8 +7,6 @@
 #define KIVPLUG_OPERATION_H
 
 #include <cstddef>
-#include <functional>
-#include <optional>
 #include <string>
 
 #include <kivcore/reader.h>
@@ -23,36 +21,55 @@ struct place {
     std::string describe(std::string const& operation) const;
 };
 
-// Makes a call of what the message calls `function`. The text of what it threw with the
-// advice behind it, none when it returned; what is not a standard exception is the plug-in's
-// fault, whatever the advice. The text is copied here, while what the caller holds of the
-// plug-in, and with it its code, is still there.
-std::optional<std::string> thrown_by(std::string const& function, std::function<void()> const& call,
-                                     std::string const& advice);
+// An operation of a plug-in, and what the message about its failure says besides the reason.
+struct operation {
+    std::string name;
+    std::string advice;      // the end of the message
+    std::string state = {};  // how far the work had come
+};
 
-// Makes a call that cannot fail but by throwing. Advice is what the message ends with; state,
-// what the message says in any case of how far the work had come.
-void guarded(place const& where, std::string const& operation, std::function<void()> const& call,
-             std::string const& advice, std::string const& state = "");
+// Advice for content that cannot be read.
+constexpr char const* k_check_intact = "; check that it is intact";
 
-// Makes a call and gives its result, which is not negative. Results that have one cause
-// only have advice of their own.
-long long checked(place const& where, std::string const& operation,
-                  std::function<long long()> const& call, std::string const& advice,
-                  std::string const& state = "");
+// Advice for answers that no sound plug-in gives.
+constexpr char const* k_report_fault = "; the plug-in is faulty, report it to its developer";
+
+// The text of the exception that is being handled, and the advice after it. What is not a
+// standard exception is the plug-in's fault, whatever the advice. Call this where the plug-in's
+// object is still held: the exception's code may be in the plug-in.
+std::string caught_text(std::string const& function, std::string const& advice);
+
+// Raises the failure for the exception that is being handled.
+[[noreturn]] void fail_for_exception(place const& where, operation const& failed);
+
+// Returns a result that is not negative; raises a failure for any other. A result with only one
+// possible cause has advice of its own.
+long long checked_result(place const& where, operation const& done, long long result);
+
+// Makes a call that can only fail by throwing, and returns its result.
+template <typename call_type>
+auto guarded(place const& where, operation const& wanted, call_type const& call) {
+    try {
+        return call();
+    } catch (...) {
+        fail_for_exception(where, wanted);
+    }
+}
+
+// Makes a call and returns its result, which is not negative.
+template <typename call_type>
+long long checked(place const& where, operation const& wanted, call_type const& call) {
+    return checked_result(where, wanted, guarded(where, wanted, call));
+}
 
 // A count that a plug-in reports and that cannot be true must not be believed.
 std::size_t checked_count(place const& where, std::string const& operation, long long count,
                           unsigned long long most);
 
-// The result of a move must be where it was to lead.
-void checked_move(place const& where, std::string const& operation, long long target,
-                  std::function<long long()> const& call, std::string const& advice);
+// Raises a failure when a move reached another position than its target.
+void require_target(place const& where, operation const& move, long long reached, long long target);
 
 void open_for_reading(kivcore::reader& file, place const& where, std::string const& mode);
-
-// Advice for answers that no sound plug-in gives.
-constexpr char const* k_report_fault = "; the plug-in is faulty, report it to its developer";
 
 }  // namespace kivplug
 

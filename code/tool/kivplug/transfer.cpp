@@ -33,14 +33,13 @@ bool is_read_by(kivcore::reader& file, place const& where, file_identity const& 
         return true;
     }
     auto* const row = dynamic_cast<kivcore::multi_file_reader*>(&file);
-    bool found = false;
-    auto const ask = [&] {
+    return guarded(where, {"file_path", k_report_fault}, [&] {
+        bool found = false;
         for (unsigned int i = 0; row != nullptr && !found && i < row->file_count(); ++i) {
             found = identity_of(row->file_path(i)) == output;
         }
-    };
-    guarded(where, "file_path", ask, k_report_fault);
-    return found;
+        return found;
+    });
 }
 
 // Code that runs would change under its feet.
@@ -55,9 +54,10 @@ void seek_to(kivcore::reader& file, place const& where, long long offset) {
     if (offset == 0) {
         return;  // so that a reader that cannot seek is of use
     }
-    auto const call = [&] { return file.seek(offset, morbase::from_start); };
-    checked_move(where, "seek", offset, call,
-                 "; read without --offset, or with one inside the data");
+    operation const seek = {"seek", "; read without --offset, or with one inside the data"};
+    auto const reached =
+        checked(where, seek, [&] { return file.seek(offset, morbase::from_start); });
+    require_target(where, seek, reached, offset);
 }
 
 // Copies until the end, or until count bytes are copied. No progress is shown where the
@@ -67,9 +67,9 @@ void copy(kivcore::reader& file, place const& where, byte_sink& out, long long c
     progress shown(!out.is_terminal());
     while (count > 0) {
         auto const step = std::min(k_step, static_cast<std::size_t>(count));
-        auto const call = [&] { return file.read(buffer.data(), step); };
         std::string const state = " after " + std::to_string(out.written()) + " bytes";
-        auto const result = checked(where, "read", call, "; check that it is intact", state);
+        auto const result = checked(where, {"read", k_check_intact, state},
+                                    [&] { return file.read(buffer.data(), step); });
         std::size_t const got = checked_count(where, "read", result, step);
         if (got == 0) {
             return;
@@ -83,8 +83,8 @@ void copy(kivcore::reader& file, place const& where, byte_sink& out, long long c
 // A writer may take less than it is given, but not nothing: that would never end.
 void write_all(kivcore::writer& file, place const& where, char const* bytes, std::size_t size) {
     while (size > 0) {
-        auto const call = [&] { return file.write(bytes, size); };
-        auto const result = checked(where, "write", call, k_write_advice, k_incomplete);
+        auto const result = checked(where, {"write", k_write_advice, k_incomplete},
+                                    [&] { return file.write(bytes, size); });
         std::size_t const done = checked_count(where, "write", result, size);
         if (done == 0) {
             throw failure(where.describe("write") + k_incomplete + " failed: result 0" +
@@ -110,8 +110,8 @@ void copy_and_close(kivcore::reader& file, place const& where, byte_sink& out,
                     std::function<void(byte_sink&)> const& copy) {
     try {
         copy(out);
-        auto const close = [&] { return file.close(); };
-        checked(where, "close", close, "; what was read may be incomplete");
+        checked(where, {"close", "; what was read may be incomplete"},
+                [&] { return file.close(); });
         out.finish();
     } catch (failure const& error) {
         throw failure(error.what() + out.remains());
@@ -166,13 +166,12 @@ void write(host const& from, byte_sink& standard_output, write_options const& op
     // The input comes first: opening the writer may empty a file.
     byte_source in =
         is_standard ? byte_source::from_standard_input() : byte_source::from_file(options.input);
-    auto const open = [&] { return file->open(target, options.mode); };
-    checked(where, "open", open,
-            "; check that its directory is there and can be written, and the mode " +
-                quoted(options.mode));
+    std::string const advice =
+        "; check that its directory is there and can be written, and the mode " +
+        quoted(options.mode);
+    checked(where, {"open", advice}, [&] { return file->open(target, options.mode); });
     copy(in, *file, where);
-    auto const close = [&] { return file->close(); };
-    checked(where, "close", close, k_write_advice, k_incomplete);
+    checked(where, {"close", k_write_advice, k_incomplete}, [&] { return file->close(); });
 }
 
 }  // namespace kivplug

@@ -117,18 +117,16 @@ void watch(host const& from, byte_sink& out, watch_options const& options) {
     auto const source = from.create<kivcore::monitor>(where.id, kivcore::plugin::k_kind_monitor);
     catch_once(SIGINT);
     catch_once(SIGTERM);
-    auto const start = [&] { return source->start(options.path, &events); };
-    checked(where, "start", start,
-            "; check that it is there and of the kind that this plug-in watches");
+    checked(where, {"start", "; check that it is there and of the kind that this plug-in watches"},
+            [&] { return source->start(options.path, &events); });
     say("watching " + quoted(options.path) + " until interrupted");
     while (interrupted == 0 && !events.ended()) {
-        auto const poll = [&] { return source->poll(k_longest_wait_ms); };
-        checked(where, "poll", poll, "; check that it is still there, and start again");
+        checked(where, {"poll", "; check that it is still there, and start again"},
+                [&] { return source->poll(k_longest_wait_ms); });
         events.print(out);
     }
     // What it told between the last poll and here is printed too.
-    auto const stop = [&] { return source->stop(); };
-    checked(where, "stop", stop, k_report_fault);
+    checked(where, {"stop", k_report_fault}, [&] { return source->stop(); });
     events.print(out);
 }
 

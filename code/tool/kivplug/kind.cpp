@@ -1,0 +1,81 @@
+#include "kind.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include <kivcore/browser.h>
+#include <kivcore/frame_reader.h>
+#include <kivcore/monitor.h>
+#include <kivcore/multi_file_reader.h>
+#include <kivcore/reader.h>
+#include <kivcore/writer.h>
+
+#include "failure.h"
+#include "operation.h"
+#include "text.h"
+
+namespace kivplug {
+
+namespace {
+
+using kivcore::plugin;
+
+struct interface {
+    std::string name;
+    std::string kind;  // what kind() of its objects returns
+    char const* advice;
+    bool (*is_of)(plugin& object);
+};
+
+template <typename type>
+bool is_a(plugin& object) {
+    return dynamic_cast<type*>(&object) != nullptr;
+}
+
+// The most special interface of the object, whatever it calls itself; null when it has none.
+interface const* interface_of(plugin& object) {
+    static interface const known[] = {
+        {k_kind_frame_reader, plugin::k_kind_reader,
+         "use 'kivplug tracks', 'kivplug frames' or 'kivplug read'", is_a<kivcore::frame_reader>},
+        {k_kind_multi_file_reader, plugin::k_kind_reader, "use 'kivplug files' or 'kivplug read'",
+         is_a<kivcore::multi_file_reader>},
+        {plugin::k_kind_reader, plugin::k_kind_reader, "use 'kivplug read'", is_a<kivcore::reader>},
+        {plugin::k_kind_writer, plugin::k_kind_writer, "use 'kivplug write'",
+         is_a<kivcore::writer>},
+        {plugin::k_kind_browser, plugin::k_kind_browser, "use 'kivplug browse'",
+         is_a<kivcore::browser>},
+        {plugin::k_kind_monitor, plugin::k_kind_monitor, "use 'kivplug watch'",
+         is_a<kivcore::monitor>},
+    };
+    auto const* const found =
+        std::find_if(std::begin(known), std::end(known),
+                     [&](interface const& each) { return each.is_of(object); });
+    return found != std::end(known) ? found : nullptr;
+}
+
+std::string said_kind(std::string const& id, plugin& made) {
+    try {
+        return made.kind();
+    } catch (...) {
+        throw failure(printable(id) + ": kind failed: " + caught_text("kind", k_report_fault));
+    }
+}
+
+}  // namespace
+
+void fail_for_kind(std::string const& id, plugin& made, std::string const& wanted) {
+    auto const kind = said_kind(id, made);
+    interface const* const known = interface_of(made);
+    if (known == nullptr) {
+        throw failure(printable(id) + " makes objects that call themselves " + quoted(kind) +
+                      " and are none of what kivplug has verbs for" + k_report_fault);
+    }
+    if (kind != known->kind) {
+        throw failure(printable(id) + " calls itself " + quoted(kind) + ", but is a " +
+                      known->name + k_report_fault);
+    }
+    throw failure(printable(id) + " is a " + known->name + ", not a " + wanted + "; " +
+                  known->advice);
+}
+
+}  // namespace kivplug

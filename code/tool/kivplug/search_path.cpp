@@ -1,0 +1,46 @@
+#include "search_path.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+#include "failure.h"
+#include "text.h"
+
+namespace kivplug {
+
+namespace {
+
+// Empty fields are passed over: a stray colon would stand for the current directory.
+std::vector<std::string> directories_of_environment() {
+    char const* const value = std::getenv("KIVPLUG_PATH");
+    auto directories = split(value != nullptr ? value : "", ':');
+    directories.erase(std::remove(directories.begin(), directories.end(), ""), directories.end());
+    return directories;
+}
+
+std::string own_plugin_directory() {
+    std::error_code error;
+    auto const program = std::filesystem::read_symlink("/proc/self/exe", error);
+    if (error) {
+        throw failure("cannot tell where kivplug is installed: " + error.message() +
+                      "; name a plug-in directory with -d");
+    }
+    return (program.parent_path() / KIVPLUG_PLUGINS_FROM_BIN).lexically_normal().string();
+}
+
+}  // namespace
+
+search_path chosen_path(std::vector<std::string> const& directories) {
+    if (!directories.empty()) {
+        return {directories, "given with -d"};
+    }
+    auto const named = directories_of_environment();
+    if (!named.empty()) {
+        return {named, "named in KIVPLUG_PATH"};
+    }
+    return {{own_plugin_directory()}, "where this kivplug has its plug-ins"};
+}
+
+}  // namespace kivplug

@@ -1,0 +1,22 @@
+// The directories that plug-ins are loaded from.
+
+#ifndef KIVPLUG_SEARCH_PATH_H
+#define KIVPLUG_SEARCH_PATH_H
+
+#include <string>
+#include <vector>
+
+namespace kivplug {
+
+struct search_path {
+    std::vector<std::string> directories;
+    std::string origin;  // who named them, for messages
+};
+
+// The directories given, without any those of KIVPLUG_PATH, and without those the one that
+// belongs to this program. There is at least one.
+search_path chosen_path(std::vector<std::string> const& directories);
+
+}  // namespace kivplug
+
+#endif
