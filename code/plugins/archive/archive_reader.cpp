@@ -26,7 +26,7 @@
 
 #include <kivcore/reader.h>
 
-#include "../read_stream.h"
+#include "../shared/read_stream.h"
 #include "archive_path.h"
 #include "archive_session.h"
 #include "parked_sessions.h"

@@ -28,8 +28,8 @@
 
 #include <kivcore/multi_file_reader.h>
 
-#include "../descriptor.h"
-#include "../read_stream.h"
+#include "../shared/descriptor.h"
+#include "../shared/read_stream.h"
 #include "file_row.h"
 
 namespace {

@@ -19,7 +19,7 @@
 
 #include <kivcore/frame_reader.h>
 
-#include "../read_stream.h"
+#include "../shared/read_stream.h"
 #include "decoder.h"
 
 namespace {

@@ -20,7 +20,7 @@
 #include <utility>
 #include <vector>
 
-#include "../descriptor.h"
+#include "../shared/descriptor.h"
 
 namespace watch {
 
