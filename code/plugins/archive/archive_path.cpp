@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <iterator>
 
+#include "../shared/utf8.h"
+
 namespace kivcore_archive {
 
 namespace {
@@ -17,16 +19,12 @@ struct code_range {
     unsigned long last;
 };
 
-// Valid as numbers and not fit to be shown: controls, direction marks and overrides, line
-// and paragraph separators, the byte order mark, surrogates, noncharacters.
+// Not fit to be shown: controls, direction marks and overrides, line and paragraph separators, the
+// byte order mark, noncharacters.
 constexpr code_range k_unprintable[] = {
     {0x0000, 0x001f}, {0x007f, 0x009f}, {0x200e, 0x200f}, {0x2028, 0x202e},
-    {0x2066, 0x2069}, {0xd800, 0xdfff}, {0xfeff, 0xfeff}, {0xfffe, 0xffff},
+    {0x2066, 0x2069}, {0xfeff, 0xfeff}, {0xfffe, 0xffff},
 };
-
-unsigned long byte_at(std::string const& text, std::size_t position) {
-    return static_cast<unsigned char>(text[position]);
-}
 
 bool is_plain(char c) {
     bool const is_letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
@@ -86,38 +84,13 @@ std::string next_component(std::string const& path, std::size_t& position) {
     return component;
 }
 
-// How many bytes a UTF-8 sequence has that begins with this one; 0 where none does.
-std::size_t sequence_length(unsigned long lead) {
-    if (lead < 0x80) {
-        return 1;
-    }
-    if (lead < 0xc2 || lead > 0xf4) {
-        return 0;
-    }
-    return lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : 4;
-}
-
-// The length of the printable UTF-8 sequence at this position; 0 where there is none.
+// The length of the printable character at this position; 0 where there is none.
 std::size_t printable_length(std::string const& text, std::size_t position) {
-    constexpr unsigned long k_smallest[] = {0, 0, 0x80, 0x800, 0x10000};
-    unsigned long const lead = byte_at(text, position);
-    std::size_t const length = sequence_length(lead);
-    if (length == 0 || length > text.size() - position) {
-        return 0;
-    }
-    unsigned long code = length == 1 ? lead : lead & (0x7fUL >> length);
-    for (std::size_t i = 1; i < length; ++i) {
-        unsigned long const byte = byte_at(text, position + i);
-        if ((byte & 0xc0U) != 0x80) {
-            return 0;
-        }
-        code = code << 6U | (byte & 0x3fU);
-    }
-    bool const is_valid = code >= k_smallest[length] && code <= 0x10ffff;
+    auto const found = bundled::decoded(text, position);
     bool const is_unprintable =
         std::any_of(std::begin(k_unprintable), std::end(k_unprintable),
-                    [code](code_range r) { return code >= r.first && code <= r.last; });
-    return is_valid && !is_unprintable ? length : 0;
+                    [&](code_range r) { return found.code >= r.first && found.code <= r.last; });
+    return is_unprintable ? 0 : found.length;
 }
 
 }  // namespace

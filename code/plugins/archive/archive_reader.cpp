@@ -37,17 +37,6 @@ namespace {
 
 constexpr long long k_beyond_any_end = std::numeric_limits<long long>::max();
 
-// Where an offset from base leads; negative for a failure, base's own included.
-long long moved_by(long long base, long long offset) {
-    if (base < 0) {
-        return base;
-    }
-    if (offset > k_beyond_any_end - base) {
-        return -EOVERFLOW;
-    }
-    return base + offset >= 0 ? base + offset : -EINVAL;
-}
-
 // The data of one file: the piece at hand, and how to come to others.
 class file_data {
   public:
@@ -258,15 +247,7 @@ long long archive_reader::seek(long long offset, morbase::whence origin) {
     if (!file) {
         return -EBADF;
     }
-    long long base = -EINVAL;
-    if (origin == morbase::from_start) {
-        base = 0;
-    } else if (origin == morbase::from_current) {
-        base = position;
-    } else if (origin == morbase::from_end) {
-        base = size();
-    }
-    long long const reached = moved_by(base, offset);
+    long long const reached = bundled::seek_target(*this, offset, origin);
     if (reached >= 0) {
         position = reached;
     }

@@ -1,13 +1,14 @@
 #include "archive_source.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
 
 #include <archive.h>
 #include <archive_entry.h>
+
+#include "../shared/descriptor.h"
+#include "../shared/stream.h"
 
 namespace kivcore_archive {
 
@@ -41,14 +42,6 @@ bool begins_with(char const* data, std::size_t size, compression_mark const& mar
                       [](char wanted, char c) { return wanted == '?' || wanted == c; });
 }
 
-ssize_t read_at(int descriptor, void* buffer, std::size_t count, long long offset) {
-    ssize_t got = -1;
-    do {
-        got = pread(descriptor, buffer, count, offset);
-    } while (got < 0 && errno == EINTR);
-    return got;
-}
-
 // archive_read_open2 goes on without the memory for where to read from, and crashes.
 int open_reader(archive* reader, archive_source* source, archive_read_callback* read,
                 archive_skip_callback* skip) {
@@ -80,9 +73,9 @@ int archive_source::open(archive* reader, int descriptor, file_part const& from)
     block.reset(new char[k_largest_block]);
     forget();
     char start[16];
-    ssize_t const got = read_at(file, start, sizeof start, part.begin);
+    ssize_t const got = bundled::read_at(file, start, sizeof start, part.begin);
     if (got < 0) {
-        failed = errno;
+        failed = static_cast<int>(-got);
         return -failed;
     }
     for (compression_mark const& mark : k_marks) {
@@ -142,10 +135,10 @@ ssize_t archive_source::next_piece(void const** data) {
         return static_cast<ssize_t>(left);
     }
     auto const wanted = std::min(in_file, static_cast<long long>(next_block));
-    ssize_t const got =
-        read_at(file, block.get(), static_cast<std::size_t>(wanted), part.begin + position);
+    ssize_t const got = bundled::read_at(file, block.get(), static_cast<std::size_t>(wanted),
+                                         part.begin + position);
     if (got < 0) {
-        failed = errno;
+        failed = static_cast<int>(-got);
         return -1;
     }
     *data = block.get();
@@ -214,13 +207,12 @@ std::int64_t archive_source::skip_part(archive*, void* source, std::int64_t coun
 
 std::int64_t archive_source::seek_part(archive*, void* source, std::int64_t offset, int whence) {
     auto& self = *static_cast<archive_source*>(source);
-    long long const base = whence == SEEK_END   ? self.size()
-                           : whence == SEEK_CUR ? self.position
-                                                : 0;
-    if (offset < -base || offset > self.size() - base) {
+    auto const size = [](void* asked) { return static_cast<archive_source*>(asked)->size(); };
+    long long const target = seek_target(source, size, self.position, offset, whence);
+    if (target < 0 || target > self.size()) {
         return ARCHIVE_FATAL;
     }
-    self.position = base + offset;
+    self.position = target;
     self.next_block = k_first_block;
     self.sought = true;
     return self.position;

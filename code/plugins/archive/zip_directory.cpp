@@ -1,10 +1,10 @@
 #include "zip_directory.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <utility>
+
+#include "../shared/descriptor.h"
 
 namespace kivcore_archive {
 
@@ -53,8 +53,8 @@ std::string bytes_at(int descriptor, long long offset, long long size) {
     std::string bytes(static_cast<std::size_t>(size), '\0');
     std::size_t done = 0;
     while (done < bytes.size()) {
-        ssize_t const got = pread(descriptor, bytes.data() + done, bytes.size() - done,
-                                  offset + static_cast<long long>(done));
+        ssize_t const got = bundled::read_at(descriptor, bytes.data() + done, bytes.size() - done,
+                                             offset + static_cast<long long>(done));
         if (got <= 0) {
             return "";
         }

@@ -21,7 +21,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "../shared/c_stream.h"
+#include "../shared/stream.h"
 
 // What a handle points to. Its functions lock nothing: one thread at a time uses a handle.
 struct file {
@@ -70,7 +70,7 @@ static int refuse_directory(int descriptor, struct stat* status) {
 // Leaves *handle alone unless it succeeds. A sequential file that has no position starts
 // counting at 0.
 static int open_file(char const* path, int flags, void** handle) {
-    int const descriptor = open_descriptor(path, flags);
+    int const descriptor = open_descriptor(AT_FDCWD, path, flags);
     if (descriptor < 0) {
         return descriptor;
     }

@@ -20,7 +20,7 @@
 
 #include <zlib.h>
 
-#include "../shared/c_stream.h"
+#include "../shared/stream.h"
 
 // Of what is compressed. In place of zlib's 8 KiB: fewer calls of the system.
 enum { k_buffer_size = 256 * 1024 };
@@ -176,7 +176,7 @@ EXPORTED int gzip_reader_open(char const* path, char const* mode, void** handle)
     if (strcmp(mode, "r") != 0 && strcmp(mode, "rb") != 0) {
         return -EINVAL;
     }
-    int const descriptor = open_descriptor(path, O_RDONLY);
+    int const descriptor = open_descriptor(AT_FDCWD, path, O_RDONLY);
     if (descriptor < 0) {
         return descriptor;
     }
@@ -298,7 +298,7 @@ EXPORTED int gzip_writer_open(char const* path, char const* mode, void** handle)
         return -EINVAL;
     }
     int const flags = O_WRONLY | O_CREAT | (mode[0] == 'a' ? O_APPEND : O_TRUNC);
-    int const descriptor = open_descriptor(path, flags);
+    int const descriptor = open_descriptor(AT_FDCWD, path, flags);
     if (descriptor < 0) {
         return descriptor;
     }

@@ -1,6 +1,5 @@
 #include "file_row.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -56,18 +55,12 @@ int file_row::find(std::string const& pattern) {
 
 // In ascending order.
 int file_row::list_numbers(std::vector<long long>& numbers) {
-    for (;;) {
-        errno = 0;  // the one thing that tells readdir's end from a failure
-        dirent const* const entry = readdir(directory.get());
-        if (entry == nullptr) {
-            break;
-        }
-        long long const number = names.number_in(entry->d_name);
+    int const failure = bundled::visit_entries(directory, [&](dirent const& entry) {
+        long long const number = names.number_in(entry.d_name);
         if (number >= 0) {
             numbers.push_back(number);
         }
-    }
-    int const failure = errno;
+    });
     std::sort(numbers.begin(), numbers.end());
     return -failure;
 }
@@ -118,14 +111,9 @@ std::size_t file_row::index_at(long long position) const {
     return std::min(index, ends.size() - 1);
 }
 
-int file_row::open_file(std::size_t index) const {
+bundled::descriptor file_row::open_file(std::size_t index) const {
     std::string const name = names.name_of(first_number + static_cast<long long>(index));
-    int opened = -1;
-    do {
-        // Were a FIFO in the file's place by now, it must not block.
-        opened = openat(dirfd(directory.get()), name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    } while (opened < 0 && errno == EINTR);
-    return opened >= 0 ? opened : -errno;
+    return bundled::open_for_reading(name.c_str(), dirfd(directory.get()));
 }
 
 }  // namespace sequence

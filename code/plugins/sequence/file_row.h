@@ -9,7 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "../descriptor.h"
+#include "../shared/descriptor.h"
+#include "../shared/directory.h"
 #include "name_pattern.h"
 
 namespace sequence {
@@ -30,9 +31,9 @@ class file_row {
     // The file with the byte at position; the last one when position is the end.
     std::size_t index_at(long long position) const;
 
-    // A descriptor of a file, the caller's to close; a negative errno value for a
-    // failure. Raises std::bad_alloc.
-    int open_file(std::size_t index) const;
+    // Opens a file to read. Holds the negative errno value when that fails. Raises
+    // std::bad_alloc.
+    bundled::descriptor open_file(std::size_t index) const;
 
   private:
     int list_numbers(std::vector<long long>& numbers);

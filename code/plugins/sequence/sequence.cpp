@@ -16,8 +16,6 @@
 //   ENOMEM, EOVERFLOW   open; and whatever the system has against opening or reading
 // A read that fails half-way gives what comes before, and the failure the next time.
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <climits>
@@ -112,14 +110,8 @@ long long sequence_reader::read_some(char* target, long long wanted) {
     }
     auto const most = std::min<long long>(wanted, SSIZE_MAX);  // which may have 32 bits
     auto const count = static_cast<std::size_t>(std::min(most, row->end(index) - position));
-    ssize_t moved = -1;
-    do {
-        moved = pread(file.get(), target, count, position - row->begin(index));
-    } while (moved < 0 && errno == EINTR);
-    if (moved < 0) {
-        return -errno;
-    }
-    return moved > 0 ? moved : -EIO;
+    ssize_t const moved = bundled::read_at(file.get(), target, count, position - row->begin(index));
+    return moved != 0 ? moved : -EIO;
 }
 
 // Opens the file unless it is the open one, which is closed first: a row may have more
@@ -129,13 +121,9 @@ int sequence_reader::use_file(std::size_t index) try {
         return 0;
     }
     file = bundled::descriptor();
-    int const opened = row->open_file(index);
-    if (opened < 0) {
-        return opened;
-    }
-    file = bundled::descriptor(opened);
+    file = row->open_file(index);
     file_index = index;
-    return 0;
+    return file.is_open() ? 0 : file.get();
 } catch (std::bad_alloc const&) {
     return -ENOMEM;
 }
@@ -144,10 +132,11 @@ long long sequence_reader::seek(long long offset, morbase::whence origin) {
     if (!row) {
         return -EBADF;
     }
-    long long const target = bundled::seek_target_inside(position, row->size(), offset, origin);
-    if (target >= 0) {
-        position = target;
+    long long const target = bundled::seek_target(*this, offset, origin);
+    if (target < 0 || target > row->size()) {
+        return -EINVAL;
     }
+    position = target;
     return target;
 }
 

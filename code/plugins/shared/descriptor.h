@@ -1,21 +1,20 @@
-// The owners of a file descriptor and of a directory that is listed, for the plug-ins that use
-// the system's calls directly.
+// The owner of a file descriptor, for whoever uses the system's calls directly.
 
 #ifndef BUNDLED_DESCRIPTOR_H
 #define BUNDLED_DESCRIPTOR_H
 
-#include <dirent.h>
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <memory>
+#include <cstddef>
 #include <utility>
+
+#include "stream.h"
 
 namespace bundled {
 
-// Holds an open descriptor, or a negative number for none: what an open that failed gave, a
-// negative errno value for one, may be kept here and asked for with get().
+// Holds an open descriptor, or a negative number for none, for example the negative errno value of
+// an open that failed.
 class descriptor {
   public:
     explicit descriptor(int opened = -1) noexcept : number(opened) {}
@@ -29,12 +28,15 @@ class descriptor {
 
     ~descriptor() {
         if (is_open()) {
-            ::close(number);  // nothing was written through it: a failure loses nothing
+            ::close(number);  // where a failure matters, the owner has released and closed it
         }
     }
 
     descriptor(descriptor const&) = delete;
     descriptor& operator=(descriptor const&) = delete;
+
+    // Hands the number over to the caller, who closes it.
+    int release() noexcept { return std::exchange(number, -1); }
 
     int get() const noexcept { return number; }
     bool is_open() const noexcept { return number >= 0; }
@@ -43,20 +45,20 @@ class descriptor {
     int number;
 };
 
-// Opens a file to read, without waiting for the writer of a FIFO. What is held is the
-// negative errno value when that fails.
-inline descriptor open_for_reading(char const* path) {
-    int opened = -1;
-    do {
-        opened = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    } while (opened < 0 && errno == EINTR);
-    return descriptor(opened >= 0 ? opened : -errno);
+// Opens a file to read, without waiting for the writer of a FIFO. Holds the negative errno value
+// when that fails. A relative path counts from the directory.
+inline descriptor open_for_reading(char const* path, int directory = AT_FDCWD) {
+    return descriptor(open_descriptor(directory, path, O_RDONLY | O_NONBLOCK));
 }
 
-struct close_directory {
-    void operator()(DIR* opened) const noexcept { closedir(opened); }
-};
-using directory_handle = std::unique_ptr<DIR, close_directory>;
+// Reads at most count bytes at an offset: how many, 0 at the end, or a negative errno value.
+inline ssize_t read_at(int opened, void* buffer, std::size_t count, long long offset) {
+    ssize_t got = -1;
+    do {
+        got = pread(opened, buffer, count, offset);
+    } while (got < 0 && errno == EINTR);
+    return got >= 0 ? got : -errno;
+}
 
 }  // namespace bundled
 

@@ -1,5 +1,5 @@
-// What the readers that are written in C++ agree on: how they refuse to open, and where a
-// seek leads in a stream whose size is known. Failures are negative errno values.
+// What the readers that are written in C++ agree on: how they refuse to open, and where a seek
+// leads. Failures are negative errno values.
 
 #ifndef BUNDLED_READ_STREAM_H
 #define BUNDLED_READ_STREAM_H
@@ -7,7 +7,9 @@
 #include <cerrno>
 #include <string>
 
-#include <morbase/whence.h>
+#include <kivcore/reader.h>
+
+#include "stream.h"
 
 namespace bundled {
 
@@ -20,19 +22,10 @@ inline int refuse_open(bool is_open, std::string const& mode) {
     return mode == "r" || mode == "rb" ? 0 : -EINVAL;
 }
 
-// The position, from 0 to end, to which a seek leads; -EINVAL when that lies outside. Neither
-// position nor end is negative, so no offset, however hostile, overflows a difference here.
-inline long long seek_target_inside(long long position, long long end, long long offset,
-                                    morbase::whence origin) {
-    long long base = 0;
-    if (origin == morbase::from_current) {
-        base = position;
-    } else if (origin == morbase::from_end) {
-        base = end;
-    } else if (origin != morbase::from_start) {
-        return -EINVAL;
-    }
-    return offset < -base || offset > end - base ? -EINVAL : base + offset;
+// As seek_target of stream.h, for an open reader that knows its position.
+inline long long seek_target(kivcore::reader& file, long long offset, morbase::whence origin) {
+    auto const size = [](void* asked) { return static_cast<kivcore::reader*>(asked)->size(); };
+    return ::seek_target(&file, size, file.tell(), offset, origin);
 }
 
 }  // namespace bundled

@@ -105,9 +105,7 @@ long long sound_reader::seek(long long offset, morbase::whence origin) {
     if (!sound) {
         return -EBADF;
     }
-    // The end may have to be counted: only where the seek starts from it.
-    long long const end = origin == morbase::from_end ? size() : LLONG_MAX;
-    long long const target = bundled::seek_target_inside(position, end, offset, origin);
+    long long const target = bundled::seek_target(*this, offset, origin);
     if (target < 0 || !sound->reaches(divided_up(target, sample_bytes()))) {
         return -EINVAL;
     }

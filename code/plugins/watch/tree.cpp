@@ -7,8 +7,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstring>
 #include <iterator>
 #include <utility>
+
+#include "../shared/directory.h"
 
 namespace watch {
 
@@ -28,21 +31,23 @@ bool is_exhaustion(int error) {
     return error == ENOSPC || error == ENOMEM;
 }
 
-// Needs no permission for the directory itself.
-bundled::descriptor opened_directory(int parent, std::string const& path, int flags) {
-    bundled::descriptor opened(
-        openat(parent, path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC | flags));
-    return opened.is_open() ? std::move(opened) : bundled::descriptor(-errno);
+// Whether the entry stands for the directory that has it, or for the one above.
+bool is_own_name(dirent const& entry) {
+    return std::strcmp(entry.d_name, ".") == 0 || std::strcmp(entry.d_name, "..") == 0;
 }
 
-// What cannot be told apart is not a directory.
-bool is_directory(DIR* parent, dirent const& entry) {
-    if (entry.d_type != DT_UNKNOWN) {
-        return entry.d_type == DT_DIR;
-    }
+// What cannot be found out counts as no directory; a link to one is not.
+bool is_directory(int parent, dirent const& entry) {
     struct stat status = {};
-    return fstatat(dirfd(parent), entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-           S_ISDIR(status.st_mode);
+    return entry.d_type == DT_DIR ||
+           (entry.d_type == DT_UNKNOWN &&
+            fstatat(parent, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+            S_ISDIR(status.st_mode));
+}
+
+// Needs no permission for the directory itself.
+bundled::descriptor opened_directory(int parent, std::string const& path, int flags) {
+    return bundled::descriptor(open_descriptor(parent, path.c_str(), O_PATH | O_DIRECTORY | flags));
 }
 
 }  // namespace
@@ -169,30 +174,20 @@ int tree::look_into(std::string const& path, findings& found, std::vector<std::s
     if (error != 0) {
         return error;
     }
-    // Not std::filesystem's iterator, which ends the process when memory runs out.
     bundled::directory_handle const listed(opendir(here.c_str()));
-    return listed ? note_entries(listed.get(), path, found, unread) : errno;
-}
-
-// An errno value when the directory could not be listed to its end.
-int tree::note_entries(DIR* listed, std::string const& path, findings& found,
-                       std::vector<std::string>& unread) {
-    for (;;) {
-        errno = 0;  // the one thing that tells readdir's end from a failure
-        dirent const* const entry = readdir(listed);
-        if (entry == nullptr) {
-            return errno;
-        }
-        std::string const name = entry->d_name;
-        std::string const below = joined(path, name);
-        if (name == "." || name == ".." || !known.emplace(below, k_unwatched).second) {
-            continue;
-        }
-        found.changes.push_back({below, true});
-        if (is_directory(listed, *entry)) {
-            unread.push_back(below);
-        }
+    if (!listed) {
+        return errno;
     }
+    return bundled::visit_entries(listed, [&](dirent const& entry) {
+        std::string const name = joined(path, entry.d_name);
+        if (is_own_name(entry) || !known.emplace(name, k_unwatched).second) {
+            return;
+        }
+        found.changes.push_back({name, true});
+        if (is_directory(opened.get(), entry)) {
+            unread.push_back(name);
+        }
+    });
 }
 
 // Where another directory has taken the place of the one that was watched under this path,

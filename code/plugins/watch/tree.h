@@ -85,8 +85,6 @@ class tree {
     void remove_below(std::string const& path, findings& found);
     void remove_range(entry_map::iterator from, entry_map::iterator to, findings& found);
     int look_into(std::string const& path, findings& found, std::vector<std::string>& unread);
-    int note_entries(DIR* listed, std::string const& path, findings& found,
-                     std::vector<std::string>& unread);
     int descend(std::vector<std::string> unread, findings& found);
     bundled::descriptor directory_at(std::string const& path) const;
 

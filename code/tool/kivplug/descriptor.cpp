@@ -89,21 +89,6 @@ std::string error_text(int error) {
     return std::generic_category().message(error);
 }
 
-descriptor& descriptor::operator=(descriptor&& other) noexcept {
-    descriptor previous(std::exchange(held, other.release()));
-    return *this;
-}
-
-descriptor::~descriptor() {
-    if (held >= 0) {
-        close(held);  // where the result matters, the owner has closed it before
-    }
-}
-
-int descriptor::release() noexcept {
-    return std::exchange(held, -1);
-}
-
 std::optional<file_identity> identity_of(std::string const& path) {
     struct stat status {};
     return stat(path.c_str(), &status) == 0 ? identity_in(status) : std::nullopt;
@@ -163,7 +148,7 @@ int write_all(int number, void const* bytes, std::size_t count, unsigned long lo
 
 byte_source::byte_source(descriptor opened, std::string called)
     : file(std::move(opened)), name(std::move(called)) {
-    int const error = reading_error(file.number());
+    int const error = reading_error(file.get());
     if (error != 0) {
         cannot_read(name, error);
     }
@@ -180,11 +165,11 @@ byte_source byte_source::from_standard_input() {
 
 std::size_t byte_source::read(void* buffer, std::size_t count) {
     for (;;) {
-        ssize_t const got = ::read(file.number(), buffer, count);
+        ssize_t const got = ::read(file.get(), buffer, count);
         if (got >= 0) {
             return static_cast<std::size_t>(got);
         }
-        if (!may_go_on(file.number(), POLLIN)) {
+        if (!may_go_on(file.get(), POLLIN)) {
             cannot_read(name, errno);
         }
     }
@@ -196,7 +181,7 @@ byte_sink::byte_sink(descriptor opened, std::string opened_path)
 byte_sink byte_sink::to_file(std::string const& path) {
     int const flags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC;
     byte_sink sink(descriptor(open(path.c_str(), flags, k_new_file_mode)), path);
-    if (sink.file.number() < 0) {
+    if (sink.file.get() < 0) {
         throw failure("cannot write " + quoted(path) + ": " + error_text(errno) +
                       "; give another output with -o");
     }
@@ -208,7 +193,7 @@ byte_sink byte_sink::to_standard_output(descriptor file) {
 }
 
 void byte_sink::write(void const* bytes, std::size_t count) {
-    int const error = write_all(file.number(), bytes, count, count_written);
+    int const error = write_all(file.get(), bytes, count, count_written);
     if (error != 0) {
         fail(error);
     }
@@ -227,7 +212,7 @@ void byte_sink::finish() {
 }
 
 bool byte_sink::is_terminal() const noexcept {
-    return isatty(file.number()) != 0;
+    return isatty(file.get()) != 0;
 }
 
 std::string byte_sink::remains() const {

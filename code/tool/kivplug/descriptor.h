@@ -9,30 +9,14 @@
 #include <optional>
 #include <string>
 
+#include "shared/descriptor.h"
+
 namespace kivplug {
 
 // The system's text for an errno value.
 std::string error_text(int error);
 
-// Closes its file descriptor in the end. A negative number stands for none.
-class descriptor {
-  public:
-    explicit descriptor(int number) noexcept : held(number) {}
-    descriptor(descriptor&& other) noexcept : held(other.release()) {}
-    descriptor& operator=(descriptor&& other) noexcept;
-    ~descriptor();
-
-    descriptor(descriptor const&) = delete;
-    descriptor& operator=(descriptor const&) = delete;
-
-    int number() const noexcept { return held; }
-
-    // Hands the number over to the caller, who closes it.
-    int release() noexcept;
-
-  private:
-    int held;
-};
+using bundled::descriptor;
 
 // Which regular file something is.
 struct file_identity {
@@ -101,7 +85,7 @@ class byte_sink {
     bool is_terminal() const noexcept;
 
     // The number of what is open here, negative for nothing.
-    int number() const noexcept { return file.number(); }
+    int number() const noexcept { return file.get(); }
 
     // What a failed transfer leaves behind, as the end of its message.
     std::string remains() const;

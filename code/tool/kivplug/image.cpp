@@ -31,7 +31,7 @@ class image {
     // Reads so many bytes; false when the file does not hold all of them.
     bool read(void* into, size_type count, size_type offset) const {
         return holds(offset, count) &&
-               pread(file.number(), into, static_cast<std::size_t>(count),
+               pread(file.get(), into, static_cast<std::size_t>(count),
                      static_cast<off_t>(offset)) == static_cast<ssize_t>(count);
     }
 
@@ -136,7 +136,7 @@ std::string image_fault(std::string const& path) {
     }
     auto const size = static_cast<size_type>(status.st_size);
     descriptor opened(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (opened.number() < 0) {
+    if (!opened.is_open()) {
         return "";
     }
     image const file(std::move(opened), size);

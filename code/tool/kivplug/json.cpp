@@ -5,6 +5,7 @@
 #include <morbase/text.h>
 
 #include "failure.h"
+#include "shared/utf8.h"
 #include "text.h"
 
 namespace kivplug {
@@ -21,7 +22,7 @@ std::string escaped(unsigned long code) {
 std::string written(std::string const& text) {
     std::string line = "\"";
     for (std::size_t place = 0; place < text.size();) {
-        auto const next = decoded(text, place);
+        auto const next = bundled::decoded(text, place);
         if (next.length == 0) {
             line += k_replacement;
         } else if (next.code == '"' || next.code == '\\') {

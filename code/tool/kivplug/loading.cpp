@@ -1,6 +1,5 @@
 #include "loading.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <strings.h>
 #include <sys/stat.h>
@@ -8,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
-#include <memory>
 #include <system_error>
 
 #include <morbase/path.h>
@@ -16,6 +14,7 @@
 #include "descriptor.h"
 #include "failure.h"
 #include "notices.h"
+#include "shared/directory.h"
 #include "text.h"
 
 namespace kivplug {
@@ -23,10 +22,6 @@ namespace kivplug {
 namespace {
 
 namespace fs = std::filesystem;
-
-struct close_directory {
-    void operator()(DIR* directory) const { closedir(directory); }
-};
 
 constexpr char const* k_description = "plugin.xml";
 
@@ -37,18 +32,13 @@ std::string in(std::string const& directory, std::string const& name) {
 // The names in a directory, as the file system lists them. origin: who named the directory,
 // for the failure that is raised when it cannot be listed; empty for one that was found.
 std::vector<std::string> entries_of(std::string const& directory, std::string const& origin) {
-    std::unique_ptr<DIR, close_directory> const opened(opendir(directory.c_str()));
+    bundled::directory_handle const opened(opendir(directory.c_str()));
     std::vector<std::string> names;
-    if (opened) {
-        errno = 0;
-        while (dirent const* entry = readdir(opened.get())) {
-            names.emplace_back(entry->d_name);
-            errno = 0;
-        }
-    }
-    if (errno != 0) {
+    auto const add = [&](dirent const& entry) { names.emplace_back(entry.d_name); };
+    int const error = opened ? bundled::visit_entries(opened, add) : errno;
+    if (error != 0) {
         throw failure("cannot open the directory " + quoted(directory) +
-                      (origin.empty() ? "" : ", " + origin) + ": " + error_text(errno) +
+                      (origin.empty() ? "" : ", " + origin) + ": " + error_text(error) +
                       (origin.empty() ? "; make it readable, or take it away"
                                       : "; name a readable directory of plug-ins with -d"));
     }
@@ -137,7 +127,7 @@ int reading_error(std::string const& path) {
         throw failure(quoted(path) + " is empty; put the description there");
     }
     descriptor const opened(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    return opened.number() < 0 ? errno : 0;
+    return opened.is_open() ? 0 : errno;
 }
 
 // The library says of a description that it cannot open only that, not why.

@@ -30,13 +30,13 @@ void print_lines(std::string const& text) {
 notices::notices()
     : kept(memfd_create("notices", MFD_CLOEXEC)),
       standard_error(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)) {
-    if (kept.number() < 0 || standard_error.number() < 0) {
+    if (!kept.is_open() || !standard_error.is_open()) {
         throw failure("cannot keep the library's messages: " + error_text(errno) +
                       "; close files or make room");
     }
     std::fflush(stdout);
-    dup2(kept.number(), STDOUT_FILENO);
-    dup2(kept.number(), STDERR_FILENO);
+    dup2(kept.get(), STDOUT_FILENO);
+    dup2(kept.get(), STDERR_FILENO);
 }
 
 notices::~notices() {
@@ -48,20 +48,20 @@ std::string notices::end() {
     std::string text;
     char block[4096];
     ssize_t got = 0;
-    while ((got = pread(kept.number(), block, sizeof block, static_cast<off_t>(text.size()))) > 0) {
+    while ((got = pread(kept.get(), block, sizeof block, static_cast<off_t>(text.size()))) > 0) {
         text.append(block, static_cast<std::size_t>(got));
     }
     return text;
 }
 
 void notices::restore() noexcept {
-    if (standard_error.number() < 0) {
+    if (!standard_error.is_open()) {
         return;
     }
     std::fflush(stdout);
-    dup2(standard_error.number(), STDOUT_FILENO);
-    dup2(standard_error.number(), STDERR_FILENO);
-    standard_error = descriptor(-1);
+    dup2(standard_error.get(), STDOUT_FILENO);
+    dup2(standard_error.get(), STDERR_FILENO);
+    standard_error = descriptor();
 }
 
 }  // namespace kivplug

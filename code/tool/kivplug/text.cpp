@@ -4,6 +4,8 @@
 
 #include <morbase/text.h>
 
+#include "shared/utf8.h"
+
 namespace kivplug {
 
 namespace {
@@ -37,37 +39,7 @@ std::vector<std::size_t> column_widths(std::vector<std::vector<std::string>> con
     return widths;
 }
 
-// The least code that takes so many bytes: a smaller one is an overlong form.
-unsigned long least_code(std::size_t length) {
-    constexpr unsigned long least[] = {0, 0, 0x80, 0x800, 0x10000};
-    return least[length];
-}
-
-bool is_scalar(unsigned long code) {
-    return code <= 0x10ffff && (code < 0xd800 || code > 0xdfff);  // between them: surrogates
-}
-
 }  // namespace
-
-character decoded(std::string const& text, std::size_t place) {
-    auto const lead = static_cast<unsigned char>(text[place]);
-    if (lead < 0x80) {
-        return {lead, 1};
-    }
-    std::size_t const length = lead >= 0xf0 ? 4 : lead >= 0xe0 ? 3 : 2;
-    if (lead < 0xc2 || lead > 0xf4 || length > text.size() - place) {
-        return {};
-    }
-    unsigned long code = lead & (0xffU >> (length + 1));
-    for (std::size_t i = 1; i < length; ++i) {
-        auto const next = static_cast<unsigned char>(text[place + i]);
-        if ((next & 0xc0) != 0x80) {
-            return {};
-        }
-        code = code << 6 | (next & 0x3fU);
-    }
-    return code >= least_code(length) && is_scalar(code) ? character{code, length} : character{};
-}
 
 bool is_control(unsigned long code) {
     return code < 0x20 || (code >= 0x7f && code < 0xa0) || code == 0x61c || code == 0x200e ||
@@ -78,7 +50,7 @@ bool is_control(unsigned long code) {
 std::string printable(std::string const& text) {
     std::string line;
     for (std::size_t place = 0; place < text.size();) {
-        auto const next = decoded(text, place);
+        auto const next = bundled::decoded(text, place);
         bool const is_shown = next.length > 0 && !is_control(next.code);
         std::size_t const end = place + std::max<std::size_t>(next.length, 1);
         for (; place < end; ++place) {

@@ -3,19 +3,10 @@
 #ifndef KIVPLUG_TEXT_H
 #define KIVPLUG_TEXT_H
 
-#include <cstddef>
 #include <string>
 #include <vector>
 
 namespace kivplug {
-
-struct character {
-    unsigned long code = 0;
-    std::size_t length = 0;  // in bytes; 0 where the text is not UTF-8
-};
-
-// The character that begins at place, which is within text.
-character decoded(std::string const& text, std::size_t place);
 
 // Whether a character is a command to a terminal, ends a line or changes the direction of
 // the text after it.
