@@ -31,17 +31,11 @@ struct plugin_directory {
     kivcore::loader held_open{FUZZED_PLUGIN "/darwin/x86/plugin.so"};
 };
 
-std::string value_of(info_ptr const& description, std::string const& key) {
-    std::string value;
-    description->get(key, value);
-    return value;
-}
-
 // Whatever a native description names is called, so only what is meant for that may be
 // named. Functions in C are only bound here.
 bool may_be_created(info_ptr const& description) {
-    return value_of(description, "interface.flavor") != "native" ||
-           value_of(description, "interface.bind.create").rfind("native_create", 0) == 0;
+    return value_of(*description, "interface.flavor") != "native" ||
+           value_of(*description, "interface.bind.create").rfind("native_create", 0) == 0;
 }
 
 void check_keys(info_ptr const& description) {
@@ -55,15 +49,15 @@ void check_keys(info_ptr const& description) {
 }
 
 void check_id(info_ptr const& description, std::string const& id) {
-    std::string const start = value_of(description, "interface.category") + '/' +
-                              value_of(description, "interface.type") + '/';
-    std::string const end = '/' + value_of(description, "info.developer.id") + '/' +
-                            value_of(description, "info.version");
+    std::string const start = value_of(*description, "interface.category") + '/' +
+                              value_of(*description, "interface.type") + '/';
+    std::string const end = '/' + value_of(*description, "info.developer.id") + '/' +
+                            value_of(*description, "info.version");
     fuzz::require(id.size() >= start.size() + end.size() && id.rfind(start, 0) == 0 &&
                       id.compare(id.size() - end.size(), end.size(), end) == 0,
                   "an id is made of its description's values");
     std::string const key = id.substr(start.size(), id.size() - start.size() - end.size());
-    auto const keys = fuzz::parts_of(value_of(description, "interface.key"), '|');
+    auto const keys = fuzz::parts_of(value_of(*description, "interface.key"), '|');
     fuzz::require(std::count(keys.begin(), keys.end(), key) > 0, "an id has a key of its own");
 }
 

@@ -26,9 +26,7 @@ names bound_functions(kivcore::plugins& registry) {
         std::vector<std::string> keys;
         EXPECT_TRUE(description->find("interface\\.bind\\..*", keys));
         for (std::string const& key : keys) {
-            std::string name;
-            EXPECT_TRUE(description->get(key, name));
-            functions.insert(name);
+            functions.insert(value_of(*description, key));
         }
     }
     return functions;

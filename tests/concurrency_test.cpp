@@ -145,10 +145,9 @@ TEST_F(concurrency, a_long_stress_counts_exactly) {
                 entered += registry->register_with_id(common, {}, "") ? 1 : 0;
                 std::size_t const now = registry->find_plugins("io/.*").size();
                 auto const file = kivcore::create<kivcore::reader>(registry, id_of("shared"));
-                bool const right =
-                    now > seen && file && file->open("any", "r") == 0 &&
-                    registry->create_with_id(own) &&
-                    support::value_of(registry->describe_plugin(own), "info.name") == own;
+                bool const right = now > seen && file && file->open("any", "r") == 0 &&
+                                   registry->create_with_id(own) &&
+                                   value_of(*registry->describe_plugin(own), "info.name") == own;
                 wrong += right ? 0 : 1;
                 seen = now;
             }

@@ -326,7 +326,7 @@ TEST_F(discovery, trailing_slashes_are_joined_by_a_scan_and_kept_by_a_single_loa
     EXPECT_EQ(plugins.load_plugins(files.path("b") + "///"), 1);
     EXPECT_TRUE(plugins.load_plugin(files.path("a") + "//"));
     auto const path_of = [&](std::string const& key) {
-        return support::value_of(plugins.describe_plugin(id_of(key)), "path");
+        return value_of(*plugins.describe_plugin(id_of(key)), "path");
     };
     EXPECT_EQ(path_of("a"), files.path("a") + "//");
     EXPECT_EQ(path_of("b"), files.path("b/b"));

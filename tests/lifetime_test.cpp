@@ -56,7 +56,7 @@ TEST_F(lifetime, a_shared_object_is_mapped_from_the_first_object_to_the_end_of_t
     support::info_ptr const description = registry->describe_plugin(k_id);
     registry = nullptr;
     EXPECT_FALSE(mapped("memory"));  // descriptions do not count
-    EXPECT_EQ(support::value_of(description, "path"), files.path("memory"));
+    EXPECT_EQ(value_of(*description, "path"), files.path("memory"));
 }
 
 TEST_F(lifetime, a_factory_keeps_its_shared_object_beyond_the_registry) {

@@ -41,6 +41,10 @@ bool compare_both_ways(A const& a, B const& b) {
            held == nullptr || nullptr != held;
 }
 
+[[maybe_unused]] bool is_named(kivcore::plugins::info const& description) {
+    return value_of(description, "info.name") == value_of(description, "info.name", "none");
+}
+
 [[maybe_unused]] bool compare_buffers(morbase::buffer const& a, morbase::buffer const& b) {
     return a == b || !(a == b) || a < b;
 }

@@ -10,7 +10,6 @@ namespace {
 using support::described_as;
 using support::fake_factory;
 using support::info_ptr;
-using support::value_of;
 using strings = std::vector<std::string>;
 
 std::string refused(std::string const& id) {
@@ -120,7 +119,7 @@ TEST_F(registry, a_registration_by_id_describes_itself) {
     ASSERT_TRUE(description && description->find(".*", keys));
     std::string listing;
     for (std::string const& key : keys) {
-        listing += key + "=" + value_of(description, key) + "\n";
+        listing += key + "=" + value_of(*description, key) + "\n";
     }
     EXPECT_EQ(listing,
               "id=\ninfo.developer.id=dev\ninfo.name=display name\ninfo.version=1.2\n"

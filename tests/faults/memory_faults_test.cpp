@@ -145,7 +145,7 @@ strings entries_of(kivcore::plugins& registry) {
         strings keys;
         description->find(".*", keys);
         for (std::string const& key : keys) {
-            line += "|" + key + "=" + support::value_of(description, key);
+            line += "|" + key + "=" + value_of(*description, key);
         }
         lines.push_back(line);
     }

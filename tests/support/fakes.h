@@ -34,11 +34,6 @@ inline info_ptr described_as(std::string const& flavor, std::string const& key) 
                       {"info.version", "1.0"}});
 }
 
-inline std::string value_of(info_ptr const& description, std::string const& key) {
-    std::string value;
-    return description && description->get(key, value) ? value : "(absent)";
-}
-
 // A reader of nothing that tells of its end.
 class fake_reader final : public kivcore::reader {
   public:

@@ -14,11 +14,10 @@ namespace kivplug {
 
 namespace {
 
-// The value of a key in the description of an id, empty without one.
+// The value of a key in the description of an id that is registered; empty without one.
 std::string described(kivcore::plugins const& registry, std::string const& id,
                       std::string const& key) {
-    auto const description = registry.describe_plugin(id);
-    return description ? value_of(*description, key, "") : "";
+    return value_of(*registry.describe_plugin(id), key);
 }
 
 std::string plugin_directory(kivcore::plugins const& registry, std::string const& id) {
@@ -86,13 +85,6 @@ void host::fail_for_object(std::string const& id, std::string const& wanted) con
                       " returned null; ask its developer why");
     }
     fail_for_kind(id, *made, wanted);
-}
-
-std::string value_of(kivcore::plugins::info const& description, std::string const& key,
-                     std::string const& absent) {
-    std::string value = absent;
-    description.get(key, value);
-    return value;
 }
 
 }  // namespace kivplug

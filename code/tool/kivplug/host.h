@@ -60,10 +60,6 @@ class host {
     bool complete = false;
 };
 
-// The value of a description's key, or `absent`.
-std::string value_of(kivcore::plugins::info const& description, std::string const& key,
-                     std::string const& absent);
-
 }  // namespace kivplug
 
 #endif

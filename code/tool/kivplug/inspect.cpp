@@ -37,8 +37,7 @@ struct summary {
 summary summary_of(host const& from, std::string const& id) {
     // Nobody else fills the registry: an id that was found has a description.
     auto const description = from.registry().describe_plugin(id);
-    return {id, value_of(*description, "interface.flavor", ""),
-            value_of(*description, "info.name", "")};
+    return {id, value_of(*description, "interface.flavor"), value_of(*description, "info.name")};
 }
 
 json_object json_of(summary const& shown) {
@@ -75,7 +74,7 @@ void describe(host const& from, byte_sink& out, describe_options const& options)
     json_object object;
     std::vector<std::vector<std::string>> rows;
     for (auto const& key : keys) {
-        auto const value = value_of(*description, key, "");
+        auto const value = value_of(*description, key);
         if (options.json) {
             object.add(key, value);
         } else {

@@ -92,15 +92,14 @@ description_document::description_document(std::string const& path, std::string 
     : reader({path, text_of_file(path)}, schema) {}
 
 void description_document::count_ids(plugins::info const& description) {
-    std::string const keys = value_of(description, "interface.key");
+    std::string const keys = value_of(description, k_keys);
     auto const separators = static_cast<std::size_t>(std::count(keys.begin(), keys.end(), '|'));
     if (separators == 0) {
         return;  // one id, no longer than the document
     }
     std::size_t const count = separators + 1;
     std::size_t each = 4;  // separators
-    for (char const* key :
-         {"interface.category", "interface.type", "info.developer.id", "info.version"}) {
+    for (char const* key : {k_category, k_type, k_developer_id, k_version}) {
         each += value_of(description, key).size();
     }
     ids += count;

@@ -15,7 +15,7 @@ constexpr char const* k_source = "code/lib/kivcore/src/factory";
 // The symbol that implements a function; empty when the description names none. An empty
 // binding counts as none: no symbol has such a name.
 std::string binding(plugins::info const& description, std::string const& function) {
-    return value_of(description, "interface.bind." + function);
+    return value_of(description, k_bind + function);
 }
 
 // Raises unless the description names the function; `wanted` is what the message calls it.
@@ -99,18 +99,18 @@ morbase::ptr_refcount<plugins::factory> create_factory(
     morbase::ptr_refcount<plugins::info> const& description) {
     // Native plug-ins bring an object of any interface; C-style ones have to be adapted, so
     // there is a factory for every pair of category and type that has an adapter.
-    std::string const flavor = value_of(*description, "interface.flavor");
-    if (flavor == "native") {
+    std::string const flavor = value_of(*description, k_flavor);
+    if (flavor == k_native) {
         return new factory_native(image_loader, description);
     }
-    if (flavor != "c-style" || value_of(*description, "interface.category") != "io") {
+    if (flavor != k_c_style || value_of(*description, k_category) != k_io) {
         return nullptr;
     }
-    std::string const type = value_of(*description, "interface.type");
-    if (type == "read") {
+    std::string const type = value_of(*description, k_type);
+    if (type == k_read) {
         return new factory_c_file_read(image_loader, description);
     }
-    if (type == "write") {
+    if (type == k_write) {
         return new factory_c_file_write(image_loader, description);
     }
     return nullptr;

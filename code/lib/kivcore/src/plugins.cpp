@@ -19,13 +19,12 @@ using table_lock = std::lock_guard<morbase::mutex const>;
 constexpr std::size_t k_id_fields = 5;
 
 std::string composed_id(plugins::info const& description, std::string const& key) {
-    return value_of(description, "interface.category") + '/' +
-           value_of(description, "interface.type") + '/' + key + '/' +
-           value_of(description, "info.developer.id") + '/' + value_of(description, "info.version");
+    return value_of(description, k_category) + '/' + value_of(description, k_type) + '/' + key +
+           '/' + value_of(description, k_developer_id) + '/' + value_of(description, k_version);
 }
 
 bool is_native(plugins::info const& description) {
-    return value_of(description, "interface.flavor") == "native";
+    return value_of(description, k_flavor) == k_native;
 }
 
 }  // namespace
@@ -48,7 +47,7 @@ bool plugins::register_with_info(morbase::ptr_refcount<info> description,
     table_lock const lock(table_mutex);
 
     std::vector<std::string> keys;
-    tokenize(value_of(*description, "interface.key"), '|', keys);
+    tokenize(value_of(*description, k_keys), '|', keys);
     for (std::string const& key : keys) {
         std::string const id = composed_id(*description, key);
         auto const* const present = table->find(id, plugin_table::hash(id));
@@ -81,14 +80,14 @@ bool plugins::register_with_id(std::string const& id, morbase::ptr_refcount<fact
         return false;
     }
     morbase::ptr_refcount<__info> const description(new __info);
-    description->values["path"] = "";
-    description->values["id"] = "";
-    description->values["interface.category"] = fields[0];
-    description->values["interface.type"] = fields[1];
-    description->values["interface.key"] = fields[2];
-    description->values["info.developer.id"] = fields[3];
-    description->values["info.version"] = fields[4];
-    description->values["info.name"] = name;
+    description->values[k_path] = "";
+    description->values[k_id] = "";
+    description->values[k_category] = fields[0];
+    description->values[k_type] = fields[1];
+    description->values[k_keys] = fields[2];
+    description->values[k_developer_id] = fields[3];
+    description->values[k_version] = fields[4];
+    description->values[k_name] = name;
     return register_with_info(description, std::move(maker));
 }
 

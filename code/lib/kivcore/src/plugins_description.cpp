@@ -3,6 +3,7 @@
 // is read, and an element without a text takes the next one.
 
 #include <algorithm>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,6 +12,7 @@
 #include <kivsys/readxml_base.h>
 #include <morbase/es.h>
 
+#include "description.h"
 #include "pattern.h"
 
 namespace kivcore {
@@ -20,6 +22,12 @@ namespace {
 using kivsys::xml::reader;
 
 constexpr char const* k_source = "code/lib/kivcore/src/plugins";
+// What these sections say in elements of their own.
+constexpr std::initializer_list<char const*> k_interface_facts = {k_category, k_type, k_keys,
+                                                                  k_flavor, k_interface_version};
+constexpr std::initializer_list<char const*> k_info_facts = {k_name, k_version, k_copyright,
+                                                             k_description};
+
 constexpr char const* k_no_element_name = "xml parse: failed to read element name";
 constexpr char const* k_no_end_element_name = "xml parse: failed to read end element name";
 
@@ -72,6 +80,19 @@ void walk_section(reader& document, std::string_view section, char const* end_na
     }
 }
 
+// Adds the text of an element that is one of the section's facts. A fact's key is the section's
+// prefix and the element's name.
+void read_fact(reader& document, std::string_view prefix, std::string_view element,
+               std::initializer_list<char const*> facts,
+               std::map<std::string, std::string>& values) {
+    auto const* const fact = std::find_if(facts.begin(), facts.end(), [&](std::string_view key) {
+        return key.substr(prefix.size()) == element;
+    });
+    if (fact != facts.end()) {
+        values[*fact] = read_text(document, element);
+    }
+}
+
 // Adds one binding: the attribute names the function, the text the symbol.
 void read_bind(reader& document, std::map<std::string, std::string>& values) {
     std::string function;
@@ -79,7 +100,7 @@ void read_bind(reader& document, std::map<std::string, std::string>& values) {
         morbase::es::call::raise(k_source, __LINE__,
                                  "xml parse: failed to read 'function' attribute of 'bind'");
     }
-    values[joined("interface.bind.", function)] = read_text(document, "bind");
+    values[joined(k_bind, function)] = read_text(document, "bind");
 }
 
 // Adds the developer's two facts, whatever they are called.
@@ -89,7 +110,7 @@ void read_developer(reader& document, std::map<std::string, std::string>& values
     for (int child = 0; child < 2; ++child) {
         document.skip_to_node(reader::k_node_element);
         read_name(document, k_no_element_name, name);
-        values[joined("info.developer.", name)] = read_text(document, "developer");
+        values[joined(k_developer, name)] = read_text(document, "developer");
     }
 }
 
@@ -99,11 +120,11 @@ __info::__info() = default;
 __info::~__info() = default;
 
 __info::__info(reader& document, std::string const& path) {
-    values["path"] = path;
+    values[k_path] = path;
     if (document.has_attributes()) {
         std::string id;
         document.get_attribute("id", id);
-        values["id"] = id;
+        values[k_id] = id;
     }
     walk_section(document, "plugin", k_no_end_element_name, [&](std::string_view name) {
         if (name == "interface") {
@@ -120,21 +141,20 @@ __info::__info(reader& document, std::string const& path) {
 
 void __info::read_interface(reader& document) {
     walk_section(document, "interface", k_no_end_element_name, [&](std::string_view name) {
-        if (name == "category" || name == "type" || name == "key" || name == "flavor" ||
-            name == "version") {
-            values[joined("interface.", name)] = read_text(document, name);
-        } else if (name == "bind") {
+        if (name == "bind") {
             read_bind(document, values);
+        } else {
+            read_fact(document, k_interface, name, k_interface_facts, values);
         }
     });
 }
 
 void __info::read_info(reader& document) {
     walk_section(document, "info", k_no_element_name, [&](std::string_view name) {
-        if (name == "name" || name == "version" || name == "copyright" || name == "description") {
-            values[joined("info.", name)] = read_text(document, name);
-        } else if (name == "developer") {
+        if (name == "developer") {
             read_developer(document, values);
+        } else {
+            read_fact(document, k_info, name, k_info_facts, values);
         }
     });
 }

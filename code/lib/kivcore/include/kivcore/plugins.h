@@ -143,6 +143,13 @@ class KIVCORE_API plugins::info : public morbase::object_refcount {
     info& operator=(info const&) = default;
 };
 
+// The value of a key in a description, or `absent` when there is no such key.
+inline std::string value_of(plugins::info const& description, std::string const& key,
+                            std::string absent = "") {
+    description.get(key, absent);
+    return absent;
+}
+
 // Makes the objects of one plug-in. Hosts may derive from it to register objects of
 // their own.
 class KIVCORE_API plugins::factory : public morbase::object_refcount {
