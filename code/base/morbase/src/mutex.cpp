@@ -6,6 +6,7 @@ namespace morbase {
 
 namespace {
 
+// This file, as morbase::es::base::file() names it.
 constexpr char const* k_source = "code/base/morbase/src/mutex";
 
 class mutex_attributes {

@@ -9,6 +9,7 @@ namespace morbase {
 
 namespace {
 
+// This file, as morbase::es::base::file() names it.
 constexpr char const* k_source = "code/base/morbase/src/text";
 
 // One va_list, ended on every way out: what comes in between may throw.

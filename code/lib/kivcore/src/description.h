@@ -1,10 +1,14 @@
-// The vocabulary of descriptions: the keys that the registry and the factories ask for, and the
-// values that decide what serves a plug-in.
+// The vocabulary of descriptions: their source in errors, the keys that the registry and the
+// factories ask for, and the values that decide what serves a plug-in.
 
 #ifndef KIVCORE_DESCRIPTION_H
 #define KIVCORE_DESCRIPTION_H
 
 namespace kivcore {
+
+// The file of every error about a description, as morbase::es::base::file() names it: reading
+// descriptions belongs to plugins, whatever sources it is in.
+constexpr char const* k_plugins_source = "code/lib/kivcore/src/plugins";
 
 constexpr char const* k_path = "path";  // the plug-in directory
 constexpr char const* k_id = "id";      // of the plugin element

@@ -16,8 +16,6 @@ namespace kivcore {
 
 namespace {
 
-constexpr char const* k_source = "code/lib/kivcore/src/plugins";
-
 constexpr std::size_t k_most_bytes = 16U << 20U;
 constexpr std::size_t k_most_ids = 100000;
 constexpr std::size_t k_most_bytes_of_ids = 6U << 20U;
@@ -67,7 +65,7 @@ class open_file {
 };
 
 [[noreturn]] void refuse(std::string const& message) {
-    morbase::es::call::raise(k_source, __LINE__, message.c_str());
+    morbase::es::call::raise(k_plugins_source, __LINE__, message.c_str());
 }
 
 // The whole text of the description at path.

@@ -10,6 +10,7 @@ namespace kivcore {
 
 namespace {
 
+// This file, as morbase::es::base::file() names it.
 constexpr char const* k_source = "code/lib/kivcore/src/factory";
 
 // The symbol that implements a function; empty when the description names none. An empty

@@ -12,6 +12,7 @@ namespace kivcore {
 
 namespace {
 
+// This file, as morbase::es::base::file() names it.
 constexpr char const* k_source = "code/lib/kivcore/src/loader";
 
 constexpr char const* k_not_loaded = "failed to load binary image: ";

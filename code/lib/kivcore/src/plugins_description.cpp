@@ -21,7 +21,6 @@ namespace {
 
 using kivsys::xml::reader;
 
-constexpr char const* k_source = "code/lib/kivcore/src/plugins";
 // What these sections say in elements of their own.
 constexpr std::initializer_list<char const*> k_interface_facts = {k_category, k_type, k_keys,
                                                                   k_flavor, k_interface_version};
@@ -43,7 +42,7 @@ std::string read_text(reader& document, std::string_view element) {
     std::string text;
     if (!document.get_value(text)) {
         morbase::es::call::raise(
-            k_source, __LINE__,
+            k_plugins_source, __LINE__,
             joined("xml parse: failed to read value of '", joined(element, "'")).c_str());
     }
     return text;
@@ -52,7 +51,7 @@ std::string read_text(reader& document, std::string_view element) {
 // Reads the current node's name into a string that is used again and again.
 void read_name(reader const& document, char const* failure, std::string& name) {
     if (!document.get_name(name)) {
-        morbase::es::call::raise(k_source, __LINE__, failure);
+        morbase::es::call::raise(k_plugins_source, __LINE__, failure);
     }
 }
 
@@ -97,7 +96,7 @@ void read_fact(reader& document, std::string_view prefix, std::string_view eleme
 void read_bind(reader& document, std::map<std::string, std::string>& values) {
     std::string function;
     if (!document.get_attribute("function", function)) {
-        morbase::es::call::raise(k_source, __LINE__,
+        morbase::es::call::raise(k_plugins_source, __LINE__,
                                  "xml parse: failed to read 'function' attribute of 'bind'");
     }
     values[joined(k_bind, function)] = read_text(document, "bind");

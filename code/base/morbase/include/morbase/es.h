@@ -35,8 +35,9 @@ class MORBASE_API base : public std::exception {
     // The message. Valid as long as the exception or a copy of it lives.
     char const* what() const noexcept override;
 
-    // Where it was raised, for whoever looks for the cause. Valid as what() is. The file is
-    // named as the source names itself and may have no suffix.
+    // Where it was raised, for whoever looks for the cause. Valid as what() is. These libraries
+    // name the file by its path in their source tree, without a suffix: unlike __FILE__, that is
+    // the same wherever they were built, and it stays when a file is split in several.
     char const* file() const noexcept;
     unsigned int line() const noexcept;
 
