@@ -1,0 +1,27 @@
+"""What scripts/bench and scripts/instructions share: the build, and how commands are run."""
+
+import pathlib
+import subprocess
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+BUILD = ROOT / "build" / "bench"
+
+
+def run(*command):
+    """Runs a command to its end; ends the script with what it printed when it fails."""
+    done = subprocess.run([str(word) for word in command], capture_output=True, text=True)
+    if done.returncode != 0:
+        name = pathlib.Path(sys.argv[0]).name
+        sys.exit(f"{name}: {' '.join(map(str, command))} failed:\n{done.stdout}{done.stderr}")
+    return done
+
+
+def build(target="all", peers=False):
+    options = ["-DCMAKE_BUILD_TYPE=Release", "-DKIVCORE_BUILD_BENCH=ON",
+               "-DKIVCORE_BUILD_TESTS=OFF", "-DKIVCORE_BUILD_TOOL=OFF",
+               "-DKIVCORE_BUILD_PLUGINS=ON",
+               f"-DKIVCORE_BENCH_PEERS={'ON' if peers else 'OFF'}"]
+    run(ROOT / "scripts" / "bootstrap", "build", "bench", *(["peers"] if peers else []))
+    run("cmake", "-S", ROOT, "-B", BUILD, "-G", "Ninja", *options)
+    run("cmake", "--build", BUILD, "--target", target)
