@@ -20,12 +20,12 @@ constexpr char const* k_footer =
     "lists the others all the same.";
 
 constexpr char const* k_verb_footer =
-    "-d DIR may stand here too. An ID that no plug-in has is taken as a regular\n"
+    "-d DIR may be given here too. An ID that no plug-in has is taken as a regular\n"
     "expression for whole ids; the first match counts, newest version first.";
 
-// Adds a verb whose work is done with options, once they are filled. The callback runs
-// within the parsing and only notes the work: the words behind the verb may still name
-// plug-in directories, or be wrong. line owns the options and outlives both.
+// Adds a verb that does its work with the options, once they are filled. The callback runs during
+// parsing and only records the work: words after the verb may still name plug-in directories, or be
+// wrong. line owns the options and outlives both.
 template <typename options_type>
 CLI::App& add_verb(CLI::App& app, command_line& line, std::string const& name,
                    std::string const& help, options_type const& options,
@@ -81,7 +81,7 @@ void add_list(CLI::App& app, command_line& line) {
     verb.add_option("PATTERN", line.list.pattern, "Regular expression for whole ids [.*]")
         ->type_name("");
     add_json(verb, line.list.json);
-    verb.footer("-d DIR may stand here too.");
+    verb.footer("-d DIR may be given here too.");
 }
 
 void add_describe(CLI::App& app, command_line& line) {
@@ -159,13 +159,13 @@ void add_arguments(CLI::App& app, command_line& line) {
     app.name("kivplug");
     app.footer(k_footer);
     app.require_subcommand(1);
-    app.fallthrough();  // so that -d may stand behind the verb as well
+    app.fallthrough();  // so that -d may follow the verb as well
     app.set_version_flag("--version", "kivplug " KIVPLUG_VERSION, "Print the version and exit");
     app.get_formatter()->label("SUBCOMMAND", "VERB");
     app.add_option("-d,--directory", line.directories, k_directory_help)
         ->type_name("DIR")
         ->option_text("DIR")
-        ->allow_extra_args(false);  // the word behind DIR is the verb
+        ->allow_extra_args(false);  // the word after DIR is the verb
     for (auto* const add : {add_list, add_describe, add_read, add_write, add_browse, add_tracks,
                             add_frames, add_files, add_watch}) {
         add(app, line);

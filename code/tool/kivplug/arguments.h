@@ -1,5 +1,5 @@
-// The command line. A new verb is its options, one function that adds it in
-// arguments.cpp, and its work in a source of its own.
+// The command line. A new verb needs its options, a function in arguments.cpp that adds it, and a
+// source file for its work.
 
 #ifndef KIVPLUG_ARGUMENTS_H
 #define KIVPLUG_ARGUMENTS_H
@@ -38,7 +38,7 @@ struct command_line {
     std::function<void(host const&, byte_sink&)> work;
 };
 
-// Has app fill line, which outlives it, when it parses.
+// Makes app fill line when it parses. line must outlive app.
 void add_arguments(CLI::App& app, command_line& line);
 
 }  // namespace kivplug

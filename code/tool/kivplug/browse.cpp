@@ -19,7 +19,7 @@ namespace {
 
 using kivcore::browser;
 
-// A directory that holds itself under ever new paths has no other end.
+// Where a directory that contains itself under ever new paths is given up.
 constexpr std::size_t k_deepest = 4096;
 
 std::map<std::string, std::string> info_of(browser& source, place const& where) {
@@ -42,11 +42,11 @@ struct entry {
     bool is_directory;
 };
 
-// What is left to be listed is on a list of its own and not on the call stack: how deep
-// the directories lie is not ours to choose.
+// What is still to be listed is in a vector and not on the call stack: the input decides how deep
+// directories are.
 class walk {
   public:
-    // into: where to, unless lines are printed.
+    // into: null when lines are printed.
     walk(browser& browsed, std::string const& plugin_id, byte_sink& sink, json_array* into,
          browse_options const& wanted)
         : source(browsed), id(plugin_id), out(sink), array(into), options(wanted) {}
@@ -160,9 +160,8 @@ void walk::add_to_array(entry const& shown) {
     array->add(object);
 }
 
-// A browser may say of the place where browsing starts what is wrong with it, as the one of
-// archives does: what was listed is then not all that there should be. `limit` tells a bound of
-// the plug-in from damage.
+// A browser may report damage for the place where browsing starts, as that of archives does. The
+// list is then incomplete. `limit` tells a limit of the plug-in from damage.
 void report_damage(browser& source, place const& where) {
     auto const info = info_of(source, where);
     auto const damage = info.find("damage");
@@ -192,7 +191,7 @@ void browse(host const& from, byte_sink& out, browse_options const& options) {
     std::string const id = from.resolve(options.id);
     auto const source = from.create<browser>(id, kivcore::plugin::k_kind_browser);
     place const where{id, start_of(*source, {id, options.path})};
-    // Asked first: a list alone does not tell an empty directory from none.
+    // Asked first: an empty list does not say whether there is a directory.
     if (!guarded(where, {"can_browse", k_check_intact},
                  [&] { return source->can_browse(where.path); })) {
         throw failure(printable(where.id) + ": there is nothing to browse at " +

@@ -12,15 +12,14 @@ namespace kivplug {
 
 struct browse_options {
     std::string id;
-    std::string path;  // empty for where the browser says that browsing starts
+    std::string path;  // empty for the browser's own root
     bool in_full = false;
     bool recursive = false;
     bool json = false;
 };
 
-// One line for each directory, with a slash behind it, and each file: its name, below
-// the path that was given; in full also what to pass on, to browse or to read it, and
-// what is known about it.
+// One line for each directory, which ends in a slash, and each file: its name, below the path that
+// was given; in full also what to pass on to browse or read it, and what is known about it.
 void browse(host const& from, byte_sink& out, browse_options const& options);
 
 }  // namespace kivplug

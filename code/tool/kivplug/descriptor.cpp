@@ -20,7 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Numbers are given from the lowest up: nobody here opens as many files at once.
+// The lowest free number is always taken: nobody here has more files open at once.
 constexpr int k_most_files = 65536;
 constexpr int k_most_links = 40;  // as many as the system follows
 
@@ -32,7 +32,7 @@ int access_mode(int number) {
     return flags >= 0 ? flags & O_ACCMODE : flags;
 }
 
-// What keeps a descriptor from being read, as an errno value; 0 when nothing does.
+// Why a descriptor cannot be read, as an errno value; 0 when it can.
 int reading_error(int number) {
     if (number < 0) {
         return errno;  // of the call that was to open it
@@ -68,8 +68,8 @@ bool is_own_descriptors(fs::path const& directory) {
            directory == real_path("/proc/thread-self/fd");
 }
 
-// After a call that failed just now: whether it is to be tried again. Where it would block,
-// as whoever shares a standard stream may have wished, waits until it would not.
+// Whether to repeat a call that has just failed. Where it would block, because another program made
+// a shared stream so, waits until it would not.
 bool may_go_on(int number, short int event) {
     if (errno != EAGAIN) {
         return errno == EINTR;
@@ -99,7 +99,10 @@ std::optional<file_identity> identity_of(int number) {
     return fstat(number, &status) == 0 ? identity_in(status) : std::nullopt;
 }
 
-// Asks for one number after the other: /proc, which lists what is open, need not be there.
+// Tries one number after the other, as nothing simpler protects as much. The reader's path does not
+// say what it reads: that of a file in an archive names no file. /proc, which lists open files, may
+// not be mounted. Not every file system has leases or locks, and another process may hold them.
+// Writing a new file and renaming it would break links and lose the owner.
 bool is_open_for_reading(file_identity const& file) {
     long const limit = sysconf(_SC_OPEN_MAX);
     int const end = limit > 0 && limit < k_most_files ? static_cast<int>(limit) : k_most_files;
@@ -224,7 +227,7 @@ std::string byte_sink::remains() const {
 }
 
 void byte_sink::fail(int error) const {
-    // Only standard output: that somebody else's pipe broke is worth a message.
+    // Only for standard output: any other broken pipe is worth a message.
     if (path.empty() && error == EPIPE) {
         throw output_closed();
     }

@@ -1,6 +1,5 @@
-// Bytes in and out of file descriptors, for verbs that stream. Each of these owns
-// its descriptor, moves and does not copy. What goes wrong is raised as a failure
-// that names the file.
+// Bytes in and out of file descriptors, for verbs that stream. Each class owns its descriptor and
+// can be moved, not copied. Errors are raised as failures that name the file.
 
 #ifndef KIVPLUG_DESCRIPTOR_H
 #define KIVPLUG_DESCRIPTOR_H
@@ -18,7 +17,7 @@ std::string error_text(int error);
 
 using bundled::descriptor;
 
-// Which regular file something is.
+// Identifies a regular file.
 struct file_identity {
     unsigned long long device;
     unsigned long long number;
@@ -28,21 +27,21 @@ struct file_identity {
     }
 };
 
-// Empty for what is not there and for anything but a regular file: a terminal may well be
-// read and written.
+// Empty for a missing file and for anything but a regular file: a terminal may be both read and
+// written.
 std::optional<file_identity> identity_of(std::string const& path);
 std::optional<file_identity> identity_of(int number);
 
-// Whether this process, plug-ins and all, has the file open to be read alone. What is open
+// Whether this process, plug-ins included, has the file open for reading only. A file that is open
 // for writing as well may be standard output itself.
 bool is_open_for_reading(file_identity const& file);
 
-// Whether path stands for standard output: /dev/stdout, the names below /proc that it
-// leads to, and links to them.
+// Whether path names standard output: /dev/stdout, the names below /proc that it leads to, and
+// links to them.
 bool is_standard_output(std::string const& path);
 
-// Writes all of it, also where that would block. Returns 0 or an errno value; written grows
-// by how many bytes were.
+// Writes all of it, and waits where that would block. Returns 0 or an errno value; adds the number
+// of bytes that were written to `written`.
 int write_all(int number, void const* bytes, std::size_t count, unsigned long long& written);
 
 class byte_source {
@@ -56,7 +55,7 @@ class byte_source {
     std::size_t read(void* buffer, std::size_t count);
 
   private:
-    // errno still tells why when opened holds none.
+    // When opened holds none, errno still says why.
     byte_source(descriptor opened, std::string called);
 
     descriptor file;
@@ -65,7 +64,7 @@ class byte_source {
 
 class byte_sink {
   public:
-    // Creates a file, or empties the one that is there.
+    // Creates a file, or empties the existing one.
     static byte_sink to_file(std::string const& path);
 
     // The program's standard output, whatever its number is now.
@@ -84,7 +83,7 @@ class byte_sink {
 
     bool is_terminal() const noexcept;
 
-    // The number of what is open here, negative for nothing.
+    // The descriptor's number; negative when nothing is open.
     int number() const noexcept { return file.get(); }
 
     // What a failed transfer leaves behind, as the end of its message.

@@ -15,9 +15,9 @@ class failure : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// Whoever read our standard output has gone, as `head` does when it has seen enough.
-// Nobody is left to be told, so this ends the program without a message. It is no
-// `failure`: nothing on the way out may turn it into a message.
+// The reader of our standard output has gone, as `head` does when it has seen enough. Nobody would
+// read a message, so this ends the program without one. It is not a `failure`: nothing on the way
+// out may turn it into a message.
 class output_closed : public std::exception {
   public:
     char const* what() const noexcept override { return "standard output is closed"; }

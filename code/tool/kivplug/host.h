@@ -22,9 +22,8 @@ class host {
 
     kivcore::plugins const& registry() const noexcept { return *loaded; }
 
-    // The id that wanted stands for: itself when it is registered, otherwise the first
-    // that it matches as a pattern, which of several versions is the newest. Raises a
-    // failure when there is none.
+    // The id that is wanted: `wanted` itself when it is registered, otherwise the first that it
+    // matches as a pattern, the newest of several versions. Raises a failure when there is none.
     std::string resolve(std::string const& wanted) const;
 
     // A new object of the plug-in with this id. Raises a failure when the plug-in makes

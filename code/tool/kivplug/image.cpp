@@ -12,7 +12,7 @@
 #include <map>
 #include <utility>
 
-// Where the linker has this program's own header begin.
+// The start of this program's own header, which the linker defines.
 // NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming): the linker's name
 extern "C" ElfW(Ehdr) const __ehdr_start __attribute__((visibility("hidden")));
 
@@ -57,7 +57,7 @@ struct identity {
     std::uint16_t machine;  // in the file's byte order
 };
 
-// The machine's number, for which any byte order is a good one.
+// The machine's number, whatever the file's byte order is.
 unsigned int machine_of(identity const& file, identity const& own) {
     unsigned int const number = file.machine;
     bool const is_swapped = file.bytes[EI_DATA] != own.bytes[EI_DATA];
@@ -83,7 +83,7 @@ identity own_identity() {
     return own;
 }
 
-// Empty for a file of this machine. The linker says of some others that they are not there.
+// Empty for a file of this machine. For some others the linker would say that the file is missing.
 std::string machine_fault(identity const& file) {
     auto const own = own_identity();
     auto const built_for = machine_text(file, own);
@@ -93,8 +93,8 @@ std::string machine_fault(identity const& file) {
                                      "; put one built for this machine there";
 }
 
-// What the linker maps. A page of a mapping that lies behind the file's end cannot be
-// touched without a signal that ends the process.
+// What the linker maps. Touching a mapped page that is after the file's end raises a signal that
+// ends the process.
 bool holds_segments(image const& file, ElfW(Ehdr) const& header) {
     for (unsigned int i = 0; i < header.e_phnum; ++i) {
         ElfW(Phdr) segment;
@@ -106,8 +106,8 @@ bool holds_segments(image const& file, ElfW(Ehdr) const& header) {
     return true;
 }
 
-// The sections' table is the last thing in a file: what is cut off is missed here even
-// where every segment is whole.
+// The table of sections is the last thing in a file: it shows a cut even where every segment is
+// whole.
 bool holds_sections(image const& file, ElfW(Ehdr) const& header) {
     for (unsigned int i = 0; i < header.e_shnum; ++i) {
         ElfW(Shdr) section;

@@ -1,6 +1,6 @@
-// The check of a shared object before it is opened. The dynamic linker maps what the
-// file's headers promise and runs it: where the file is cut short that ends the process,
-// and opening a FIFO in its place never returns.
+// The check of a shared object before it is opened. The dynamic linker maps what the file's headers
+// promise and runs it: a file that is cut short ends the process, and opening a FIFO in its place
+// never returns.
 
 #ifndef KIVPLUG_IMAGE_H
 #define KIVPLUG_IMAGE_H
@@ -11,8 +11,8 @@
 
 namespace kivplug {
 
-// What is wrong with the file at path; empty when it is whole, and when it is not there
-// or cannot be read: those the dynamic linker refuses by itself.
+// What is wrong with the file at path; empty when it is whole. Empty also when it is missing or
+// cannot be read: the dynamic linker refuses that by itself.
 std::string image_fault(std::string const& path);
 
 // Whether code of this process comes from the file.

@@ -1,5 +1,5 @@
-// The verbs that show what is known about plug-ins: list and describe. None of them
-// opens a shared object.
+// The verbs that show what is known about plug-ins: list and describe. Neither opens a shared
+// object.
 
 #ifndef KIVPLUG_INSPECT_H
 #define KIVPLUG_INSPECT_H

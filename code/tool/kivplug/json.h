@@ -12,7 +12,7 @@
 
 namespace kivplug {
 
-// An object, to which members are added under names that differ.
+// An object, to which members are added under different names.
 class json_object {
   public:
     void add(std::string const& name, std::string const& value);
@@ -35,7 +35,7 @@ class json_array {
     // Writes the object.
     void add(json_object const& object);
 
-    // Writes the end. Takes no memory.
+    // Writes the end. Allocates nothing.
     void end();
 
     bool is_empty() const noexcept { return empty; }
@@ -45,9 +45,9 @@ class json_array {
     bool empty = true;
 };
 
-// Has fill print what a verb prints. When it is to be JSON, fill gets an array to add to,
-// otherwise null. The array is ended also where fill raises after the first object, so that
-// what was printed is JSON; where it raises before, nothing is.
+// Calls fill, which prints what a verb prints: with an array to add to for JSON, otherwise with
+// null. When fill raises after the first object, the array is ended all the same, so that the
+// output is JSON; when it raises before, nothing is printed.
 void print_items(byte_sink& out, bool as_json, std::function<void(json_array*)> const& fill);
 
 }  // namespace kivplug

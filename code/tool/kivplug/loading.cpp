@@ -45,7 +45,7 @@ std::vector<std::string> entries_of(std::string const& directory, std::string co
     return names;
 }
 
-// A link counts as what it is: one that leads nowhere is an entry all the same.
+// A link is an entry, even one that leads nowhere.
 bool has_entry(std::string const& directory, std::string const& name) {
     std::error_code unknown;
     return fs::exists(fs::symlink_status(in(directory, name), unknown));
@@ -68,7 +68,7 @@ bool may_be_plugin(std::string const& directory, std::string const& name) {
     return fs::is_directory(status) || fs::is_symlink(status);
 }
 
-// Of what may be a plug-in only a link can lead to something else.
+// Of what may be a plug-in, only a link can turn out to be something else.
 void require_directory(std::string const& path) {
     std::error_code unknown;
     auto const status = fs::status(path, unknown);
@@ -84,7 +84,7 @@ void require_directory(std::string const& path) {
     }
 }
 
-// The entry that is called plugin.xml but for the case of its letters; empty without one.
+// The entry whose name differs from plugin.xml only in case; empty when there is none.
 std::string misspelt_description(std::vector<std::string> const& names) {
     auto const found = std::find_if(names.begin(), names.end(), [](std::string const& name) {
         return strcasecmp(name.c_str(), k_description) == 0 && name != k_description;
@@ -113,8 +113,8 @@ std::string misspelt_description(std::vector<std::string> const& names) {
                          "away"));
 }
 
-// What keeps the file from being read, as an errno value; 0 when nothing does. A FIFO is
-// not opened: that could block.
+// Why the file cannot be read, as an errno value; 0 when it can. A FIFO is not opened: that could
+// block.
 int reading_error(std::string const& path) {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0) {
@@ -130,7 +130,7 @@ int reading_error(std::string const& path) {
     return opened.is_open() ? 0 : errno;
 }
 
-// The library says of a description that it cannot open only that, not why.
+// When a description cannot be opened, the library does not say why.
 void require_description(std::string const& directory) {
     auto const path = in(directory, k_description);
     int const error = reading_error(path);
@@ -166,7 +166,7 @@ void load_plugin(kivcore::plugins& registry, std::string const& directory) {
                                   : "fix its plugin.xml, the message above says what is wrong"));
 }
 
-// The plug-in directory whose part this is; empty when it is not such a part.
+// The plug-in directory that this is a part of; empty when there is none.
 std::string enclosing_plugin(std::string const& directory) {
     std::pair<char const*, char const*> const ways[] = {{"..", "darwin"}, {"../..", "darwin/x86"}};
     for (auto const& [up, down] : ways) {

@@ -1,5 +1,5 @@
-// kivplug: shows plug-ins and puts them to use from the command line. Here the work is
-// started and whatever comes of it becomes an exit status.
+// kivplug: shows plug-ins and puts them to use from the command line. This file starts the work and
+// turns its outcome into an exit status.
 
 #include <unistd.h>
 
@@ -24,8 +24,8 @@ namespace {
 
 enum e_status : int { k_done = 0, k_failed = 1, k_misused = 2 };
 
-// Whether memory was asked for in vain. A stream takes that for the end of its text, and a
-// plug-in may take it for an empty directory: no result counts as whole after it.
+// Whether memory has run out at any time. A stream takes that for the end of its text, and a
+// plug-in may take it for an empty directory: no result counts as complete after it.
 std::atomic<bool> has_memory_run_out{false};
 
 [[noreturn]] void note_lack_of_memory() {
@@ -68,7 +68,7 @@ int run(CLI::App& app, kivplug::command_line& line, kivplug::byte_sink& out, int
     return is_whole ? k_done : k_failed;
 }
 
-// Without taking any.
+// Allocates nothing.
 int report_lack_of_memory() {
     constexpr std::string_view message =
         "kivplug: memory ran out, and what was printed may be incomplete; try again with more\n";
@@ -77,7 +77,7 @@ int report_lack_of_memory() {
     return k_failed;
 }
 
-// On one line whatever a plug-in put into it; its own line end would be shown as \n.
+// On one line, whatever a plug-in put into it. A line end of its own would be shown as \n.
 int report_failure(std::string message) {
     message.erase(message.find_last_not_of(" \n") + 1);
     kivplug::say(message);

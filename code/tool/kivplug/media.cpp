@@ -114,11 +114,11 @@ void seek_frame(frame_reader& file, place const& where, long long frame) {
 
 void copy_frames(frame_reader& file, place const& where, byte_sink& out, std::size_t capacity,
                  long long count) {
-    // The size is what the file says: it may be absurd, and is not to end in bad_alloc.
+    // The size comes from the file and may be absurd: it must not end in bad_alloc.
     std::unique_ptr<char[]> const buffer(new (std::nothrow) char[capacity]);
     if (!buffer) {
         throw failure(where.describe("read_frame") + " needs " + std::to_string(capacity) +
-                      " bytes of memory for a frame, and there are not as many" + k_check_intact);
+                      " bytes of memory for a frame, and there is not that much" + k_check_intact);
     }
     progress shown(!out.is_terminal());
     for (long long done = 0; done < count; ++done) {
@@ -193,7 +193,7 @@ void frames(host const& from, byte_sink& standard_output, frames_options const& 
     place const where{from.resolve(options.id), options.path};
     auto const file = from.create<frame_reader>(where.id, k_kind_frame_reader);
     open_for_reading(*file, where, k_read_mode);
-    // All that can be refused is, before the output is created or emptied.
+    // Whatever can be refused is refused before the output is created or emptied.
     auto const track = select_track(*file, where, options.track);
     auto const capacity = largest_frame(*record_of(*file, where, track));
     seek_frame(*file, where, options.first);

@@ -10,7 +10,7 @@
 
 namespace kivplug {
 
-// Prints text, all of which is ours.
+// Prints text as it is: all of it must be ours.
 void print_text(std::string const& text);
 
 // Prints "kivplug: " and the message on a line.
@@ -19,8 +19,8 @@ void say(std::string const& message);
 // Prints the lines of text, made printable.
 void print_lines(std::string const& text);
 
-// Keeps back what this process prints while one of these lives, on standard output, which
-// take_standard_output has made standard error, and on standard error.
+// While an object of this class lives, what the process prints is kept: on standard error, and on
+// standard output, which take_standard_output has made the same.
 class notices {
   public:
     // Raises a failure when that cannot be done.
@@ -30,7 +30,7 @@ class notices {
     notices(notices const&) = delete;
     notices& operator=(notices const&) = delete;
 
-    // What was printed until now; what comes later is printed at once again.
+    // Returns what was printed until now. What comes later is printed at once again.
     std::string end();
 
   private:

@@ -2,8 +2,8 @@
 
 #include <cerrno>
 #include <exception>
-#include <system_error>
 
+#include "descriptor.h"
 #include "failure.h"
 #include "text.h"
 
@@ -11,12 +11,11 @@ namespace kivplug {
 
 namespace {
 
-// Most plug-ins answer with a negative errno value. -1 is what all others answer, and
-// not said to be the EPERM that it would be.
+// Most plug-ins return a negative errno value. The others return -1, which is not shown as EPERM.
 std::string result_text(long long result) {
     std::string text = "result " + std::to_string(result);
     if (result < -1 && result >= -EHWPOISON) {
-        text += " (" + std::generic_category().message(static_cast<int>(-result)) + ")";
+        text += " (" + error_text(static_cast<int>(-result)) + ")";
     }
     return text;
 }
@@ -64,7 +63,7 @@ long long checked_result(place const& where, operation const& done, long long re
 
 std::size_t checked_count(place const& where, std::string const& operation, long long count,
                           unsigned long long most) {
-    // A buffer of `most` bytes was filled: to write more of it would show foreign memory.
+    // The buffer has `most` bytes: to write more of it would show other memory.
     if (static_cast<unsigned long long>(count) > most) {
         throw failure(where.describe(operation) + " reported " + std::to_string(count) +
                       " bytes where " + std::to_string(most) + " is the most" + k_report_fault);

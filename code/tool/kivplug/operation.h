@@ -1,7 +1,6 @@
-// Calls of a plug-in's operations, with what can go wrong in them turned into failures
-// that name the plug-in, the path, the operation and the reason. A plug-in may throw
-// exceptions that its own shared object defines: nothing else can be asked about them
-// once the object and with it the shared object are gone, so they end here.
+// Calls of a plug-in's operations. Whatever goes wrong in them becomes a failure that names the
+// plug-in, the path, the operation and the reason. A plug-in may throw exceptions of classes that
+// its own shared object defines: they must not outlive the shared object, so they end here.
 
 #ifndef KIVPLUG_OPERATION_H
 #define KIVPLUG_OPERATION_H
@@ -62,7 +61,7 @@ long long checked(place const& where, operation const& wanted, call_type const& 
     return checked_result(where, wanted, guarded(where, wanted, call));
 }
 
-// A count that a plug-in reports and that cannot be true must not be believed.
+// Raises a failure for a count of bytes that cannot be true.
 std::size_t checked_count(place const& where, std::string const& operation, long long count,
                           unsigned long long most);
 

@@ -8,10 +8,9 @@
 
 namespace kivplug {
 
-// Takes standard output away for the caller alone: from now on everybody else who
-// prints there prints to standard error. Call it once, before anything is printed.
-// Also makes a closed pipe and a limit to the size of files errors of the write instead of
-// the program's end.
+// Reserves standard output for the caller: from now on, what anybody else prints there goes to
+// standard error. Call it once, before anything is printed. After it, a closed pipe or a limit on
+// the size of files makes a write fail instead of ending the program.
 byte_sink take_standard_output();
 
 }  // namespace kivplug

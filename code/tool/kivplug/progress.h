@@ -12,7 +12,7 @@ class progress {
     // Shows nothing unless standard error is a terminal and wanted is true.
     explicit progress(bool wanted);
 
-    // Ends the line, if there is one, so that what is printed next stands alone.
+    // Ends the line, if there is one, so that what is printed next starts on a line of its own.
     ~progress();
 
     progress(progress const&) = delete;

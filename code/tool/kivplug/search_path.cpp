@@ -12,7 +12,7 @@ namespace kivplug {
 
 namespace {
 
-// Empty fields are passed over: a stray colon would stand for the current directory.
+// Empty fields are skipped: a stray colon would mean the current directory.
 std::vector<std::string> directories_of_environment() {
     char const* const value = std::getenv("KIVPLUG_PATH");
     auto directories = split(value != nullptr ? value : "", ':');

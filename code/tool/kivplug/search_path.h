@@ -13,8 +13,8 @@ struct search_path {
     std::string origin;  // who named them, for messages
 };
 
-// The directories given, without any those of KIVPLUG_PATH, and without those the one that
-// belongs to this program. There is at least one.
+// The given directories; when there are none, those of KIVPLUG_PATH; when there are none either,
+// this program's own. There is at least one.
 search_path chosen_path(std::vector<std::string> const& directories);
 
 }  // namespace kivplug

@@ -26,8 +26,8 @@ constexpr std::size_t k_step = 256 * std::size_t{1024};
 constexpr char const* k_incomplete = " (now incomplete)";
 constexpr char const* k_write_advice = "; make room or write it again";
 
-// Whether the reader reads the file: it was opened by it, holds it open, or will come to it
-// in its row of files.
+// Whether the reader reads the file: it was opened by that name, is held open, or is one of the
+// files that are read in sequence.
 bool is_read_by(kivcore::reader& file, place const& where, file_identity const& output) {
     if (identity_of(where.path) == output || is_open_for_reading(output)) {
         return true;
@@ -42,7 +42,7 @@ bool is_read_by(kivcore::reader& file, place const& where, file_identity const& 
     });
 }
 
-// Code that runs would change under its feet.
+// Running code must not change.
 void refuse_code(std::optional<file_identity> const& output, std::string const& name,
                  std::string const& advice) {
     if (output && is_mapped_image(*output)) {
@@ -122,7 +122,7 @@ void copy_and_close(kivcore::reader& file, place const& where, byte_sink& out,
 
 void deliver(kivcore::reader& file, place const& where, std::string const& output,
              byte_sink& standard_output, std::function<void(byte_sink&)> const& copy) {
-    // Elsewhere that path leads to standard error by now.
+    // That path itself leads to standard error by now.
     bool const is_standard = output == k_standard || is_standard_output(output);
     std::string const name = is_standard ? "standard output" : quoted(output);
     std::string const advice = "; give another output with -o";

@@ -15,19 +15,19 @@
 
 namespace kivplug {
 
-// Stands for standard input or output in place of a file name.
+// In place of a file name, this means standard input or output.
 constexpr char const* k_standard = "-";
 
-// Has `copy` fill the output, which is created or emptied only now, and closes it and
-// the reader, which is open at `where`. Refuses an output that the reader reads, as far
-// as can be told, and a shared object in use: to empty it would empty the input, or end
-// the process. When something fails later, the failure says what the output holds.
+// Calls `copy` to fill the output, which is created or emptied only now, and closes it and the
+// reader, which is open at `where`. Refuses an output that the reader is known to read, and a
+// shared object in use: emptying it would empty the input, or end the process. When something fails
+// later, the failure says what the output holds.
 void deliver(kivcore::reader& file, place const& where, std::string const& output,
              byte_sink& standard_output, std::function<void(byte_sink&)> const& copy);
 
 struct read_options {
     std::string id;
-    std::string path;  // the plug-in's to interpret
+    std::string path;  // what it means is up to the plug-in
     std::string mode = "r";
     std::string output = k_standard;
     long long offset = 0;

@@ -27,7 +27,7 @@ extern "C" void note_interruption(int /*signal*/) {
     interrupted = 1;
 }
 
-// The first signal asks for an end; a second one, should a plug-in not return, is one.
+// The first signal asks the program to end; a second one ends it, should a plug-in not return.
 void catch_once(int number) {
     struct sigaction previous {};
     struct sigaction action {};
@@ -44,8 +44,7 @@ struct free_text {
     void operator()(char* text) const { std::free(text); }
 };
 
-// Collects lines: an output that cannot be written raises, and that is not to happen
-// inside a plug-in.
+// Collects lines: writing them may raise, which must not happen inside a plug-in.
 class event_lines final : public kivcore::monitor::handler {
   public:
     event_lines(std::string watched_path, bool as_json)
@@ -112,7 +111,7 @@ class event_lines final : public kivcore::monitor::handler {
 
 void watch(host const& from, byte_sink& out, watch_options const& options) {
     place const where{from.resolve(options.id), options.path};
-    // Outlives the monitor, which tells it until stop.
+    // Outlives the monitor, which calls it until stop.
     event_lines events(options.path, options.json);
     auto const source = from.create<kivcore::monitor>(where.id, kivcore::plugin::k_kind_monitor);
     catch_once(SIGINT);
@@ -125,7 +124,7 @@ void watch(host const& from, byte_sink& out, watch_options const& options) {
                 [&] { return source->poll(k_longest_wait_ms); });
         events.print(out);
     }
-    // What it told between the last poll and here is printed too.
+    // What it reported since the last poll is printed too.
     checked(where, {"stop", k_report_fault}, [&] { return source->stop(); });
     events.print(out);
 }
