@@ -1,5 +1,5 @@
-// An archive's file, opened, and the state that it was in: what tells later whether what was
-// learnt about the archive still holds.
+// An archive's file, opened, and the state that it was in: it shows later whether what was learnt
+// about the archive still holds.
 
 #ifndef KIVCORE_ARCHIVE_FILE_H
 #define KIVCORE_ARCHIVE_FILE_H

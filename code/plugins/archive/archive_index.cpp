@@ -18,14 +18,14 @@ bool begins_with(std::string const& text, std::string const& start) {
     return text.compare(0, start.size(), start) == 0;
 }
 
-// The smallest path behind all that begin with this directory's.
+// The smallest path after all that begin with this directory's.
 std::string behind(std::string directory) {
     directory.back() = '/' + 1;
     return directory;
 }
 
-// What the paths come to of the directories that lead to one entry and not to the one sorted
-// before it; no more of it than goes beyond room.
+// The bytes of the paths of those directories that lead to one entry and not to the one sorted
+// before it. Stops counting once they exceed room.
 std::size_t new_directory_bytes(std::string const& before, std::string const& path,
                                 std::size_t room) {
     auto const differ = std::mismatch(path.begin(), path.end(), before.begin(), before.end()).first;
@@ -47,7 +47,7 @@ int archive_index::read(std::string const& archive) {
     }
     bundled::descriptor const opened = std::move(file.descriptor);  // closed at the end
     archive_walk walk;
-    // The first entry has to be readable: what fails before it is no archive. Later on it is
+    // The first entry must be readable: what fails before it is not an archive. A later failure is
     // damage, and what was found so far is of use.
     result = walk.start(opened.get(), {0, file.status.st_size, ""});
     if (result == 0) {

@@ -76,7 +76,7 @@ bool parse_ordinal(std::string const& digits, unsigned int& ordinal) {
     return error == std::errc() && stop == end && ordinal > 0;
 }
 
-// The next component from position on, which it moves behind the slash that ends it.
+// The next component from position on, which is moved past the slash at its end.
 std::string next_component(std::string const& path, std::size_t& position) {
     std::size_t const slash = std::min(path.find('/', position), path.size());
     std::string component = path.substr(position, slash - position);

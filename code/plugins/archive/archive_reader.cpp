@@ -6,15 +6,15 @@
 // the file is read again from its start. It is read through the descriptor that open made: a
 // file that takes the archive's place afterwards is not seen.
 //
-// Failures are negative errno values. open: EINVAL for a path or a mode that is none, ENOENT
-// for no such archive or no such file in it, EISDIR for a directory, ELOOP for a link, which
-// is not followed, EOPNOTSUPP for a device and its like, EACCES for an encrypted file,
-// EBADMSG for what is no archive or is damaged before the file, EBUSY while a file is open,
-// which stays so, EFBIG for an archive beyond what archive_limits.h allows, and what the system
-// has against opening the archive. read: EBADMSG for damaged data, after the pieces before the
-// damage were given, EOPNOTSUPP for a compression inside the archive that libarchive lacks.
-// seek: EINVAL for a position before the start, EOVERFLOW for one beyond counting. All but open
-// and close: EBADF while nothing is open. All: ENOMEM.
+// Failures are negative errno values. open: EINVAL for a path or a mode that is none, ENOENT for no
+// such archive or no such file in it, EISDIR for a directory, ELOOP for a link, which is not
+// followed, EOPNOTSUPP for a device and its like, EACCES for an encrypted file, EBADMSG for what is
+// not an archive or is damaged before the file, EBUSY while a file is open, which stays so, EFBIG
+// for an archive beyond what archive_limits.h allows, and the system's error for opening the
+// archive. read: EBADMSG for damaged data, after the pieces before the damage were given,
+// EOPNOTSUPP for a compression inside the archive that libarchive lacks. seek: EINVAL for a
+// position before the start, EOVERFLOW for one beyond counting. All but open and close: EBADF while
+// nothing is open. All: ENOMEM.
 
 #include <algorithm>
 #include <cerrno>
@@ -48,7 +48,7 @@ class file_data {
 
     std::unique_ptr<archive_session> end_session() noexcept { return std::move(session); }
 
-    // Copies what lies at the position. How much, 0 at the end, negative for a failure.
+    // Copies what is at the position. How much, 0 at the end, negative for a failure.
     long long read_at(long long position, void* buffer, unsigned long long count);
 
     // What the archive says, or found once by reading to the end.
@@ -83,7 +83,7 @@ int file_data::fetch() {
     void const* fetched = nullptr;
     unsigned long long count = 0;
     long long offset = end;
-    start = data_start = end;  // the piece at hand is gone, also when there is no next one
+    start = data_start = end;  // the current piece is gone, even when there is no next one
     state = session->next_data(fetched, count, offset);
     if (state < 0) {
         return state;
@@ -102,7 +102,8 @@ int file_data::fetch() {
     return state;
 }
 
-// Has the piece that the position lies in. 1, 0 if it lies at the end or behind, negative.
+// Fetches the piece with the position. 1, 0 when the position is at the end or after it, negative
+// for a failure.
 int file_data::bring(long long position) {
     if (position < start) {
         int const failed = start_over();
@@ -144,7 +145,7 @@ long long file_data::size() {
     return known_size;
 }
 
-// What an operation answers for want of memory, instead of raising.
+// Returns -ENOMEM when memory runs out, instead of raising.
 template <typename Operation>
 auto guarded(Operation operation) -> decltype(operation()) {
     try {
@@ -229,7 +230,7 @@ long long archive_reader::read(void* buffer, unsigned long long count) {
     return guarded([&] { return read_on(static_cast<char*>(buffer), count); });
 }
 
-// A failure behind bytes that were read is the next call's to tell.
+// A failure after bytes that were read is reported by the next call.
 long long archive_reader::read_on(char* buffer, unsigned long long count) {
     unsigned long long done = 0;
     while (done < count) {

@@ -41,7 +41,7 @@ int archive_session::open(std::string const& archive) {
 }
 
 int archive_session::go_to(archive_path const& wanted) {
-    is_sound = false;  // what raises, for want of memory, leaves it so
+    is_sound = false;  // running out of memory leaves it so
     kept_file = nullptr;
     side.reset();
     auto const known = places.find({wanted.inner, wanted.ordinal});

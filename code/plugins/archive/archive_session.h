@@ -1,6 +1,6 @@
-// One archive from which files are read one after the other. What the search for one file
-// showed serves the next: the pass over the entries goes on from where it is, and the way back
-// to one that it passed is as short as the archive allows.
+// One archive from which files are read one after the other. What the search for one file found
+// helps with the next: the pass over the entries continues from where it is, and going back to an
+// earlier one takes as little as the archive allows.
 //
 //     zip                a pass over one entry, which the directory at the end leads to
 //     tar                a pass that begins at the entry
@@ -35,8 +35,7 @@ class archive_session {
     int open(std::string const& archive);
 
     // Goes to the wanted file, to the beginning of its data. 0, or negative: ENOENT for none,
-    // ELOOP, EOPNOTSUPP and EACCES for what is no file that can be read, otherwise as of
-    // archive_walk.
+    // ELOOP, EOPNOTSUPP and EACCES for what is not a readable file, otherwise as of archive_walk.
     int go_to(archive_path const& wanted);
 
     // Of the file that go_to went to: its size if the archive says it, and its data as of

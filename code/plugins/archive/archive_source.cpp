@@ -14,8 +14,8 @@ namespace kivcore_archive {
 
 namespace {
 
-// What is read at once: little where a format looks for something, and with each read that goes
-// on from there more, until a call of the system costs next to nothing.
+// What is read at once: little where a format looks for something, and more with each read that
+// continues from there, until a system call costs next to nothing.
 constexpr std::size_t k_first_block = std::size_t{8} * 1024;
 constexpr std::size_t k_largest_block = std::size_t{64} * 1024;
 
@@ -26,8 +26,8 @@ struct compression_mark {
     std::size_t size;
 };
 
-// A libarchive that was built without the library for a compression would start a program in
-// its place. Then there is no version, and the compression is not known.
+// A libarchive that was built without the library for a compression would start a program instead.
+// Such a library has no version, and the compression counts as unknown.
 constexpr compression_mark k_marks[] = {
     {ARCHIVE_FILTER_GZIP, archive_zlib_version, "\x1f\x8b\x08", 3},
     {ARCHIVE_FILTER_BZIP2, archive_bzlib_version, "BZh?1AY&SY", 10},
@@ -61,8 +61,8 @@ void free_archive::operator()(archive_entry* freed) const {
     archive_entry_free(freed);
 }
 
-// Only one compression is taken off: what several of them stand for has no bound, and a step
-// of the outer ones may take for ever without a byte coming out.
+// Only one compression is removed: the size of what several contain has no bound, and a step of the
+// outer ones may take for ever without producing a byte.
 int archive_source::open(archive* reader, int descriptor, file_part const& from) {
     file = descriptor;
     part = from;

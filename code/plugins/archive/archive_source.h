@@ -24,7 +24,7 @@ struct free_archive {
 using archive_handle = std::unique_ptr<archive, free_archive>;
 using entry_handle = std::unique_ptr<archive_entry, free_archive>;
 
-// What is in the file from begin to end, and behind it the bytes of tail.
+// What is in the file from begin to end, and after it the bytes of tail.
 struct file_part {
     long long begin = 0;
     long long end = 0;
@@ -37,8 +37,8 @@ class archive_source {
     archive_source(archive_source const&) = delete;
     archive_source& operator=(archive_source const&) = delete;
 
-    // Opens the reader, a new handle with its formats, on the part from its beginning. The
-    // handle goes before the source. The descriptor is the caller's. 0, or negative: failure()
+    // Opens the reader, a new handle with its formats, on the part from its beginning. Destroy the
+    // handle before the source. The descriptor stays owned by the caller. 0, or negative: failure()
     // and the reader's own error say why.
     int open(archive* reader, int descriptor, file_part const& from);
 

@@ -104,7 +104,7 @@ int archive_walk::next() {
         return at_end();
     }
     has_entries = true;
-    // A warning is about a part of the entry, a name in wrong characters for one.
+    // A warning is about a part of the entry, for example a name in wrong characters.
     bool const has_entry = result == ARCHIVE_OK || result == ARCHIVE_WARN;
     if (!has_entry || errno == ENOMEM) {
         return failure();

@@ -1,8 +1,8 @@
-// One pass over the entries of an archive file. It reads the file behind the descriptor and
-// touches nothing else: no other file, no other program. Failures are negative errno values:
-// EBADMSG for what is no archive of the formats that the plug-ins know, is cut short or is
-// damaged; EOPNOTSUPP for a compression or an encryption inside it that libarchive lacks;
-// EFBIG for what is beyond archive_limits.h; what kept the file from being read.
+// One pass over the entries of an archive file. It reads the descriptor's file and touches nothing
+// else: no other file, no other program. Failures are negative errno values: EBADMSG for what is
+// not an archive of the formats that the plug-ins know, is cut short or is damaged; EOPNOTSUPP for
+// a compression or an encryption inside it that libarchive lacks; EFBIG for what is beyond
+// archive_limits.h; what kept the file from being read.
 
 #ifndef KIVCORE_ARCHIVE_WALK_H
 #define KIVCORE_ARCHIVE_WALK_H
@@ -18,8 +18,8 @@ namespace kivcore_archive {
 
 class archive_walk {
   public:
-    // Goes to the beginning, before the first entry. The descriptor is the caller's and has to
-    // stay open as long as the walk goes on, or until attach. 0 or negative.
+    // Goes to the beginning, before the first entry. The descriptor stays owned by the caller, and
+    // must stay open until the walk ends or attach is called. 0 or negative.
     int start(int descriptor, file_part const& part);
 
     // Goes on through another descriptor of the same file.
@@ -53,9 +53,9 @@ class archive_walk {
     // nothing is compressed around the archive.
     long long header_position() const;
 
-    // The next piece of the entry's data, valid until the next call on the walk, and where
-    // it lies in the file: holes are left out. 1, 0 at the end, with offset at the end of
-    // the file, or negative.
+    // The next piece of the entry's data, valid until the next call on the walk, and where it is in
+    // the file: holes are left out. 1, 0 at the end, with offset at the end of the file, or
+    // negative.
     int next_data(void const*& data, unsigned long long& size, long long& offset);
 
     // What went wrong with the call that failed.

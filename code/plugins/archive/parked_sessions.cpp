@@ -32,7 +32,7 @@ void parked_sessions::put(std::unique_ptr<archive_session> session) {
     session->sleep();
     std::lock_guard<std::mutex> const guard(lock);
     std::rotate(waiting.begin(), waiting.end() - 1, waiting.end());
-    waiting.front().swap(session);  // the caller's is the oldest now, and goes without the lock
+    waiting.front().swap(session);  // now holds the oldest, which is released without the lock
 }
 
 }  // namespace kivcore_archive

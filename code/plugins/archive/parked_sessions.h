@@ -2,8 +2,8 @@
 // closed last, whichever reader they were opened through. A host may open every file of an
 // archive with a new reader, so that no single one of them could keep the session.
 //
-// A session that waits has its archive closed. What it holds is memory: the names that it met,
-// the files that it kept, and what the decompressor needs. It goes when sessions of other
+// A session that waits has its archive closed. What it holds is memory: the names that it met, the
+// files that it kept, and what the decompressor needs. It is released when sessions of other
 // archives take its place, or with the shared object and its last reader.
 //
 // Any thread may use it: a session that was taken is the taker's alone.
@@ -35,7 +35,7 @@ class parked_sessions {
 
   private:
     std::mutex lock;
-    // The last one first, null ones behind.
+    // The last one first, null ones at the end.
     std::array<std::unique_ptr<archive_session>, k_most_parked> waiting;
 };
 

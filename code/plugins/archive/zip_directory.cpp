@@ -19,7 +19,7 @@ constexpr std::size_t k_end64_size = 56;
 // How far from the end libarchive looks for the end record.
 constexpr long long k_most_tail = 16384;
 
-// A directory beyond it is not read: it has to be in memory as a whole.
+// A larger directory is not read: all of it must be in memory.
 constexpr long long k_most_directory = 256LL * 1024 * 1024;
 
 constexpr std::uint64_t k_in_extra = 0xffffffff;  // a field that is in the zip64 extra instead
@@ -161,8 +161,8 @@ bool zip_directory::add_records(std::string const& bytes, long long shift) {
     return at == bytes.size();
 }
 
-// The entry's data and all behind it, up to the directory; then the entry's record, as it is
-// but for the place of its data, and an end in the form that has room for any size.
+// The entry's data and all after it, up to the directory; then the entry's record, unchanged but
+// for the place of its data, and an end record in the form that has room for any size.
 std::optional<file_part> zip_directory::single(int descriptor, std::size_t number) const {
     if (number >= records.size()) {
         return std::nullopt;

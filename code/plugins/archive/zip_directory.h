@@ -1,6 +1,6 @@
-// The directory at the end of a zip archive, for going straight to one entry: libarchive only
-// goes forward. What it says of an entry is left to libarchive, which is given an archive of
-// that one entry.
+// The directory at the end of a zip archive, for going straight to one entry: libarchive only goes
+// forward. What an entry's record says is left to libarchive, which is given an archive of that one
+// entry.
 //
 // Nothing depends on a directory that can be read: without one, and where an entry is not the
 // one that was looked for, the archive is read in its order.
@@ -19,8 +19,8 @@ namespace kivcore_archive {
 
 class zip_directory {
   public:
-    // Finds the entries of the archive behind the descriptor. False, with none, when there is
-    // no directory or it is not as it should be.
+    // Finds the entries of the descriptor's archive. False, with none, when the directory is
+    // missing or malformed.
     bool read(int descriptor, long long file_size);
 
     // An archive of one entry, the number-th from 0 in the order of their data, which is

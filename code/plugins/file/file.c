@@ -1,16 +1,16 @@
-// Plain files behind the C functions of a reader and a writer.
+// Plain files, through the C functions of a reader and a writer.
 //
-// A handle keeps its own position and transfers with pread and pwrite. Two kinds of
-// handle cannot: pipes and terminals have no positions, and what is opened for
-// appending goes to the end wherever that is by then. Those are sequential: they
-// transfer where the system stands, and can only seek to where they are.
+// A handle keeps its own position and transfers with pread and pwrite. Two kinds of handle cannot:
+// pipes and terminals have no positions, and what is opened for appending writes to the end,
+// wherever that is by then. Those are sequential: they transfer at the system's position, and can
+// only seek to where they are.
 //
 // Failures are negative errno values. A transfer that fails half-way gives the count
 // that it moved; the failure comes with the next one. Nothing is buffered here.
 //
-// A read from a file or a block device waits for all that it is asked for. From anything else,
-// a pipe for example, it gives what is there as soon as there is something: more may be long in
-// coming, and a host that talks over the pipe would have to answer first.
+// A read from a file or a block device waits for all that it is asked for. From anything else, a
+// pipe for example, it gives what is there as soon as there is something: more may take long to
+// come, or may come only after the host has answered.
 
 #include <errno.h>
 #include <fcntl.h>
@@ -136,7 +136,7 @@ EXPORTED int file_read(void* handle, void* target, unsigned int count) {
     if (file == NULL) {
         return -EBADF;
     }
-    // Where no position is left there is no byte either: the system would refuse to look.
+    // Near the largest position: the system would refuse a count that leads beyond it.
     long long const ahead = LLONG_MAX - file->position;
     size_t const wanted = ahead < (long long)bounded(count) ? (size_t)ahead : bounded(count);
     size_t done = 0;
@@ -170,8 +170,8 @@ EXPORTED int file_write(void* handle, void const* source, unsigned int count) {
     return done > 0 || moved == 0 ? (int)done : (int)moved;
 }
 
-// What was written is with the system already. That it is on the disk as well is not
-// promised: a host that flushes often would pay for it each time.
+// The system has what was written already. Nothing is promised about the disk: a host that flushes
+// often would pay for it each time.
 EXPORTED int file_flush(void* handle) {
     return handle != NULL ? 0 : -EBADF;
 }
@@ -192,7 +192,7 @@ EXPORTED long long file_size(void* handle) {
         return -ESPIPE;
     }
     // A device's stat has no size. This moves the system's position, which does no harm: only
-    // appending uses it, and that goes to the end by itself.
+    // appending uses it, and moves it to the end by itself.
     off_t const end = lseek(file->descriptor, 0, SEEK_END);
     return end >= 0 ? end : -errno;
 }

@@ -1,14 +1,14 @@
-// Gzip files behind the C functions of a reader and of a writer: over zlib's inflate and its
-// gzFile. The gzFile is not for reading: it takes a member that is cut off after its first byte,
-// or whose first bytes are damaged, for the end of the file, and it drops what it decompressed
-// before damage.
+// Gzip files, through the C functions of a reader and of a writer, which use zlib's inflate and its
+// gzFile. The gzFile is not for reading: it takes a member that is cut off after its first byte, or
+// whose first bytes are damaged, for the end of the file, and it drops what it decompressed before
+// damage.
 //
 // A handle keeps the position that its host sees. zlib's own stream is brought there
 // only when bytes are moved, so a seek costs nothing until then and a seek past the
 // end of a writer's data that is followed by no write leaves no trace in the file.
 //
-// Failures are negative errno values: EBADMSG for content that is no gzip file, is cut
-// short or is damaged.
+// Failures are negative errno values: EBADMSG for content that is not a gzip file, is cut short or
+// is damaged.
 
 #include <errno.h>
 #include <fcntl.h>
@@ -33,11 +33,11 @@ struct reader {
     bool rewindable;  // false for a pipe: what was read from it is gone
     bool in_member;   // false between a member's trailer and the next one's header
     long long position;
-    long long produced;  // how much was decompressed: where zlib's stream stands
+    long long produced;  // how much was decompressed: the position of zlib's stream
     long long size;      // -1 until the end has been seen
     z_stream stream;
     unsigned char input[k_buffer_size];
-    unsigned char skipped[64 * 1024];  // where what lies before the position goes
+    unsigned char skipped[64 * 1024];  // takes what comes before the position
 };
 
 struct writer {
@@ -46,8 +46,8 @@ struct writer {
     long long position;
 };
 
-// Reads until there are at least so many bytes, 1 or 2, for zlib to take. Positive when there
-// are, 0 when the file ends before.
+// Reads until there are at least so many bytes, 1 or 2, for zlib to take. Positive when there are,
+// 0 when the file ends first.
 static int fill(struct reader* reader, unsigned int least) {
     z_stream* const stream = &reader->stream;
     while (stream->avail_in < least) {
@@ -235,8 +235,8 @@ EXPORTED long long gzip_reader_size(void* handle) {
     return result < 0 ? result : reader->size;
 }
 
-// To behind the end as well, where a read then finds nothing. What cannot be read twice
-// refuses positions before zlib's own, which is not always where the host stands.
+// Also leads to after the end, where a read then finds nothing. What cannot be read twice refuses
+// positions before zlib's own, which may differ from the host's.
 EXPORTED long long gzip_reader_seek(void* handle, long long offset, unsigned char origin) {
     struct reader* reader = handle;
     if (reader == NULL) {
@@ -253,7 +253,7 @@ EXPORTED long long gzip_reader_seek(void* handle, long long offset, unsigned cha
     return position;
 }
 
-// Takes the descriptor, also when it fails. Null for want of memory.
+// Takes over the descriptor, also when it fails. Null when memory runs out.
 static gzFile open_stream(int descriptor, char const* mode) {
     gzFile stream = gzdopen(descriptor, mode);
     if (stream == NULL) {
@@ -264,8 +264,8 @@ static gzFile open_stream(int descriptor, char const* mode) {
     return stream;
 }
 
-// What zlib has against the stream, 0 if nothing. To be asked right after the call that
-// may have failed: errno is still that call's then.
+// zlib's error for the stream, 0 for none. Ask right after the call that may have failed, while
+// errno is still that call's.
 static int failure_of(gzFile stream) {
     int code = Z_OK;
     gzerror(stream, &code);
@@ -342,7 +342,7 @@ EXPORTED int gzip_writer_write(void* handle, void const* source, unsigned int co
     if (writer->failure != 0 || count == 0) {
         return writer->failure;
     }
-    // Never back: seeks do not lead behind what is written. Forward fills with zeros.
+    // Never back: no seek leads before the end of what is written. Forward fills with zeros.
     if (writer->position != gztell(writer->stream)) {
         gzseek(writer->stream, writer->position, SEEK_SET);
     }
@@ -374,7 +374,7 @@ EXPORTED long long gzip_writer_size(void* handle) {
     return writer != NULL ? gztell(writer->stream) : -EBADF;
 }
 
-// Never to before the end: what is compressed cannot be written over.
+// Never to before the end: what is compressed cannot be overwritten.
 EXPORTED long long gzip_writer_seek(void* handle, long long offset, unsigned char origin) {
     struct writer* writer = handle;
     if (writer == NULL) {

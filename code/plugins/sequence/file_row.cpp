@@ -12,7 +12,7 @@ namespace sequence {
 
 namespace {
 
-// The callers' results are numbers: what is wrong with which file has to be told here.
+// The callers return numbers: which file is at fault, and why, must be printed here.
 int refuse(int code, std::string const& subject, std::string const& reason) {
     std::string const line = "sequence: " + subject + " " + reason + "\n";
     std::fputs(line.c_str(), stderr);
@@ -65,8 +65,8 @@ int file_row::list_numbers(std::vector<long long>& numbers) {
     return -failure;
 }
 
-// Without the missing file every byte behind it would stand where another belongs, and no
-// reader could tell.
+// Without the missing file every byte after it would be in another's place, and no reader could
+// notice.
 int file_row::refuse_gap(std::vector<long long> const& numbers) const {
     auto const before_gap =
         std::adjacent_find(numbers.begin(), numbers.end(),

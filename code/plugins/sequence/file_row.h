@@ -1,6 +1,6 @@
-// The files of one sequence, found once and described by what they were then: names
-// from a pattern, sizes, and where each begins when they stand end to end. It keeps
-// their directory open and none of the files.
+// The files of one sequence, found once and described by what they were then: names from a pattern,
+// sizes, and where each begins when they are joined. It keeps their directory open and none of the
+// files.
 
 #ifndef SEQUENCE_FILE_ROW_H
 #define SEQUENCE_FILE_ROW_H
@@ -17,9 +17,9 @@ namespace sequence {
 
 class file_row {
   public:
-    // Finds the files of a pattern, which may have a directory in front. 0, or a
-    // negative errno value after a line on standard error that tells what is wrong. To
-    // be called once, on a new row. Raises std::bad_alloc.
+    // Finds the files of a pattern, which may have a directory in front. 0, or a negative errno
+    // value, after a line on standard error that says what is wrong. Call it once, on a new row.
+    // Raises std::bad_alloc.
     int find(std::string const& pattern);
 
     std::size_t count() const { return ends.size(); }  // at least 1 when found

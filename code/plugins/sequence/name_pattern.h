@@ -1,6 +1,6 @@
-// A pattern of file names that differ in a number: "shot.####.dpx", "shot.%04d.dpx".
-// "%%" and "%#" stand for the signs themselves. Number and name determine each other: a
-// number is padded with zeros to the width of its field and has no further zeros in front.
+// A pattern of file names that differ in a number: "shot.####.dpx", "shot.%04d.dpx". "%%" and "%#"
+// mean the signs themselves. Number and name determine each other: a number is padded with zeros to
+// the width of its field and has no further zeros in front.
 
 #ifndef SEQUENCE_NAME_PATTERN_H
 #define SEQUENCE_NAME_PATTERN_H

@@ -1,7 +1,7 @@
 // Numbered files as a kivcore::multi_file_reader. The pattern that is opened, and which
 // files belong to it, are the matter of name_pattern.h and file_row.h.
 //
-// One file is open at a time, the one that was read last. A position lies between 0 and
+// One file is open at a time, the one that was read last. A position is between 0 and
 // the size; a seek to anywhere else is refused. A file without bytes holds no position:
 // where it is selected, the current file is the next one that has some.
 //
@@ -9,11 +9,11 @@
 //   EBADF     nothing is open; close gives 0
 //   EBUSY     open, and something is open already
 //   EINVAL    a mode other than "r" and "rb", a file, origin or position that is not there;
-//             open also for a pattern without exactly one number field and for a row in
-//             which something is no regular file
+//             open also for a pattern without exactly one number field and for files of which
+//             one is not regular
 //   ENOENT    open, when no file is there or one is missing in between
 //   EIO       read, of a file that has become shorter than it was
-//   ENOMEM, EOVERFLOW   open; and whatever the system has against opening or reading
+//   ENOMEM, EOVERFLOW   open; and whatever the system reports on opening or reading
 // A read that fails half-way gives what comes before, and the failure the next time.
 
 #include <algorithm>
@@ -114,7 +114,7 @@ long long sequence_reader::read_some(char* target, long long wanted) {
     return moved != 0 ? moved : -EIO;
 }
 
-// Opens the file unless it is the open one, which is closed first: a row may have more
+// Opens the file unless it is the open one, which is closed first: there may be more
 // files than a process may have descriptors.
 int sequence_reader::use_file(std::size_t index) try {
     if (file.is_open() && file_index == index) {

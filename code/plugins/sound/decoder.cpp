@@ -110,7 +110,7 @@ bool decoder::reaches(long long sample) {
     return sample <= sample_count;
 }
 
-// Frames are often asked for twice: a read that ends inside one goes on in it.
+// Frames are often asked for twice: a read that ends inside one continues in it.
 long long decoder::load(long long wanted) {
     if (wanted == loaded) {
         return loaded_bytes;

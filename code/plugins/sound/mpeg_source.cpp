@@ -87,7 +87,7 @@ long long mpeg_source::count() {
 
 }  // namespace
 
-// A header's count of frames is no length: what was appended to the file is not in it.
+// A header's count of frames is not a length: it lacks what was appended to the file.
 std::unique_ptr<source> open_mpeg_source(int descriptor, int format) {
     properties facts = {format, 0, 0, true, -1, false};
     mpeg_handle stream = open_handle(descriptor, facts);

@@ -1,13 +1,12 @@
 // Sound files as a kivcore::frame_reader with one track, of what decoder.h gives. The
 // stream operations are about the same samples: one position, in bytes, serves both.
 //
-// A position lies between 0 and the size; a seek to anywhere else is refused. At a
-// position inside a frame, read_frame gives that whole frame from its start, and then
-// stands behind it.
+// A position is between 0 and the size; a seek to anywhere else is refused. At a position inside a
+// frame, read_frame gives that whole frame from its start, and the position is after it then.
 //
 // Failures are negative errno values, listed in plugin.xml, which is installed. A read that meets
 // damage half-way gives what comes before it, and the failure the next time. Counts and sizes that
-// the record's 32 bits cannot hold stand there as the largest number.
+// the record's 32 bits cannot hold are shown as the largest number.
 
 #include <algorithm>
 #include <cerrno>

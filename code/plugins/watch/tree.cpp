@@ -20,23 +20,23 @@ namespace {
 constexpr unsigned int k_wanted_events = IN_CREATE | IN_DELETE | IN_MODIFY | IN_MOVED_FROM |
                                          IN_MOVED_TO | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
 
-// The directory went, or became something else, before it was looked into. The events
-// that say so are on their way.
+// The directory was removed, or became something else, before it was listed. The events that say so
+// are on their way.
 bool is_gone(int error) {
     return error == ENOENT || error == ENOTDIR;
 }
 
-// No further directory will fare better.
+// Every further directory would fail as well.
 bool is_exhaustion(int error) {
     return error == ENOSPC || error == ENOMEM;
 }
 
-// Whether the entry stands for the directory that has it, or for the one above.
+// Whether the entry is the directory itself, or the one above.
 bool is_own_name(dirent const& entry) {
     return std::strcmp(entry.d_name, ".") == 0 || std::strcmp(entry.d_name, "..") == 0;
 }
 
-// What cannot be found out counts as no directory; a link to one is not.
+// A link to a directory is not one, and what cannot be found out does not count as one.
 bool is_directory(int parent, dirent const& entry) {
     struct stat status = {};
     return entry.d_type == DT_DIR ||
@@ -116,7 +116,7 @@ void tree::remove_range(entry_map::iterator from, entry_map::iterator to, findin
     known.erase(from, to);
 }
 
-// The watch goes with the last path that it stands for.
+// The watch ends with the last path that it serves.
 void tree::unwatch(std::string const& path, int watch) {
     auto const [from, to] = directories.equal_range(watch);
     auto const own =

@@ -1,16 +1,15 @@
-// A directory and everything below it as one inotify descriptor sees it: which watch
-// stands for which directories, and which entries are known. An entry is named by its
-// path below the root, which itself is "". Symbolic links are entries like any other
-// and are not followed.
+// A directory and everything below it as one inotify descriptor sees it: which watch serves which
+// directories, and which entries are known. An entry is named by its path below the root, which
+// itself is "". Symbolic links are entries like any other and are not followed.
 //
-// The known entries are what makes reports exact: between the moment when a directory
-// appears and the moment when its watch stands, entries can only be found by looking,
-// and those made in between are both found and announced.
+// The known entries are what makes reports exact: between the moment when a directory appears and
+// the moment when it is watched, entries can only be found by listing it, and those made in between
+// are both found and announced.
 //
-// Looking is ahead of the events that wait to be read. A directory that was moved may be found
-// at its new path while it is still known at the old one, and the system has one watch for
-// both. So a watch stands for every path that led to it, and each path ends with the event that
-// says so. The same holds for a directory that is mounted a second time.
+// Looking is ahead of the events that wait to be read. A directory that was moved may be found at
+// its new path while it is still known at the old one, and the system has one watch for both. So a
+// watch serves every path that led to it, and each path ends with the event that says so. The same
+// holds for a directory that is mounted a second time.
 
 #ifndef WATCH_TREE_H
 #define WATCH_TREE_H
@@ -55,7 +54,7 @@ class tree {
     // no use. Once for each tree.
     int open(findings& found);
 
-    // Lets all watches go. The entries stay known.
+    // Ends all watches. The entries stay known.
     void close();
 
     // Makes path known and, if it is a directory, what is below it, with watches; the
@@ -72,7 +71,7 @@ class tree {
     // The watch has ended on the system's side.
     void forget_watch(int watch);
 
-    // The directories that the watch stands for; none for a watch that has been let go.
+    // The directories that the watch serves; none for a watch that has ended.
     std::vector<std::string> paths(int watch) const;
 
     bool knows(std::string const& path) const { return known.count(path) != 0; }
