@@ -47,9 +47,10 @@ void add_word(CLI::App& verb, std::string const& name, std::string& word, std::s
 
 // What most verbs work on: a plug-in, and what it opens.
 template <typename options_type>
-void add_place(CLI::App& verb, options_type& options, std::string const& plugin_help) {
+void add_place(CLI::App& verb, options_type& options, std::string const& plugin_help,
+               std::string const& path = "PATH", std::string const& path_help = "What it opens") {
     add_word(verb, "ID", options.id, plugin_help);
-    add_word(verb, "PATH", options.path, "What it opens");
+    add_word(verb, path, options.path, path_help);
 }
 
 void add_json(CLI::App& verb, bool& json) {
@@ -139,8 +140,7 @@ void add_frames(CLI::App& app, command_line& line) {
 void add_files(CLI::App& app, command_line& line) {
     auto& verb = add_verb(app, line, "files", "List the files that a reader joins to one stream",
                           line.files, files);
-    add_word(verb, "ID", line.files.id, "The multi-file reader");
-    add_word(verb, "PATTERN", line.files.pattern, "What it opens");
+    add_place(verb, line.files, "The multi-file reader", "PATTERN");
     add_json(verb, line.files.json);
 }
 
@@ -148,8 +148,7 @@ void add_watch(CLI::App& app, command_line& line) {
     auto& verb =
         add_verb(app, line, "watch", "Print what a monitor sees, until interrupted or its end",
                  line.watch, watch);
-    add_word(verb, "ID", line.watch.id, "The monitor");
-    add_word(verb, "PATH", line.watch.path, "What it watches");
+    add_place(verb, line.watch, "The monitor", "PATH", "What it watches");
     verb.add_flag("--json", line.watch.json, "Print a JSON object on a line for each event");
 }
 

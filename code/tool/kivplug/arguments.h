@@ -29,10 +29,10 @@ struct command_line {
     read_options read;
     write_options write;
     browse_options browse;
-    tracks_options tracks;
+    view_options tracks;
     frames_options frames;
-    files_options files;
-    watch_options watch;
+    view_options files;
+    view_options watch;
 
     // The verb that was chosen.
     std::function<void(host const&, byte_sink&)> work;

@@ -175,7 +175,7 @@ std::vector<std::string> row_of(unsigned int index, joined_file const& found) {
 
 }  // namespace
 
-void tracks(host const& from, byte_sink& out, tracks_options const& options) {
+void tracks(host const& from, byte_sink& out, view_options const& options) {
     place const where{from.resolve(options.id), options.path};
     auto const file = from.create<frame_reader>(where.id, k_kind_frame_reader);
     open_for_reading(*file, where, k_read_mode);
@@ -203,8 +203,8 @@ void frames(host const& from, byte_sink& standard_output, frames_options const& 
     deliver(*file, where, options.output, standard_output, copy);
 }
 
-void files(host const& from, byte_sink& out, files_options const& options) {
-    place const where{from.resolve(options.id), options.pattern};
+void files(host const& from, byte_sink& out, view_options const& options) {
+    place const where{from.resolve(options.id), options.path};
     auto const file = from.create<multi_file_reader>(where.id, k_kind_multi_file_reader);
     open_for_reading(*file, where, k_read_mode);
     auto const count =

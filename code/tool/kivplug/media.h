@@ -9,18 +9,13 @@
 
 #include "descriptor.h"
 #include "host.h"
+#include "operation.h"
 #include "transfer.h"
 
 namespace kivplug {
 
-struct tracks_options {
-    std::string id;
-    std::string path;
-    bool json = false;
-};
-
 // Prints the record of every track.
-void tracks(host const& from, byte_sink& out, tracks_options const& options);
+void tracks(host const& from, byte_sink& out, view_options const& options);
 
 struct frames_options {
     std::string id;
@@ -34,14 +29,8 @@ struct frames_options {
 // Copies frames of one track to the output, as read does with bytes.
 void frames(host const& from, byte_sink& standard_output, frames_options const& options);
 
-struct files_options {
-    std::string id;
-    std::string pattern;  // what is opened
-    bool json = false;
-};
-
 // One line for each file: its index, its size in bytes and its path.
-void files(host const& from, byte_sink& out, files_options const& options);
+void files(host const& from, byte_sink& out, view_options const& options);
 
 }  // namespace kivplug
 

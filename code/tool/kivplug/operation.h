@@ -20,6 +20,13 @@ struct place {
     std::string describe(std::string const& operation) const;
 };
 
+// What a verb is to show: a plug-in's view of a path.
+struct view_options {
+    std::string id;
+    std::string path;
+    bool json = false;
+};
+
 // An operation of a plug-in, and what the message about its failure says besides the reason.
 struct operation {
     std::string name;

@@ -109,7 +109,7 @@ class event_lines final : public kivcore::monitor::handler {
 
 }  // namespace
 
-void watch(host const& from, byte_sink& out, watch_options const& options) {
+void watch(host const& from, byte_sink& out, view_options const& options) {
     place const where{from.resolve(options.id), options.path};
     // Outlives the monitor, which calls it until stop.
     event_lines events(options.path, options.json);
