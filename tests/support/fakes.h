@@ -108,7 +108,7 @@ inline std::string cannot_open(std::string const& directory) {
            "/plugin.xml\"\n";
 }
 
-// A shared object of tests/plugins.
+// A shared object of tests/fixtures.
 inline std::string built_object(std::string const& name) {
     return TEST_PLUGIN_DIR "/" + name + "/darwin/x86/plugin.so";
 }

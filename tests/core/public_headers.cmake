@@ -34,7 +34,7 @@ endfunction()
 
 public_headers_check(public_headers 17 ${sources})
 foreach(standard 17 20 23)
-    public_headers_check(public_uses_${standard} ${standard} public_uses.cpp)
+    public_headers_check(public_uses_${standard} ${standard} core/public_uses.cpp)
 endforeach()
 # clang-tidy 14 crashes in later standards' headers. As C++17 it looks at the same source.
 set_target_properties(public_uses_20 public_uses_23 PROPERTIES EXPORT_COMPILE_COMMANDS OFF)

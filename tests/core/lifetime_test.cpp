@@ -20,7 +20,7 @@ constexpr char const* k_id = "io/read/k/tests/1.0";
 // A plug-in directory of its own for each test, so that no other test maps its object.
 class lifetime : public testing::Test {
   protected:
-    // Makes a directory from the shared object of that name in tests/plugins.
+    // Makes a directory from the shared object of that name in tests/fixtures.
     void install(std::string const& name, std::string const& element) {
         files.write(name + "/plugin.xml", element);
         fs::create_directories(files.path(name + "/darwin/x86"));

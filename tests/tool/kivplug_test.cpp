@@ -55,7 +55,7 @@ class kivplug : public ::testing::Test {
         files.write(directory + "/plugin.xml", content);
     }
 
-    // The directory p: a plug-in of tests/plugins/native with that create function.
+    // The directory p: a plug-in of tests/fixtures/native with that create function.
     void describe_native(std::string const& create) const {
         ASSERT_EQ(files.shell("mkdir -p p && cp -r '" TEST_PLUGIN_DIR "/native/darwin' p"), 0);
         describe("p", description("k", "1.0", "Native", create));
