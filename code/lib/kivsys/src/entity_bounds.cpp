@@ -112,7 +112,8 @@ class entities {
 
     bool expand() {
         bool has_changed = false;
-        for (auto& [name, each] : by_name) {
+        for (auto& named : by_name) {
+            entity& each = named.second;
             std::size_t const before = each.length;
             for (std::string_view const value : each.values) {
                 each.length = std::max(each.length, length_of_value(value));

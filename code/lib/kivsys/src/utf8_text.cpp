@@ -55,8 +55,8 @@ class silence {
 };
 
 // The text in UTF-8, made by the XML library's own converters: they know the names and read the
-// bytes as its parser does.
-std::string converted(std::string text, std::string const& encoding) {
+// bytes as its parser does. They leave the text as it is, but take no constant.
+std::string converted(std::string& text, std::string const& encoding) {
     silence const while_converting;
     std::unique_ptr<xmlCharEncodingHandler, close_handler> const converter(
         xmlFindCharEncodingHandler(encoding.c_str()));
@@ -129,8 +129,8 @@ std::string declared_encoding_of(std::string_view text) {
 std::string encoding_of(std::string const& text) {
     std::string encoding = wide_encoding_of(text);
     if (encoding.empty() && starts_with(text, k_start_in_ebcdic)) {
-        encoding = declared_encoding_of(
-            converted(text.substr(0, text.find(k_end_in_ebcdic)), k_any_ebcdic) + "?>");
+        std::string declaration = text.substr(0, text.find(k_end_in_ebcdic));
+        encoding = declared_encoding_of(converted(declaration, k_any_ebcdic) + "?>");
         return encoding.empty() ? k_any_ebcdic : encoding;
     }
     return encoding.empty() ? declared_encoding_of(text) : encoding;
@@ -149,9 +149,9 @@ std::string utf8_text(std::string text) {
     if (is_utf8(encoding) && !starts_with(text, k_start_in_ebcdic)) {
         return text;
     }
-    bool const had_declaration = starts_with(text, "<?xml");
-    std::string whole = without_mark(converted(std::move(text), encoding));
-    if (!wide_encoding_of(whole).empty() || (had_declaration && !starts_with(whole, "<?xml"))) {
+    std::string whole = without_mark(converted(text, encoding));
+    bool const has_lost_declaration = starts_with(text, "<?xml") && !starts_with(whole, "<?xml");
+    if (has_lost_declaration || !wide_encoding_of(whole).empty()) {
         refuse("the document is not in the encoding that it declares, \"%s\"", encoding);
     }
     return whole;
