@@ -145,7 +145,7 @@ std::string attribute(int i) {
 }
 
 std::string encoded(char const* encoding, std::string text) {
-    iconv_t const converter = iconv_open(encoding, "UTF-8");
+    iconv_t converter = iconv_open(encoding, "UTF-8");
     std::string out(text.size() * 4, '\0');
     char* from = text.data();
     char* to = out.data();
@@ -222,7 +222,7 @@ TEST_F(discovery, what_would_take_long_or_much_memory_is_refused_by_its_bound) {
          "<!DOCTYPE a [<!ENTITY e ''>]><a>" + row(150000, [](int) { return "&e;"; }) + "</a>",
          entities},
         {"an entity that is spelled", subset(entity + "<!ENTITY f '&#38;e;'>") + "&f;",
-         "an entity spells a reference with \"&#38;\": write \"&\""},
+         R"(an entity spells a reference with "&#38;": write "&")"},
         {"parameter entities", subset("<!ENTITY % e0 ''>" + row(40, doubled) + "%e40;"),
          "a document type with parameter entities allows 4 references to them, and 8 to others: "
          "the document has more"},
