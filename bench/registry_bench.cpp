@@ -305,5 +305,8 @@ BENCHMARK(create_from_two_threads)->Arg(1000)->Iterations(101)->UseManualTime();
 int main(int argc, char** argv) {
     register_searches();
     benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+        return 1;
+    }
     benchmark::RunSpecifiedBenchmarks();
 }

@@ -2,6 +2,8 @@
 // that kivcore can be built with must find the same, with few texts and with many.
 
 #include <algorithm>
+#include <cmath>
+#include <iterator>
 
 #include <support/pattern_seats.h>
 
@@ -12,6 +14,14 @@ namespace {
 // So many that matches run as machine code, where there is any.
 constexpr std::size_t k_many = 100;
 
+// The two count steps in different ways, and so does machine code: a match that may come near the
+// bound on them proves nothing.
+bool is_cheap(std::string const& pattern, std::string_view text) {
+    auto const quantifiers = std::count_if(pattern.begin(), pattern.end(),
+                                           [](char c) { return c == '*' || c == '+' || c == '{'; });
+    return std::pow(1.0 + static_cast<double>(quantifiers), static_cast<double>(text.size())) < 1e6;
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
@@ -20,7 +30,9 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     if (support::may_differ(pattern)) {
         return -1;
     }
-    std::vector<std::string_view> const texts(lines.begin() + 1, lines.end());
+    std::vector<std::string_view> texts;
+    std::copy_if(lines.begin() + 1, lines.end(), std::back_inserter(texts),
+                 [&](std::string const& line) { return is_cheap(pattern, line); });
     std::vector<std::string> const found = support::matching_with_pcre2(pattern, texts);
     fuzz::require(found == support::matching_with_pcrecpp(pattern, texts),
                   "PCRE2 and PCRE find the same");

@@ -468,6 +468,8 @@ TEST_F(archive_plugin, what_is_on_the_way_to_a_file_is_bounded) {
     for (std::string const command : k_commands) {
         ASSERT_EQ(0, directory.shell(command + " | gzip >f.tgz"));
         EXPECT_EQ(failure(EFBIG), read("archive:" + directory.path("f.tgz!/g")));
+        EXPECT_TRUE(browser->can_browse(directory.path("f.tgz")));
+        EXPECT_EQ("yes", browser->info(directory.path("f.tgz"))["limit"]);
     }
 }
 

@@ -1,3 +1,5 @@
+include_guard(GLOBAL)
+
 # pattern_seats: the two sources of code/lib/kivcore/src/pattern.h, each with what it needs in a
 # library of its own, so that a program can compare them. Needs both libraries below them.
 set(kivcore_sources ${PROJECT_SOURCE_DIR}/code/lib/kivcore/src)
@@ -11,7 +13,7 @@ foreach(seat pcre2 pcrecpp)
                                ${kivcore_sources}/pattern_${seat}.cpp)
     target_compile_definitions(pattern_${seat} PRIVATE SEAT=matching_with_${seat})
     target_include_directories(pattern_${seat} PRIVATE ${kivcore_sources})
-    target_link_libraries(pattern_${seat} PRIVATE PkgConfig::${seat})
+    target_link_libraries(pattern_${seat} PRIVATE PkgConfig::kivcore_${seat})
     kivcore_warnings(pattern_${seat})
     set_target_properties(pattern_${seat} PROPERTIES LIBRARY_OUTPUT_DIRECTORY
                                                      ${CMAKE_CURRENT_BINARY_DIR})

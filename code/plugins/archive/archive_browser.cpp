@@ -186,9 +186,12 @@ bool archive_browser::can_browse(std::string const& text) {
     }
     archive_file file;
     archive_walk walk;
-    return succeeded(open_file(path.archive, file)) &&
-           succeeded(walk.start(file.descriptor.get(), {0, file.status.st_size, ""})) &&
-           succeeded(walk.next());
+    if (!succeeded(open_file(path.archive, file)) ||
+        !succeeded(walk.start(file.descriptor.get(), {0, file.status.st_size, ""}))) {
+        return false;
+    }
+    int const first = walk.next();
+    return first == -EFBIG || succeeded(first);
 }
 
 void archive_browser::get_list(std::string const& text, entry_list* dirs, entry_list* files) {

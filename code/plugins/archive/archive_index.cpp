@@ -48,12 +48,12 @@ int archive_index::read(std::string const& archive) {
     bundled::descriptor const opened = std::move(file.descriptor);  // closed at the end
     archive_walk walk;
     // The first entry must be readable: what fails before it is not an archive. A later failure is
-    // damage, and what was found so far is of use.
+    // damage, and what was found so far is of use. A limit may be passed by any entry.
     result = walk.start(opened.get(), {0, file.status.st_size, ""});
     if (result == 0) {
         result = walk.next();
     }
-    if (result < 0) {
+    if (result < 0 && result != -EFBIG) {
         return result;
     }
     path = archive;

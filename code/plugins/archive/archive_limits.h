@@ -1,5 +1,5 @@
-// How much one archive may take, whatever is in it: a few bytes can stand for names and data
-// without end, compressed. plugin.xml gives the same figures to users.
+// How much one archive may take, whatever is in it: a few compressed bytes can stand for names
+// and data without end. plugin.xml gives the same figures to users.
 
 #ifndef KIVCORE_ARCHIVE_LIMITS_H
 #define KIVCORE_ARCHIVE_LIMITS_H

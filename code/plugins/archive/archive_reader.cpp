@@ -6,8 +6,8 @@
 // the file is read again from its start. It is read through the descriptor that open made: a
 // file that takes the archive's place afterwards is not seen.
 //
-// Failures are negative errno values. open: EINVAL for a path or a mode that is none, ENOENT for no
-// such archive or no such file in it, EISDIR for a directory, ELOOP for a link, which is not
+// Failures are negative errno values. open: EINVAL for a path or a mode that is not valid, ENOENT
+// for no such archive or no such file in it, EISDIR for a directory, ELOOP for a link, which is not
 // followed, EOPNOTSUPP for a device and its like, EACCES for an encrypted file, EBADMSG for what is
 // not an archive or is damaged before the file, EBUSY while a file is open, which stays so, EFBIG
 // for an archive beyond what archive_limits.h allows, and the system's error for opening the

@@ -110,8 +110,8 @@ int archive_walk::next() {
         return failure();
     }
     constexpr int k_any = ARCHIVE_ENTRY_ACL_TYPE_POSIX1E | ARCHIVE_ENTRY_ACL_TYPE_NFS4;
-    bool const is_listable = archive_entry_acl_count(entry(), k_any) <= k_most_acl;
-    return is_listable ? 1 : stop(-EFBIG, "the access control list of an entry is too long");
+    bool const has_short_acl = archive_entry_acl_count(entry(), k_any) <= k_most_acl;
+    return has_short_acl ? 1 : stop(-EFBIG, "the access control list of an entry is too long");
 }
 
 // libarchive is content with an archive that ends where an entry could begin. A tar archive

@@ -21,7 +21,7 @@ namespace {
 using clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-// What tells of the root itself that it is no longer where it was.
+// Events which say that the root is gone.
 constexpr unsigned int k_root_gone = IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT | IN_IGNORED;
 
 // Until when to wait, or for ever.

@@ -91,11 +91,10 @@ void walk::list(directory const& place) {
     }
     show(directories, place, true);
     show(files, place, false);
-    out.write(table(rows, 2));
-    rows.clear();
+    out.write(table(std::exchange(rows, {}), 2));
 }
 
-// An entry at a time: what is known about all of them may be larger than memory.
+// JSON is written entry by entry: what is known about all of them may be larger than memory.
 void walk::show(browser::entry_list const& found, directory const& place, bool are_directories) {
     for (auto const& [name, path] : found) {
         entry shown{place.name + name, path, "", {}, are_directories};

@@ -14,7 +14,7 @@ namespace kivplug {
 
 namespace {
 
-// The value of a key in the description of an id that is registered; empty without one.
+// The value of a key in the description of a registered id; empty when the key is missing.
 std::string described(kivcore::plugins const& registry, std::string const& id,
                       std::string const& key) {
     return value_of(*registry.describe_plugin(id), key);

@@ -27,6 +27,12 @@ std::string advice_on(long long result, operation const& failed) {
     if (result == -EINVAL && failed.name == "open") {
         return "; check the path or pattern and the mode, and see any message above";
     }
+    if (result == -ENOMEM) {
+        return k_free_memory;
+    }
+    if (result == -EFBIG && failed.name == "open") {
+        return "; this is beyond a limit of the plug-in, see its plugin.xml";
+    }
     return failed.advice;
 }
 
@@ -39,6 +45,8 @@ std::string place::describe(std::string const& operation) const {
 std::string caught_text(std::string const& function, std::string const& advice) {
     try {
         throw;
+    } catch (std::bad_alloc const&) {
+        return std::string("memory ran out") + k_free_memory;
     } catch (std::exception const& error) {
         char const* const text = error.what();
         return (text != nullptr ? text : "exception without a text") + advice;

@@ -20,7 +20,7 @@ struct place {
     std::string describe(std::string const& operation) const;
 };
 
-// What a verb is to show: a plug-in's view of a path.
+// The options of the verbs that show what a plug-in says about a path.
 struct view_options {
     std::string id;
     std::string path;
@@ -36,6 +36,7 @@ struct operation {
 
 // Advice for content that cannot be read.
 constexpr char const* k_check_intact = "; check that it is intact";
+constexpr char const* k_free_memory = "; try again with more memory";
 
 // Advice for answers that no sound plug-in gives.
 constexpr char const* k_report_fault = "; the plug-in is faulty, report it to its developer";

@@ -75,8 +75,7 @@ std::string quoted(std::string const& text) {
     return "'" + printable(text) + "'";
 }
 
-std::string table(std::vector<std::vector<std::string>> const& rows, std::size_t gap) {
-    auto cells = rows;
+std::string table(std::vector<std::vector<std::string>> cells, std::size_t gap) {
     for (auto& row : cells) {
         std::transform(row.begin(), row.end(), row.begin(), printable);
     }

@@ -26,7 +26,7 @@ std::string quoted(std::string const& text);
 
 // One line for each row with the columns aligned, `gap` spaces apart. Cells are made
 // printable; no line ends in spaces. Every row has at least one cell.
-std::string table(std::vector<std::vector<std::string>> const& rows, std::size_t gap);
+std::string table(std::vector<std::vector<std::string>> cells, std::size_t gap);
 
 }  // namespace kivplug
 

@@ -122,7 +122,7 @@ void copy_and_close(kivcore::reader& file, place const& where, byte_sink& out,
 
 void deliver(kivcore::reader& file, place const& where, std::string const& output,
              byte_sink& standard_output, std::function<void(byte_sink&)> const& copy) {
-    // That path itself leads to standard error by now.
+    // By now /dev/stdout itself leads to standard error.
     bool const is_standard = output == k_standard || is_standard_output(output);
     std::string const name = is_standard ? "standard output" : quoted(output);
     std::string const advice = "; give another output with -o";

@@ -8,10 +8,9 @@ namespace kivcore {
 
 namespace {
 
-// Steps times bytes. A large table has more to spend, so that ordinary patterns find the same
-// in tables of every size.
-constexpr std::uint64_t k_budget_of_a_text = 20000000;
-constexpr std::uint64_t k_least_texts = 500;
+// Steps times bytes.
+constexpr std::uint64_t k_budget_of_a_search = 10000000000;
+constexpr std::uint64_t k_least_budget_of_a_text = 20000000;
 constexpr std::uint64_t k_most_steps = 10000000;  // the libraries' own bound
 
 // Characters that mean themselves, whatever is around them.
@@ -46,15 +45,13 @@ bool has_calls_or_verbs(std::string const& pattern) {
     return false;
 }
 
-unsigned int steps_for_each(std::vector<std::string_view> const& texts, std::size_t program_bytes) {
-    // Most bytes of a program are not looked at in one step.
-    std::uint64_t bytes = texts.size() * (program_bytes / 4 + 1);
-    for (std::string_view const text : texts) {
-        bytes += text.size();
-    }
+unsigned int steps_for(std::size_t text_bytes, std::size_t program_bytes, std::size_t texts) {
     std::uint64_t const budget =
-        std::max<std::uint64_t>(texts.size(), k_least_texts) * k_budget_of_a_text;
-    return static_cast<unsigned int>(std::clamp<std::uint64_t>(budget / bytes, 1, k_most_steps));
+        std::max<std::uint64_t>(k_budget_of_a_search / texts, k_least_budget_of_a_text);
+    // Most bytes of a program are not looked at in one step.
+    std::uint64_t const bytes_of_a_step = text_bytes + program_bytes / 4 + 1;
+    return static_cast<unsigned int>(
+        std::clamp<std::uint64_t>(budget / bytes_of_a_step, 1, k_most_steps));
 }
 
 }  // namespace kivcore

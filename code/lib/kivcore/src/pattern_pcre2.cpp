@@ -112,16 +112,18 @@ std::size_t size_of(pcre2_code const& program) {
 // A program with what its matches run in, used for one text after the other.
 class matcher {
   public:
-    matcher(pcre2_code& program, unsigned int most_steps)
+    // For a search of so many texts.
+    matcher(pcre2_code& program, std::size_t texts)
         : code(program),
+          count(texts),
           bounds(checked(match_context_handle(pcre2_match_context_create(nullptr)))),
           data(checked(match_data_handle(pcre2_match_data_create(1, nullptr)))) {
-        pcre2_set_match_limit(bounds.get(), most_steps);
         pcre2_set_heap_limit(bounds.get(), k_heap_kib);
     }
 
-    // Runs later matches as machine code on its own stack, if the system allows that. The
-    // results are the same.
+    // Runs later matches as machine code on its own stack, if the system allows that. The results
+    // are the same, except where a match comes near the bound on its steps: those are counted
+    // in another way.
     void make_machine_code() {
         stack.reset(pcre2_jit_stack_create(k_least_machine_stack, k_most_machine_stack, nullptr));
         if (stack && pcre2_jit_compile(&code, PCRE2_JIT_COMPLETE) == 0) {
@@ -131,6 +133,7 @@ class matcher {
     }
 
     bool matches(std::string_view text) {
+        pcre2_set_match_limit(bounds.get(), steps_for(text.size(), size_of(code), count));
         int result = run(&code, bytes_of(text), text.size(), 0, 0, data.get(), bounds.get());
         if (result == PCRE2_ERROR_JIT_STACKLIMIT) {
             result = pcre2_match(&code, bytes_of(text), text.size(), 0, PCRE2_NO_JIT, data.get(),
@@ -144,6 +147,7 @@ class matcher {
 
   private:
     pcre2_code& code;
+    std::size_t count;
     match_context_handle bounds;
     match_data_handle data;
     machine_stack_handle stack;
@@ -160,7 +164,7 @@ std::vector<std::string> matching(std::string const& pattern,
     if (!program) {
         return found;
     }
-    matcher match(*program, steps_for_each(texts, size_of(*program)));
+    matcher match(*program, texts.size());
     // In PCRE2 10.42, machine code forgets after (*SKIP) that a match must begin at the start,
     // and does not notice calls that never end.
     if (texts.size() >= k_texts_for_machine_code && !with_calls) {

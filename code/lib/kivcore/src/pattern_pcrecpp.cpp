@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <new>
 
 #include <pcrecpp.h>
@@ -75,6 +76,38 @@ int depth_of(std::string const& pattern) {
     return has_calls_or_verbs(pattern) ? groups : std::min(groups, k_most_nested);
 }
 
+// The pattern, compiled for texts from each power of two of bytes on: a program has its bound on
+// steps in it.
+class programs {
+  public:
+    programs(std::string const& expression, int most_levels, std::size_t texts)
+        : pattern(expression), levels(most_levels), count(texts) {}
+
+    pcrecpp::RE const& for_text(std::string_view text) {
+        std::size_t length = 1;
+        while (length <= text.size() / 2) {
+            length *= 2;
+        }
+        auto place = made.find(length);
+        if (place == made.end()) {
+            pcrecpp::RE_Options bounds;
+            bounds.set_match_limit_recursion(levels);
+            bounds.set_match_limit(static_cast<int>(steps_for(length, pattern.size(), count)));
+            place = made.try_emplace(length, pattern, bounds).first;
+            if (place->second.error() == "failed to get memory") {
+                throw std::bad_alloc();  // the pattern may be a good one
+            }
+        }
+        return place->second;
+    }
+
+  private:
+    std::string const& pattern;
+    int levels;
+    std::size_t count;
+    std::map<std::size_t, pcrecpp::RE> made;
+};
+
 }  // namespace
 
 std::vector<std::string> matching(std::string const& pattern,
@@ -85,15 +118,9 @@ std::vector<std::string> matching(std::string const& pattern,
     if (texts.empty() || depth_of(pattern) >= levels) {
         return found;
     }
-    pcrecpp::RE_Options bounds;
-    bounds.set_match_limit_recursion(levels);
-    bounds.set_match_limit(static_cast<int>(steps_for_each(texts, pattern.size())));
-    pcrecpp::RE const expression(pattern, bounds);
-    if (expression.error() == "failed to get memory") {
-        throw std::bad_alloc();  // the pattern may be a good one
-    }
+    programs by_length(pattern, levels, texts.size());
     for (std::string_view const text : texts) {
-        if (expression.FullMatch({text.data(), static_cast<int>(text.size())})) {
+        if (by_length.for_text(text).FullMatch({text.data(), static_cast<int>(text.size())})) {
             found.emplace_back(text);
         }
     }

@@ -116,11 +116,12 @@ morbase::ptr_refcount<plugin> plugins::create_with_id(std::string const& id,
 }
 
 std::vector<std::string> plugins::find_plugins(std::string const& expression) const {
+    std::string const start = literal_start(expression);  // a pattern may be long
     std::vector<std::string_view> ids;
     {
         // Only ids that begin as the expression does can match.
         table_lock const lock(table_mutex);
-        ids = table->ids_from(literal_start(expression));
+        ids = table->ids_from(start);
     }
     return matching(expression, ids);  // may take long, and needs no lock: the texts stay
 }

@@ -48,12 +48,13 @@ bool declares_type(std::string const& text) {
 
 }  // namespace
 
-bool bounded_document::needs_no_bounds(std::string const& text) noexcept {
-    return text.size() <= k_small_document && !declares_type(text);
+bool bounded_document::needs_no_bounds(utf8_document const& document) noexcept {
+    return document.text.size() <= k_small_document && document.failure.empty() &&
+           !declares_type(document.text);
 }
 
-bounded_document::bounded_document(std::string const& text)
-    : whole(text), most_attributes(k_most_attributes) {
+bounded_document::bounded_document(utf8_document const& document)
+    : whole(document.text), failure(document.failure), most_attributes(k_most_attributes) {
     bound_entities(whole);
 }
 
@@ -70,7 +71,8 @@ int bounded_document::give(_xmlTextReader* parser, char* target, int capacity) n
     }
     std::size_t const count = whole.copy(target, static_cast<std::size_t>(capacity), given);
     given += count;
-    return static_cast<int>(count);
+    has_failed = count == 0 && !failure.empty();
+    return has_failed ? -1 : static_cast<int>(count);
 }
 
 bool bounded_document::awaits_end_of_comment(_xmlTextReader* parser) noexcept {
@@ -88,6 +90,9 @@ std::string bounded_document::exceeded(_xmlTextReader* parser) {
             "line %d: a tag, section, internal subset or processing instruction is longer than "
             "%zu bytes, or a comment than %zu",
             place.first, k_longest_piece, k_longest_comment);
+    }
+    if (has_failed) {
+        return failure;
     }
     switch (xmlTextReaderNodeType(parser)) {
         case XML_READER_TYPE_DOCUMENT_TYPE:

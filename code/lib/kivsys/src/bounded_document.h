@@ -11,19 +11,20 @@
 
 #include <kivsys/readxml_base.h>
 
+#include "utf8_text.h"
+
 namespace kivsys::xml {
 
 class bounded_document {
   public:
-    // Whether a text is too small to be beyond any of the bounds.
-    static bool needs_no_bounds(std::string const& text) noexcept;
+    // Whether a document is whole and too small to be beyond any of the bounds.
+    static bool needs_no_bounds(utf8_document const& document) noexcept;
 
-    // The text is in UTF-8, and outlives this. Raises es::arg when its entities are beyond their
-    // bounds.
-    explicit bounded_document(std::string const& text);
+    // The document outlives this. Raises es::arg when its entities are beyond their bounds.
+    explicit bounded_document(utf8_document const& document);
 
     // Gives the parser the next bytes. It asks for more while it cannot parse what it has: -1
-    // when that takes too many.
+    // when that takes too many, and where a document breaks off.
     int give(_xmlTextReader* parser, char* target, int capacity) noexcept;
 
     // The bound that the document went beyond with the parser's last advance; empty while it is
@@ -37,11 +38,13 @@ class bounded_document {
     std::string exceeded_by_attributes(_xmlTextReader* parser);
 
     std::string const& whole;
+    std::string const& failure;  // at its end
 
     std::size_t given = 0;           // bytes that the parser has
     std::size_t given_here = 0;      // how many of them when it came to `place`
     std::pair<int, int> place;       // the line and column up to which it has parsed
     std::size_t comment_end = 0;     // of the last long comment
+    bool has_failed = false;         // at the end
     bool is_piece_too_long = false;  // the one that begins at `place`
 
     std::size_t named = 0;       // elements and processing instructions so far

@@ -27,8 +27,8 @@ struct reader_base::parse_state {
     int parser_error = 0;
     std::string message;
 
-    std::string text{};                         // of a document in memory
-    std::optional<bounded_document> bounded{};  // the same, where it is not small
+    utf8_document in_memory{};                  // empty when the XML library reads a path
+    std::optional<bounded_document> bounded{};  // the same, where it needs bounds
     _xmlTextReader* parser = nullptr;           // null until it is made
 
     void watch_bounds();
@@ -218,21 +218,21 @@ reader_base::reader_base(std::string const& path, std::string const& schema) : r
 
 reader_base::reader_base(memory_document whole, std::string const& schema)
     : state(std::make_unique<parse_state>()) {
-    constexpr int k_options = XML_PARSE_NONET | XML_PARSE_IGNORE_ENC;
     char const* const path = whole.path.c_str();
-    std::string& text = state->text;
+    utf8_document& in_memory = state->in_memory;
     prepare_library();
     last_error_aside const aside;
-    text = utf8_text(std::move(whole.text));
-    if (bounded_document::needs_no_bounds(text)) {
-        open(xmlReaderForMemory(text.data(), static_cast<int>(text.size()), path, nullptr,
-                                k_options),
+    in_memory = utf8_text(std::move(whole.text));
+    int const options =
+        XML_PARSE_NONET | (in_memory.is_declaration_only ? 0 : XML_PARSE_IGNORE_ENC);
+    if (bounded_document::needs_no_bounds(in_memory)) {
+        open(xmlReaderForMemory(in_memory.text.data(), static_cast<int>(in_memory.text.size()),
+                                path, nullptr, options),
              whole.path);
     } else {
-        state->bounded.emplace(text);
-        open(
-            xmlReaderForIO(parse_state::give_bytes, nullptr, state.get(), path, nullptr, k_options),
-            whole.path);
+        state->bounded.emplace(in_memory);
+        open(xmlReaderForIO(parse_state::give_bytes, nullptr, state.get(), path, nullptr, options),
+             whole.path);
         state->parser = document.get();
     }
     require_extension(schema);
@@ -299,6 +299,7 @@ bool reader_base::skip() {
         return advance(xmlTextReaderNext);
     }
     // Node by node: what is passed over counts as well.
+    xmlTextReaderMoveToElement(document.get());
     int const depth = xmlTextReaderDepth(document.get());
     if (xmlTextReaderNodeType(document.get()) == k_node_element &&
         xmlTextReaderIsEmptyElement(document.get()) == 0) {

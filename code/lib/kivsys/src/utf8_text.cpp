@@ -20,14 +20,9 @@ namespace {
 
 using namespace std::string_view_literals;
 
-constexpr char const* k_source = "code/lib/kivsys/src/utf8_text";
+constexpr std::string_view k_declaration = "<?xml";
 constexpr std::string_view k_byte_order_mark = "\xef\xbb\xbf";
 constexpr char const* k_blanks = " \t\r\n";
-
-[[noreturn]] void refuse(char const* format, std::string const& encoding, std::size_t byte = 0) {
-    morbase::es::arg::raise(k_source, __LINE__,
-                            morbase::string_with_format(format, encoding.c_str(), byte).c_str());
-}
 
 struct close_handler {
     void operator()(xmlCharEncodingHandler* open) const noexcept { xmlCharEncCloseFunc(open); }
@@ -54,28 +49,32 @@ class silence {
     void* context;
 };
 
-// The text in UTF-8, made by the XML library's own converters: they know the names and read the
-// bytes as its parser does. They leave the text as it is, but take no constant.
-std::string converted(std::string& text, std::string const& encoding) {
+// Made by the XML library's own converters: they know the names and read the bytes as its
+// parser does. They leave the text as it is, but take no constant. Empty when the encoding is
+// unknown.
+utf8_document converted(std::string& text, std::string const& encoding) {
     silence const while_converting;
     std::unique_ptr<xmlCharEncodingHandler, close_handler> const converter(
         xmlFindCharEncodingHandler(encoding.c_str()));
     if (!converter) {
-        refuse("the document is in an unknown encoding, \"%s\"", encoding);
+        return {};
     }
     owned_buffer const from(xmlBufferCreateStatic(text.data(), text.size()));
     owned_buffer const to(xmlBufferCreate());
     if (!from || !to) {
         throw std::bad_alloc();
     }
-    for (unsigned int left = 0; left != from->use && from->use > 0;) {
+    utf8_document made;
+    for (unsigned int left = 0; left != from->use && from->use > 0 && made.failure.empty();) {
         left = from->use;
         if (xmlCharEncInFunc(converter.get(), to.get(), from.get()) < 0) {
-            refuse("the document is not valid in its encoding, \"%s\", from byte %zu", encoding,
-                   text.size() - from->use);
+            made.failure = morbase::string_with_format(
+                "the document is not valid in its encoding, \"%s\", from byte %zu",
+                encoding.c_str(), text.size() - from->use);
         }
     }
-    return {reinterpret_cast<char const*>(to->content), to->use};
+    made.text.assign(reinterpret_cast<char const*>(to->content), to->use);
+    return made;
 }
 
 bool starts_with(std::string_view text, std::string_view start) {
@@ -114,7 +113,7 @@ std::string wide_encoding_of(std::string_view text) {
 std::string declared_encoding_of(std::string_view text) {
     std::string_view const declaration = text.substr(0, text.find("?>"));
     std::size_t const name = declaration.find("encoding");
-    if (!starts_with(text, "<?xml") || text.find_first_of(k_blanks) != 5 ||
+    if (!starts_with(text, k_declaration) || text.find_first_of(k_blanks) != 5 ||
         name == std::string_view::npos) {
         return {};
     }
@@ -130,7 +129,7 @@ std::string encoding_of(std::string const& text) {
     std::string encoding = wide_encoding_of(text);
     if (encoding.empty() && starts_with(text, k_start_in_ebcdic)) {
         std::string declaration = text.substr(0, text.find(k_end_in_ebcdic));
-        encoding = declared_encoding_of(converted(declaration, k_any_ebcdic) + "?>");
+        encoding = declared_encoding_of(converted(declaration, k_any_ebcdic).text + "?>");
         return encoding.empty() ? k_any_ebcdic : encoding;
     }
     return encoding.empty() ? declared_encoding_of(text) : encoding;
@@ -143,18 +142,22 @@ bool is_utf8(std::string const& encoding) {
 
 }  // namespace
 
-std::string utf8_text(std::string text) {
+utf8_document utf8_text(std::string text) {
     text = without_mark(std::move(text));
     std::string const encoding = encoding_of(text);
     if (is_utf8(encoding) && !starts_with(text, k_start_in_ebcdic)) {
-        return text;
+        return {std::move(text)};
     }
-    std::string whole = without_mark(converted(text, encoding));
-    bool const has_lost_declaration = starts_with(text, "<?xml") && !starts_with(whole, "<?xml");
-    if (has_lost_declaration || !wide_encoding_of(whole).empty()) {
-        refuse("the document is not in the encoding that it declares, \"%s\"", encoding);
+    utf8_document made = converted(text, encoding);
+    made.text = without_mark(std::move(made.text));
+    if (starts_with(text, k_declaration) && !starts_with(made.text, k_declaration)) {
+        return {text.substr(0, text.find('>')) + '>', {}, true};
     }
-    return whole;
+    if (!wide_encoding_of(made.text).empty()) {
+        std::string const reason = "the document is encoded twice, the second time in " + encoding;
+        morbase::es::arg::raise("code/lib/kivsys/src/utf8_text", __LINE__, reason.c_str());
+    }
+    return made;
 }
 
 }  // namespace kivsys::xml

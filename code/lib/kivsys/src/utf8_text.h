@@ -8,11 +8,17 @@
 
 namespace kivsys::xml {
 
-// Converts a document to UTF-8 from the encoding that its first bytes or its XML declaration
-// tell of. The declaration still names that encoding: it is to be parsed with
-// XML_PARSE_IGNORE_ENC. Raises es::arg when the encoding is unknown, and when the document is
-// not valid in it; one that is in UTF-8 already is not checked. The XML library is prepared.
-std::string utf8_text(std::string text);
+struct utf8_document {
+    std::string text;
+    std::string failure{};             // why the document ends with the text; empty at its own end
+    bool is_declaration_only = false;  // the encoding is unknown: the XML library says so
+};
+
+// Converts a document from the encoding that its first bytes or its XML declaration tell of, up
+// to the first byte that is not valid there. A document in UTF-8 is not checked. A whole
+// declaration still names the former encoding: it is to be parsed with XML_PARSE_IGNORE_ENC.
+// The XML library is prepared. Raises es::arg when the document is encoded twice.
+utf8_document utf8_text(std::string text);
 
 }  // namespace kivsys::xml
 

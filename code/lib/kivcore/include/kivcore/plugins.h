@@ -92,7 +92,8 @@ class KIVCORE_API plugins : public morbase::object_refcount {
     // without it, so a search never holds up other threads for as long as the pattern takes. A
     // search has a budget of 10^10 steps times bytes, or 2 * 10^7 for each id if that is more,
     // and shares it out evenly: an id whose match takes more, or too much memory or stack, is
-    // left out. A hostile pattern may take 10 seconds. Raises std::bad_alloc.
+    // left out. A hostile pattern may take 10 seconds, and with more than some 20,000 ids longer
+    // in proportion. Raises std::bad_alloc.
     std::vector<std::string> find_plugins(std::string const& expression) const;
 
     // The description registered under id, shared with the caller, or null. It may outlive

@@ -60,7 +60,7 @@ class KIVSYS_API reader_base {
     //    5,000 for all where some are declared as references to ids,
     //  - 4 MiB for what its entities stand for, in all places that refer to them and at least 32
     //    bytes in each; 4 references to parameter entities, and 8 to others beside those.
-    // Nothing bounds texts.
+    // A text has the XML library's own bound, 10,000,000 bytes.
     struct memory_document {
         std::string path;  // its name, from which relative references in it start
         std::string text;  // in the encoding that it declares
@@ -86,9 +86,10 @@ class KIVSYS_API reader_base {
     // document not validated.
     reader_base(std::string const& path, std::string const& schema);
 
-    // The same with a document in memory. Raises es::arg when the text is not valid in its
-    // encoding, or its entities are beyond their bounds; the advance after the one that goes
-    // beyond another bound raises it too.
+    // The same with a document in memory. Raises es::arg when it is encoded twice or its
+    // entities are beyond their bounds; the advance after the one that goes beyond another bound
+    // raises it too, and so does the one behind the last text that is valid in the document's
+    // encoding.
     reader_base(memory_document whole, std::string const& schema);
 
     reader_base(reader_base const&) = delete;
