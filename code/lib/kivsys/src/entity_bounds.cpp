@@ -13,6 +13,7 @@ namespace kivsys::xml {
 
 namespace {
 
+// This file, as morbase::es::base::file() names it.
 constexpr char const* k_source = "code/lib/kivsys/src/entity_bounds";
 constexpr char const* k_blanks = " \t\r\n";
 constexpr char const* k_ends_of_name = " \t\r\n;%&<>\"'";

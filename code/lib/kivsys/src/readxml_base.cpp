@@ -53,6 +53,7 @@ struct reader_base::parse_state {
 
 namespace {
 
+// This file, as morbase::es::base::file() names it.
 constexpr char const* k_source = "code/lib/kivsys/src/readxml_base";
 
 struct free_text {
