@@ -8,7 +8,7 @@
 
 #include <string>
 
-#include "../shared/descriptor.h"
+#include "shared/descriptor.h"
 
 namespace kivcore_archive {
 

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <iterator>
 
-#include "../shared/utf8.h"
+#include "shared/utf8.h"
 
 namespace kivcore_archive {
 

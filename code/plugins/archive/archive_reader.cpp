@@ -26,10 +26,10 @@
 
 #include <kivcore/reader.h>
 
-#include "../shared/read_stream.h"
 #include "archive_path.h"
 #include "archive_session.h"
 #include "parked_sessions.h"
+#include "shared/read_stream.h"
 
 namespace kivcore_archive {
 

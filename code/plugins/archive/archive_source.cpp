@@ -7,8 +7,8 @@
 #include <archive.h>
 #include <archive_entry.h>
 
-#include "../shared/descriptor.h"
-#include "../shared/stream.h"
+#include "shared/descriptor.h"
+#include "shared/stream.h"
 
 namespace kivcore_archive {
 

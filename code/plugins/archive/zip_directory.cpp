@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <utility>
 
-#include "../shared/descriptor.h"
+#include "shared/descriptor.h"
 
 namespace kivcore_archive {
 

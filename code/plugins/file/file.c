@@ -21,7 +21,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "../shared/stream.h"
+#include "shared/stream.h"
 
 // What a handle points to. Its functions lock nothing: one thread at a time uses a handle.
 struct file {

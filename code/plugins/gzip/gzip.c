@@ -20,7 +20,7 @@
 
 #include <zlib.h>
 
-#include "../shared/stream.h"
+#include "shared/stream.h"
 
 // Of what is compressed. In place of zlib's 8 KiB: fewer calls of the system.
 enum { k_buffer_size = 256 * 1024 };

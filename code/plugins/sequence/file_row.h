@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "../shared/descriptor.h"
-#include "../shared/directory.h"
 #include "name_pattern.h"
+#include "shared/descriptor.h"
+#include "shared/directory.h"
 
 namespace sequence {
 

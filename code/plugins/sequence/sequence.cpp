@@ -26,9 +26,9 @@
 
 #include <kivcore/multi_file_reader.h>
 
-#include "../shared/descriptor.h"
-#include "../shared/read_stream.h"
 #include "file_row.h"
+#include "shared/descriptor.h"
+#include "shared/read_stream.h"
 
 namespace {
 

@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-#include "../shared/descriptor.h"
+#include "shared/descriptor.h"
 #include "source.h"
 
 namespace sound {

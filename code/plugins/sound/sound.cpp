@@ -18,8 +18,8 @@
 
 #include <kivcore/frame_reader.h>
 
-#include "../shared/read_stream.h"
 #include "decoder.h"
+#include "shared/read_stream.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include <iterator>
 #include <utility>
 
-#include "../shared/directory.h"
+#include "shared/directory.h"
 
 namespace watch {
 

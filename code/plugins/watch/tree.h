@@ -19,7 +19,7 @@
 #include <utility>
 #include <vector>
 
-#include "../shared/descriptor.h"
+#include "shared/descriptor.h"
 
 namespace watch {
 
