@@ -355,7 +355,7 @@ TEST_F(xml_reader, asking_for_names_with_a_prefix_costs_the_document_nothing) {
 
 // A larger document is walked node by node, for its bounds.
 TEST_F(xml_reader, a_skip_from_an_attribute_leaves_its_element_whatever_the_size) {
-    for (std::size_t const size : {0, 8000}) {
+    for (std::size_t const size : {0UL, 8000UL}) {
         std::string const xml = "<a><b x='1'><c/></b><d/>" + std::string(size, ' ') + "</a>";
         reader document({"in memory.xml", xml}, "in memory.rng");
         ASSERT_TRUE(document.next_node() && document.next_node() && document.next_attribute());
