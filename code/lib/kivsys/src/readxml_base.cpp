@@ -2,11 +2,9 @@
 
 #include <strings.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <new>
 #include <optional>
-#include <string_view>
 #include <utility>
 
 #include <libxml/relaxng.h>
@@ -246,7 +244,6 @@ reader_base::~reader_base() {
 
 void reader_base::create_reader(std::string const& path) {
     prepare_library();
-    state->parser = nullptr;
     last_error_aside const aside;
     open(is_remote(path) ? nullptr : xmlReaderForFile(path.c_str(), nullptr, XML_PARSE_NONET),
          path);
