@@ -15,7 +15,7 @@ void expect(bool holds, char const* what) {
     }
 }
 
-// Whether act raises an Exception, and no relative of it, with this message.
+// Whether act raises exactly an Exception, not a derived class, with this message.
 template <typename Exception, typename Action>
 bool raises(char const* message, Action const& act) {
     try {
@@ -81,7 +81,7 @@ int main(int count, char** arguments) {
         return 2;
     }
     expect_types(registry);
-    if (failures == 0) {  // else there may be no objects to call
+    if (failures == 0) {  // otherwise there may be no objects to call
         expect_exceptions(registry);
     }
     return failures == 0 ? 0 : 1;

@@ -5,7 +5,7 @@
 
 namespace {
 
-// Reads nothing: what matters is what it is, and what it raises.
+// Reads nothing: only its type and its exceptions matter.
 class frames final : public kivcore::frame_reader {
   public:
     int open(std::string const& path, std::string const& /*mode*/) override {
@@ -26,7 +26,7 @@ class frames final : public kivcore::frame_reader {
     long long read_frame(void* /*buffer*/, unsigned long long /*capacity*/) override { return 0; }
 };
 
-// Catches what a handler of the host raises.
+// Catches exceptions of the host's handler.
 class alarm final : public kivcore::monitor {
   public:
     int start(std::string const& /*path*/, handler* sink) override {

@@ -24,14 +24,14 @@ using entry_list = kivcore::browser::entry_list;
 using support::failure;
 using support::take;
 using support::take_all;
-// Name as it is shown and path inside the archive -> content.
+// Displayed name and path inside the archive -> content.
 using files_read = std::map<std::string, std::string>;
 
 struct item {
     std::string name;
     std::string content;
     unsigned int type = AE_IFREG;
-    unsigned int times = 1;  // that the content is repeated
+    unsigned int times = 1;  // how often the content is repeated
 };
 
 struct writing {
@@ -74,7 +74,7 @@ std::vector<writing> const k_writings = {
     {"a.7z", archive_write_set_format_7zip},
 };
 
-// How much this process has read so far.
+// The number of bytes that this process has read so far.
 long long bytes_read() {
     std::ifstream counts("/proc/self/io");
     std::string name;
@@ -106,7 +106,7 @@ struct archive_plugin : testing::Test {
         return make({"t.tar", archive_write_set_format_gnutar}, items);
     }
 
-    // The whole content, or what failed.
+    // The whole content, or the failure.
     std::string read(std::string const& url) const {
         int const refused = reader->open(url, "r");
         std::string all = refused == 0 ? take_all(*reader) : failure(-refused);
@@ -138,7 +138,7 @@ struct archive_plugin : testing::Test {
         support::bundled<kivcore::reader>("read", "archive");
 };
 
-TEST_F(archive_plugin, every_format_and_compression_is_listed_read_and_sought) {
+TEST_F(archive_plugin, every_format_and_compression_supports_listing_reading_and_seeking) {
     std::string const text = support::sample(600000);
     auto const size = static_cast<long long>(text.size());
     for (writing const& how : k_writings) {
@@ -165,8 +165,8 @@ TEST_F(archive_plugin, every_format_and_compression_is_listed_read_and_sought) {
     }
 }
 
-// A pass over the archive for each file reads hundreds of times its size.
-TEST_F(archive_plugin, many_files_are_read_in_any_order_for_the_reading_of_a_few_passes) {
+// One pass over the archive for each file would read hundreds of times its size.
+TEST_F(archive_plugin, many_files_are_read_in_any_order_in_a_few_passes) {
     constexpr std::size_t k_files = 300;
     std::string const text = support::sample(k_files * 2000);
     std::vector<item> items;
@@ -178,7 +178,7 @@ TEST_F(archive_plugin, many_files_are_read_in_any_order_for_the_reading_of_a_few
         std::string const path = make(how, items);
         auto const size = static_cast<long long>(std::filesystem::file_size(path));
         auto const files = browser->list_files(path);
-        // Some passes more: right after the archive was written, no search goes on from another.
+        // A few more passes: right after the archive was written, no search continues another.
         bool const is_entered = how.name == "a.zip" || how.name == "a.tar";
         long long const most = is_entered ? 900LL * 64 * 1024 : 20 * size;
         long long const before = bytes_read();
@@ -193,7 +193,7 @@ TEST_F(archive_plugin, many_files_are_read_in_any_order_for_the_reading_of_a_few
     }
 }
 
-TEST_F(archive_plugin, files_of_one_archive_are_open_at_once_and_read_again) {
+TEST_F(archive_plugin, files_of_one_archive_can_be_open_at_once_and_read_again) {
     for (writing const& how : k_writings) {
         SCOPED_TRACE(how.name);
         std::string const path = make(how, {{"a", "1234"}, {"b", ""}, {"c", "56"}, {"a", "78"}});
@@ -231,11 +231,12 @@ TEST_F(archive_plugin, two_threads_read_one_archive) {
     EXPECT_EQ(50, second.get());
 }
 
-// A session that waits for the next file must not keep anything of the last one open.
-TEST_F(archive_plugin, nothing_stays_open_behind_a_close) {
+// A session that waits for the next file must not keep the last file or its archive open.
+TEST_F(archive_plugin, nothing_stays_open_after_a_close) {
     std::string const path = make(k_writings[2], {{"a", "1"}, {"b", "23"}});
     auto const before = support::open_files();
-    // Without a close, in a file's middle. Of an archive just written, no session would be kept.
+    // In the middle of a file, without a close. The plug-in keeps no session for an archive that
+    // was written just before: wait.
     ASSERT_EQ(0, directory.shell("sleep 0.05"));
     ASSERT_EQ(0, reader->open("archive:" + path + "!/b", "r"));
     EXPECT_EQ("2", take(*reader, 1));
@@ -247,7 +248,7 @@ TEST_F(archive_plugin, nothing_stays_open_behind_a_close) {
     EXPECT_EQ(failure(ENOENT), read("archive:" + path + "!/b"));
 }
 
-TEST_F(archive_plugin, info_says_what_the_archive_knows) {
+TEST_F(archive_plugin, info_returns_what_the_archive_records) {
     using info = std::map<std::string, std::string>;
     std::string const zip = "archive:" + make(k_writings[0], {{"d/a b", "content"}});
     EXPECT_EQ((info{{"name", "a b"},
@@ -268,7 +269,7 @@ TEST_F(archive_plugin, info_says_what_the_archive_knows) {
     EXPECT_EQ("symbolic link ../../etc/x%0A", link.at("type") + " " + link.at("link"));
 }
 
-TEST_F(archive_plugin, hostile_names_are_shown_safely_and_stay_inside) {
+TEST_F(archive_plugin, hostile_names_are_shown_safely_and_stay_inside_the_archive) {
     std::pair<char const*, char const*> const names[] = {
         {"../up", "up !/%2E%2E/up"},
         {"/abs", "abs !/abs"},
@@ -298,8 +299,8 @@ TEST_F(archive_plugin, hostile_names_are_shown_safely_and_stay_inside) {
               browser->list_dirs(tar));
 }
 
-// A zip entry says in a flag that its name is UTF-8. The test runs in the C locale, which
-// has no characters for it.
+// A flag in a zip entry says that its name is UTF-8. The test runs in the C locale, which cannot
+// represent it.
 TEST_F(archive_plugin, zip_names_do_not_depend_on_the_locale) {
     std::string const zip = make(k_writings[0], {{"caf\xe9.txt", "1"}, {"na\xc3\xafve", "2"}});
     std::string bytes = support::read_file(zip);
@@ -312,7 +313,7 @@ TEST_F(archive_plugin, zip_names_do_not_depend_on_the_locale) {
               read_all(directory.write("flagged.zip", bytes)));
 }
 
-TEST_F(archive_plugin, what_is_no_readable_file_is_refused) {
+TEST_F(archive_plugin, entries_that_are_not_readable_files_are_refused) {
     std::string const tar = make_tar({{"link", "/etc/passwd", AE_IFLNK},
                                       {"fifo", "", AE_IFIFO},
                                       {"d", "", AE_IFDIR},
@@ -336,14 +337,15 @@ TEST_F(archive_plugin, what_is_no_readable_file_is_refused) {
     EXPECT_EQ(failure(EACCES), read("archive:" + zip + "!/f"));
 
     std::string bytes = support::read_file(make(k_writings[0], {{"f", "x"}}));
-    bytes[8] = bytes[bytes.find("PK\x01\x02") + 10] = 97;  // no compression that there is
+    bytes[8] = bytes[bytes.find("PK\x01\x02") + 10] = 97;  // no such compression method
     std::string const unknown = directory.write("a.zip", bytes);
     EXPECT_EQ(failure(EOPNOTSUPP), read("archive:" + unknown + "!/f"));
     EXPECT_EQ(0U, browser->info(unknown).count("damage"));
 }
 
-TEST_F(archive_plugin, what_is_no_archive_has_nothing) {
-    ASSERT_EQ(0, directory.shell("mkfifo fifo && : >empty.zip && echo 'PK is no archive' >text"));
+TEST_F(archive_plugin, a_file_that_is_not_an_archive_has_no_entries) {
+    ASSERT_EQ(0,
+              directory.shell("mkfifo fifo && : >empty.zip && echo 'PK is not an archive' >text"));
     std::string const tar = make_tar({{"f", "x"}});
     std::vector<std::string> refused = {"", "/proc/self/mem", "archive:%zz!/", "archive:" + tar,
                                         tar + '\0'};
@@ -366,8 +368,8 @@ TEST_F(archive_plugin, holes_are_read_as_zeros_up_to_the_end) {
     EXPECT_TRUE(support::read_file(file) == read("archive:" + directory.path("s.tar!/sparse")));
 }
 
-// Without the end of its directory, a zip is read entry by entry: the size comes after the data.
-TEST_F(archive_plugin, a_size_that_no_header_tells_is_found) {
+// Without the end of its directory, a zip is read entry by entry: the size follows the data.
+TEST_F(archive_plugin, a_size_that_is_in_no_header_is_found) {
     std::string const text = support::sample(500000);
     std::string const zip = make(k_writings[0], {{"f", text}});
     std::string bytes = support::read_file(zip);
@@ -379,19 +381,19 @@ TEST_F(archive_plugin, a_size_that_no_header_tells_is_found) {
     EXPECT_TRUE(text == take_all(*reader));
 }
 
-// Where a byte less is missed: behind the two empty blocks that end a tar archive is padding.
+// The shortest complete length: after the two empty blocks that end a tar archive is only padding.
 std::size_t end_of(std::string const& archive, std::string const& name) {
     bool const is_tar = name.find(".tar") == name.size() - 4;
     return is_tar ? archive.find_last_not_of('\0') / 512 * 512 + 1536 : archive.size();
 }
 
-TEST_F(archive_plugin, a_cut_archive_gives_what_is_before_the_cut_and_a_failure) {
+TEST_F(archive_plugin, a_truncated_archive_is_read_up_to_the_cut_and_then_fails) {
     std::string const text = support::sample(5000);
     std::vector<writing> writings = k_writings;
     writings.push_back({"pax.tar", archive_write_set_format_pax});
     writings.push_back({"gnu.tar", archive_write_set_format_gnutar});
     for (writing const& how : writings) {
-        // A long name has headers of its own in the formats that have it.
+        // In formats that support it, a long name has its own headers.
         bool const is_short = how.format == archive_write_set_format_ustar;
         std::string const name(is_short ? 9 : 120, 'n');
         std::string const path = make(how, {{"f", text}, {name, "2"}, {"l", "3"}});
@@ -413,7 +415,7 @@ TEST_F(archive_plugin, a_cut_archive_gives_what_is_before_the_cut_and_a_failure)
     }
 }
 
-TEST_F(archive_plugin, damage_is_told_and_never_taken_for_data) {
+TEST_F(archive_plugin, damage_is_reported_and_never_read_as_data) {
     std::string const text = support::sample(30000);
     std::string const zip = make(k_writings[0], {{"f", text}});
     std::string const bytes = support::read_file(zip);
@@ -435,7 +437,7 @@ TEST_F(archive_plugin, damage_is_told_and_never_taken_for_data) {
     EXPECT_EQ(failure(EBADMSG), read("archive:" + tar + "!/b"));
 }
 
-TEST_F(archive_plugin, a_changed_archive_is_noticed_and_an_open_file_is_not_exchanged) {
+TEST_F(archive_plugin, a_changed_archive_is_detected_and_an_open_file_stays_the_same) {
     std::string const text = support::sample(400000);
     std::string const path = make_tar({{"f", text}});
     EXPECT_EQ(1U, browser->list_files(path).size());
@@ -451,8 +453,9 @@ TEST_F(archive_plugin, a_changed_archive_is_noticed_and_an_open_file_is_not_exch
     EXPECT_EQ("other", read("archive:" + path + "!/f"));
 }
 
-// A few kilobytes stand for more than a gigabyte, which is not decompressed to come to a file.
-TEST_F(archive_plugin, what_is_on_the_way_to_a_file_is_bounded) {
+// A few kilobytes expand to more than a gigabyte: the plug-in does not decompress it to reach a
+// file.
+TEST_F(archive_plugin, the_data_before_a_file_is_bounded) {
     std::string const zeros(std::size_t{16} * 1024 * 1024, '\0');
     std::string const tar = make(k_writings[4], {{"zeros", zeros, AE_IFREG, 100}, {"f", "x"}});
     EXPECT_EQ(failure(EFBIG), read("archive:" + tar + "!/f"));
@@ -460,7 +463,7 @@ TEST_F(archive_plugin, what_is_on_the_way_to_a_file_is_bounded) {
     EXPECT_EQ("too much has to be decompressed to come to the next entry yes",
               browser->info(tar)["damage"] + ' ' + browser->info(tar)["limit"]);
 
-    // A map of a sparse file's 4,500,000 parts; rights, each of which is compared with the others.
+    // A map of 4,500,000 parts of a sparse file; rights that are compared pair by pair.
     char const* const k_commands[] = {
         "(echo 4500000; yes 0 | head -n 9000000) >f && tar -c --format=pax --pax-option "
         "GNX.sparse.major:=1,GNX.sparse.minor:=0,GNX.sparse.realsize:=0 f | sed s/GNX/GNU/",
@@ -473,9 +476,9 @@ TEST_F(archive_plugin, what_is_on_the_way_to_a_file_is_bounded) {
     }
 }
 
-// Work that grows with the square of the entries, or a stack that grows with their depth,
-// does not get through this.
-TEST_F(archive_plugin, many_entries_and_deep_ones_are_listed) {
+// Fails if the work grows with the square of the number of entries, or if the stack grows with
+// their depth.
+TEST_F(archive_plugin, many_entries_and_deep_entries_are_listed) {
     std::string deep;
     std::vector<item> items;
     for (int i = 0; i < 50000; ++i) {

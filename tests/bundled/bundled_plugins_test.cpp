@@ -1,4 +1,4 @@
-// What holds for each bundled plug-in, whatever it is for.
+// What all bundled plug-ins have in common.
 
 #include <cerrno>
 #include <climits>
@@ -45,11 +45,11 @@ TEST(bundled_plugins, only_the_bound_functions_are_exported) {
     }
 }
 
-// Where no seek leads, whatever the size: offset and origin.
+// Seeks that must fail for any size: offset and origin.
 std::pair<long long, int> const k_nowhere[] = {
     {-1, 0}, {-1, 1}, {-11, 2}, {LLONG_MIN, 1}, {LLONG_MIN, 2}, {LLONG_MAX, 2}, {0, 3}};
 
-TEST(bundled_plugins, a_reader_works_from_its_open_to_its_close) {
+TEST(bundled_plugins, a_reader_works_only_between_open_and_close) {
     support::temporary_directory const files;
     files.write("part1", "ten bytes!");
     ASSERT_EQ(0, files.shell("tar -cf a.tar part1 && gzip -k part1"));

@@ -1,5 +1,5 @@
-// The bundled C-style plug-ins, file and gzip, as a host meets them: loaded from
-// their directories, made by id, working on real files.
+// The bundled C-style plug-ins, file and gzip, as a host uses them: loaded from
+// their directories, created by id, working on real files.
 
 #include <algorithm>
 #include <cerrno>
@@ -55,13 +55,13 @@ struct c_plugins_test : testing::Test {
         return files.path(name);
     }
 
-    // What a command, run in the files' directory, writes to standard output.
+    // What a command writes to standard output when run in the files' directory.
     std::string output_of(std::string const& command) const {
         EXPECT_EQ(0, files.shell("{ " + command + "; } >output")) << command;
         return support::read_file(files.path("output"));
     }
 
-    // A path under which the same is a pipe. One at a time.
+    // The path of a pipe with the same output. Only one pipe at a time.
     std::string piped(std::string const& command) const {
         EXPECT_EQ(0, files.shell("rm -f pipe; mkfifo pipe; { " + command + "; } >pipe &"));
         return files.path("pipe");
@@ -70,7 +70,7 @@ struct c_plugins_test : testing::Test {
     support::temporary_directory files;
 };
 
-TEST_F(c_plugins_test, a_seek_leads_where_the_bytes_say) {
+TEST_F(c_plugins_test, a_seek_reaches_the_right_bytes) {
     std::string const content = sample(700000);
     auto const size = static_cast<long long>(content.size());
     for (std::string const key : {"file", "gzip"}) {
@@ -88,7 +88,7 @@ TEST_F(c_plugins_test, a_seek_leads_where_the_bytes_say) {
     }
 }
 
-TEST_F(c_plugins_test, what_cannot_be_opened_is_refused_and_leaks_nothing) {
+TEST_F(c_plugins_test, a_file_that_cannot_be_opened_is_refused_without_a_leak) {
     std::string const plain = files.write("plain", "no gzip file");
     std::string const empty = files.write("empty", "");
     std::string const missing = files.path("missing");
@@ -121,7 +121,7 @@ TEST_F(c_plugins_test, what_cannot_be_opened_is_refused_and_leaks_nothing) {
     EXPECT_EQ("no gzip file", support::read_file(plain));
 }
 
-TEST_F(c_plugins_test, a_full_device_is_a_failure) {
+TEST_F(c_plugins_test, writing_to_a_full_device_fails) {
     auto to = writer("file");
     ASSERT_EQ(0, to->open("/dev/full", "w"));
     EXPECT_EQ(-ENOSPC, to->write("x", 1));
@@ -132,13 +132,13 @@ TEST_F(c_plugins_test, a_full_device_is_a_failure) {
         EXPECT_EQ(1, to->write("x", 1));
         if (flushed) {
             EXPECT_EQ(-ENOSPC, to->flush());
-            EXPECT_EQ(-ENOSPC, to->write("x", 1)) << "a hole in the file does not heal";
+            EXPECT_EQ(-ENOSPC, to->write("x", 1)) << "the failure must be permanent";
         }
-        EXPECT_EQ(-ENOSPC, to->close()) << "what was buffered is lost";
+        EXPECT_EQ(-ENOSPC, to->close()) << "the buffered bytes are lost";
     }
 }
 
-TEST_F(c_plugins_test, files_reach_beyond_4_gib) {
+TEST_F(c_plugins_test, files_may_exceed_4_gib) {
     long long const far = 5LL << 30;
     auto const to = writer("file");
     ASSERT_EQ(0, to->open(files.path("sparse"), "w"));
@@ -153,7 +153,7 @@ TEST_F(c_plugins_test, files_reach_beyond_4_gib) {
     EXPECT_EQ("", take(*from, 1));
 }
 
-TEST_F(c_plugins_test, file_modes_replace_extend_and_change) {
+TEST_F(c_plugins_test, file_modes_replace_append_and_overwrite) {
     std::string const path = put("file", "text", "w", "0123456789");
     auto const to = writer("file");
     ASSERT_EQ(0, to->open(path, "r+"));
@@ -185,7 +185,7 @@ TEST_F(c_plugins_test, pipes_are_read_forward_only) {
     EXPECT_EQ(content.substr(7000, 10), take(*from, 10));
     EXPECT_EQ(-ESPIPE, from->seek(-1, from_current));
     EXPECT_EQ(content.substr(7010), take_all(*from));
-    EXPECT_EQ(20000, from->size()) << "known once the end was seen";
+    EXPECT_EQ(20000, from->size()) << "known once the end was reached";
 
     from = opened("gzip", piped("gzip -c plain | head -c 100"));
     EXPECT_EQ(1000, from->seek(1000, from_start));
@@ -212,11 +212,11 @@ TEST_F(c_plugins_test, gzip_agrees_with_the_gzip_program) {
     }
 }
 
-TEST_F(c_plugins_test, a_read_gives_what_is_in_a_pipe_and_does_not_wait_for_more) {
+TEST_F(c_plugins_test, a_read_returns_what_is_in_a_pipe_and_does_not_wait_for_more) {
     for (std::string const key : {"file", "gzip"}) {
         std::string const path = files.path(key);
         ASSERT_EQ(0, files.shell("mkfifo " + key));
-        std::fstream const both_ends(path);  // so that no open waits for the other
+        std::fstream const both_ends(path);  // keeps either open from waiting for the other
         auto const to = writer(key);
         ASSERT_EQ(0, to->open(path, "w"));
         auto const from = reader(key);
@@ -231,7 +231,7 @@ TEST_F(c_plugins_test, a_read_gives_what_is_in_a_pipe_and_does_not_wait_for_more
     }
 }
 
-TEST_F(c_plugins_test, a_cut_or_damaged_gzip_file_never_looks_whole) {
+TEST_F(c_plugins_test, a_truncated_or_damaged_gzip_file_never_looks_complete) {
     std::string const text = sample(100);
     put("gzip", "whole.gz", "w", text);
     std::string const whole = support::read_file(put("gzip", "whole.gz", "a", text));
@@ -250,7 +250,7 @@ TEST_F(c_plugins_test, a_cut_or_damaged_gzip_file_never_looks_whole) {
         EXPECT_TRUE(is_first_member || is_failure(end)) << "cut to " << length;
     }
     EXPECT_EQ(text + text + failure(EBADMSG), verdict(whole.substr(0, whole.size() - 8)));
-    // Some bits of a header, its time for example, say nothing about the content.
+    // Some bits of a header, for example its time, do not affect the content.
     for (std::size_t bit = 0; bit < 8 * whole.size(); ++bit) {
         std::string bytes = whole;
         bytes[bit / 8] = static_cast<char>(bytes[bit / 8] ^ (1 << bit % 8));
@@ -268,7 +268,7 @@ TEST_F(c_plugins_test, a_seek_does_not_hide_gzip_damage) {
     ASSERT_EQ(0, to->open(files.path("flushed.gz"), "w"));
     ASSERT_EQ(990000, to->write(content.data(), 990000));
     ASSERT_EQ(0, to->flush());
-    // A block of a type that there is not follows.
+    // A block of an invalid type follows.
     std::string const invalid = support::read_file(files.path("flushed.gz")) + '\x07';
     for (std::string const& bytes : {whole.substr(0, whole.size() / 2), damaged, invalid}) {
         auto const from = opened("gzip", files.write("bad.gz", bytes));
@@ -277,7 +277,7 @@ TEST_F(c_plugins_test, a_seek_does_not_hide_gzip_damage) {
         std::string const before = take_all(*from);
         EXPECT_TRUE(content.substr(0, 990000) == before.substr(0, 990000)) << before.size();
         EXPECT_NE(std::string::npos, before.find(failure(EBADMSG)));
-        EXPECT_EQ(failure(EBADMSG), take(*from, 10007)) << "a failure is no passing thing";
+        EXPECT_EQ(failure(EBADMSG), take(*from, 10007)) << "a failure must be permanent";
         EXPECT_EQ(k_farthest, from->seek(k_farthest, from_start));
         EXPECT_EQ(failure(EBADMSG), take(*from, 1));
         EXPECT_EQ(1000, from->seek(1000, from_start));
@@ -285,13 +285,13 @@ TEST_F(c_plugins_test, a_seek_does_not_hide_gzip_damage) {
     }
 }
 
-TEST_F(c_plugins_test, a_gzip_writer_goes_forward_only) {
+TEST_F(c_plugins_test, a_gzip_writer_seeks_forward_only) {
     auto const to = writer("gzip");
     ASSERT_EQ(0, to->open(files.path("gap.gz"), "w"));
     EXPECT_EQ(3, to->write("abc", 3));
     EXPECT_EQ(-EINVAL, to->seek(-1, from_current));
     EXPECT_EQ(k_farthest, to->seek(k_farthest, from_start));
-    EXPECT_EQ(5, to->seek(2, from_end)) << "a seek alone commits to nothing";
+    EXPECT_EQ(5, to->seek(2, from_end)) << "a seek alone must not change the size";
     EXPECT_EQ(3, to->size());
     EXPECT_EQ(1, to->write("d", 1));
     EXPECT_EQ(6, to->size());
@@ -300,7 +300,7 @@ TEST_F(c_plugins_test, a_gzip_writer_goes_forward_only) {
 
     std::string const expected("abc\0\0d", 6);
     auto const from = opened("gzip", files.path("gap.gz"));
-    EXPECT_EQ(expected, take(*from, 100)) << "flushed bytes are there before the close";
+    EXPECT_EQ(expected, take(*from, 100)) << "flushed bytes must be there before the close";
     EXPECT_EQ(1000, to->seek(1000, from_start));
     EXPECT_EQ(0, to->close());
     EXPECT_EQ(expected, take_all(*opened("gzip", files.path("gap.gz"))));

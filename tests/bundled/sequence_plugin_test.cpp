@@ -19,14 +19,14 @@ using support::take;
 using support::take_all;
 
 struct sequence_plugin : testing::Test {
-    // Files, each with its own name as its content.
+    // Writes files whose content is their name.
     void add(std::vector<std::string> const& names) const {
         for (std::string const& name : names) {
             directory.write(name, name);
         }
     }
 
-    // The line on standard error when the pattern is refused; "" when it opens.
+    // The line on standard error if the pattern is refused; "" if it opens.
     std::string refusal(std::string const& pattern, int expected) const {
         support::capture errors(2);
         int const result = reader->open(directory.path(pattern), "r");
@@ -44,7 +44,7 @@ struct sequence_plugin : testing::Test {
         support::bundled<multi_file_reader>("read", "sequence");
 };
 
-TEST_F(sequence_plugin, a_pattern_describes_names_with_its_number) {
+TEST_F(sequence_plugin, a_pattern_matches_names_with_a_number_in_its_field) {
     add({"a.8", "a.9", "a.10", "a.08", "a.0009", "a.0010", "a.x", "a.", "a.7.x", "xa.11"});
     add({"98", "99", "100", "101", "0102", "100%.1", "-1", "n-12", "n-13", "r9998n", "r9999n"});
     add({"r10000n", "r010001n", "r123456789012345678901n", "t#1%.1#"});
@@ -85,7 +85,7 @@ TEST_F(sequence_plugin, a_pattern_has_exactly_one_number_field) {
     }
 }
 
-TEST_F(sequence_plugin, names_what_is_missing_or_cannot_be_used) {
+TEST_F(sequence_plugin, names_the_file_that_is_missing_or_cannot_be_used) {
     add({"d1", "l1", "shot.0003.dpx", "shot.0004.dpx", "shot.0006.dpx", "shot.0009.dpx"});
     std::filesystem::create_directory(directory.path("d2"));
     std::filesystem::create_symlink("nowhere", directory.path("l2"));
@@ -108,7 +108,7 @@ TEST_F(sequence_plugin, names_what_is_missing_or_cannot_be_used) {
     }
 }
 
-TEST_F(sequence_plugin, is_one_stream_across_the_borders) {
+TEST_F(sequence_plugin, is_one_stream_across_file_boundaries) {
     directory.write("f1", "abc");
     directory.write("f2", "");
     directory.write("f3", "defgh");
@@ -138,7 +138,7 @@ TEST_F(sequence_plugin, is_one_stream_across_the_borders) {
     EXPECT_EQ(reader->tell(), 3);
 }
 
-TEST_F(sequence_plugin, positions_go_beyond_32_bits) {
+TEST_F(sequence_plugin, positions_may_exceed_32_bits) {
     long long const large = 3LL << 30;  // sparse
     for (char const* name : {"f1", "f2"}) {
         std::filesystem::resize_file(directory.write(name, "start"), large);
@@ -150,7 +150,7 @@ TEST_F(sequence_plugin, positions_go_beyond_32_bits) {
     EXPECT_EQ(take(*reader, 100), std::string("\0end", 4));
 }
 
-TEST_F(sequence_plugin, a_file_that_shrinks_or_goes_is_a_failure) {
+TEST_F(sequence_plugin, reading_a_file_that_has_shrunk_or_was_removed_fails) {
     add({"f1", "f2", "f3"});
     open("f#");
     std::filesystem::resize_file(directory.path("f2"), 1);
@@ -162,7 +162,7 @@ TEST_F(sequence_plugin, a_file_that_shrinks_or_goes_is_a_failure) {
     EXPECT_EQ(take(*reader, 100), failure(ENOENT));
 }
 
-TEST_F(sequence_plugin, needs_no_descriptor_for_each_file) {
+TEST_F(sequence_plugin, does_not_need_a_descriptor_for_each_file) {
     for (int i = 0; i < 3000; ++i) {
         directory.write("f" + std::to_string(i), "x");
     }

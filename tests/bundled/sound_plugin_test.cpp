@@ -34,7 +34,7 @@ struct close_sound {
     void operator()(SNDFILE* file) const { sf_close(file); }
 };
 
-// Samples of 16 bits, loud and silent by turns: encoders switch their ways and their rates.
+// Samples of 16 bits, alternately loud and silent, so that encoders switch modes and bit rates.
 std::string loud_and_silent(std::size_t count) {
     std::string samples = sample(2 * count);
     for (std::size_t at = 12000; at < samples.size(); at += 50000) {
@@ -43,13 +43,13 @@ std::string loud_and_silent(std::size_t count) {
     return samples.substr(0, 2 * count);
 }
 
-// Opus has no rate of 44100.
+// Opus does not support a rate of 44100.
 int rate_for(int format) {
     return (format & SF_FORMAT_SUBMASK) == SF_FORMAT_OPUS ? 48000 : 44100;
 }
 
-// Whether libsndfile writes it, and knows it again by the file alone. It declares the older
-// layers of MPEG, and takes no sample for DWVW of 12 bits.
+// Whether libsndfile can write the format and recognise it from the file alone. It declares the
+// older layers of MPEG, but accepts no sample for DWVW of 12 bits.
 bool is_written(int format, int channels) {
     SF_INFO const facts = {0, rate_for(format), channels, format, 0, 0};
     int const container = format & SF_FORMAT_TYPEMASK;
@@ -61,7 +61,7 @@ bool is_written(int format, int channels) {
            container != SF_FORMAT_SD2 && encoding != SF_FORMAT_DWVW_12;
 }
 
-// Each of libsndfile's containers with each encoding.
+// Each container of libsndfile with each encoding.
 std::vector<int> all_formats() {
     int containers = 0;
     int encodings = 0;
@@ -79,7 +79,7 @@ std::vector<int> all_formats() {
 }
 
 struct sound_plugin : testing::Test {
-    // A file with these samples of 16 bits, its path.
+    // Writes a file with these samples of 16 bits; returns its path.
     std::string make(int format, int channels, std::string const& samples,
                      int bitrate_mode = SF_BITRATE_MODE_CONSTANT) const {
         std::string path = directory.path("sound");
@@ -93,7 +93,7 @@ struct sound_plugin : testing::Test {
         return path;
     }
 
-    // The same, opened.
+    // The same, and opens the file.
     void open(int format, int channels, std::string const& samples) const {
         ASSERT_EQ(reader->open(make(format, channels, samples), "r"), 0);
     }
@@ -112,7 +112,8 @@ struct sound_plugin : testing::Test {
         return count < 0 ? all + "!" + std::to_string(count) : all;
     }
 
-    // Seeks to frames, forth and back, and reads: each has to be what reading on gave.
+    // Seeks to frames, forward and back, and reads: each frame must be the same as when read in
+    // order.
     void expect_frames_by_seeking(std::string const& all) const {
         auto const track = reader->track_information(0);
         auto const& record = dynamic_cast<audio const&>(*track);
@@ -131,7 +132,7 @@ struct sound_plugin : testing::Test {
     kivcore::instance<frame_reader> reader = support::bundled<frame_reader>("read", "sound");
 };
 
-TEST_F(sound_plugin, describes_its_one_track) {
+TEST_F(sound_plugin, describes_its_only_track) {
     EXPECT_EQ(reader->track_count(), 0U);
     EXPECT_FALSE(reader->track_information(0));
     EXPECT_EQ(reader->select_track(0), -EBADF);
@@ -153,7 +154,7 @@ TEST_F(sound_plugin, describes_its_one_track) {
     EXPECT_EQ(reader->select_track(1), -EINVAL);
 }
 
-TEST_F(sound_plugin, names_the_container_and_keeps_what_the_encoding_holds) {
+TEST_F(sound_plugin, names_the_container_and_keeps_the_precision_of_the_encoding) {
     struct {
         char const* track_format;
         int format;
@@ -182,7 +183,7 @@ TEST_F(sound_plugin, names_the_container_and_keeps_what_the_encoding_holds) {
     }
 }
 
-TEST_F(sound_plugin, gives_the_same_samples_by_frames_and_by_bytes) {
+TEST_F(sound_plugin, reads_the_same_samples_by_frames_and_by_bytes) {
     auto const samples = sample(15000);
     open(k_flac_16, 3, samples);
     EXPECT_TRUE(take_frames() == samples);
@@ -223,7 +224,7 @@ TEST_F(sound_plugin, has_one_position_for_frames_and_bytes) {
     EXPECT_EQ(reader->tell(), 4990);
 }
 
-TEST_F(sound_plugin, gives_every_frame_of_every_format_wherever_it_comes_from) {
+TEST_F(sound_plugin, reads_the_same_frames_of_every_format_in_order_and_after_seeks) {
     auto const samples = loud_and_silent(60000);
     int tried = 0;
     for (int const format : all_formats()) {
@@ -243,10 +244,10 @@ TEST_F(sound_plugin, gives_every_frame_of_every_format_wherever_it_comes_from) {
     EXPECT_GT(tried, 150);
 }
 
-// The length is in a frame that is one of silence when it lacks its mark.
-TEST_F(sound_plugin, gives_all_of_an_mp3_file_with_and_without_a_length) {
+// The length is in the first frame, which counts as a frame of silence if its mark is missing.
+TEST_F(sound_plugin, reads_all_of_an_mp3_file_with_and_without_a_length) {
     constexpr std::size_t k_samples = 90000;
-    constexpr std::size_t k_blank = 1152;  // samples of a frame; what the encoder adds is less
+    constexpr std::size_t k_blank = 1152;  // samples of a frame; the encoder adds fewer
     auto const samples = loud_and_silent(k_samples);
     for (int const mode : {SF_BITRATE_MODE_CONSTANT, SF_BITRATE_MODE_VARIABLE}) {
         SCOPED_TRACE(mode);
@@ -276,7 +277,7 @@ TEST_F(sound_plugin, gives_all_of_an_mp3_file_with_and_without_a_length) {
     }
 }
 
-TEST_F(sound_plugin, gives_every_frame_of_older_mpeg_layers) {
+TEST_F(sound_plugin, reads_every_frame_of_older_mpeg_layers) {
     struct {
         char const* header;
         std::size_t bytes;
@@ -301,7 +302,7 @@ TEST_F(sound_plugin, a_file_without_samples_is_at_its_end) {
     EXPECT_EQ(take_all(*reader) + take_frames(), "");
 }
 
-TEST_F(sound_plugin, a_cut_file_gives_what_is_there_and_then_a_failure) {
+TEST_F(sound_plugin, a_truncated_file_is_read_up_to_the_cut_and_then_fails) {
     auto const samples = sample(40000);
     std::string const whole = support::read_file(make(k_flac_16, 1, samples));
     open_bytes(whole.substr(0, whole.size() * 2 / 3));
@@ -312,7 +313,7 @@ TEST_F(sound_plugin, a_cut_file_gives_what_is_there_and_then_a_failure) {
     EXPECT_TRUE(take_frames() == read);
 }
 
-TEST_F(sound_plugin, damage_is_a_failure_and_what_lies_behind_it_is_readable) {
+TEST_F(sound_plugin, damage_is_a_failure_and_samples_after_it_are_readable) {
     auto const samples = sample(120000);
     std::string content = support::read_file(make(k_flac_16, 1, samples));
     content[content.size() / 2] = static_cast<char>(~content[content.size() / 2]);
@@ -323,8 +324,8 @@ TEST_F(sound_plugin, damage_is_a_failure_and_what_lies_behind_it_is_readable) {
     EXPECT_TRUE(take_all(*reader) == samples.substr(100000));
 }
 
-// The stream's header of a FLAC file has 36 bits for the count of samples.
-TEST_F(sound_plugin, counts_the_samples_where_the_file_does_not_or_cannot_be_right) {
+// The stream header of a FLAC file has 36 bits for the number of samples.
+TEST_F(sound_plugin, counts_the_samples_if_the_header_does_not_and_reports_missing_ones) {
     auto const samples = sample(40002);
     std::string content = support::read_file(make(k_flac_16, 1, samples));
     content[21] = static_cast<char>(content[21] & 0xf0);
@@ -344,8 +345,8 @@ TEST_F(sound_plugin, counts_the_samples_where_the_file_does_not_or_cannot_be_rig
     EXPECT_TRUE(take_all(*reader) == samples.substr(39000) + failure(EBADMSG));
 }
 
-// The other half of the file comes after it was opened.
-TEST_F(sound_plugin, decodes_no_further_than_it_is_asked) {
+// The second half of the file is written after the file was opened.
+TEST_F(sound_plugin, decodes_no_further_than_it_must) {
     auto const samples = sample(200000);
     std::string content = support::read_file(make(k_flac_16, 1, samples));
     content[21] = static_cast<char>(content[21] & 0xf0);
@@ -358,7 +359,7 @@ TEST_F(sound_plugin, decodes_no_further_than_it_is_asked) {
     EXPECT_EQ(reader->size(), 200000);
 }
 
-TEST_F(sound_plugin, a_file_that_shrinks_is_a_failure) {
+TEST_F(sound_plugin, reading_a_file_that_has_shrunk_fails) {
     open(k_wav_16, 1, sample(40000));
     EXPECT_EQ(take(*reader, 2048).size(), 2048U);
     std::filesystem::resize_file(directory.path("sound"), 100);
@@ -366,7 +367,7 @@ TEST_F(sound_plugin, a_file_that_shrinks_is_a_failure) {
     EXPECT_EQ(take(*reader, 1), failure(EBADMSG));
 }
 
-TEST_F(sound_plugin, refuses_what_is_no_sound) {
+TEST_F(sound_plugin, refuses_files_that_are_not_sound_files) {
     std::string many_channels = support::read_file(make(k_wav_16, 1, sample(20)));
     many_channels.replace(22, 2, 2, '\xff');
     ASSERT_EQ(mkfifo(directory.path("fifo").c_str(), 0600), 0);

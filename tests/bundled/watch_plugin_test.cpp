@@ -31,7 +31,7 @@ namespace {
 namespace fs = std::filesystem;
 using lines = std::vector<std::string>;
 
-// Notes every call as one line, with the path below the watched directory.
+// Records every call as one line, with the path relative to the watched directory.
 class recorder : public kivcore::monitor::handler {
   public:
     explicit recorder(std::string const& root) : prefix(root + '/') {}
@@ -66,8 +66,8 @@ struct watch_plugin : testing::Test {
         fs::create_directory(root);
     }
 
-    // Everything there is to tell, in the order in which it is told.
-    lines told() {
+    // All pending reports, in their order.
+    lines reports() {
         while (watch->poll(0) > 0) {
         }
         return std::exchange(sink.calls, {});
@@ -84,29 +84,29 @@ struct watch_plugin : testing::Test {
         support::bundled<kivcore::monitor>("monitor", "watch");
 };
 
-TEST_F(watch_plugin, changes_are_reported_on_each_level_and_links_are_not_followed) {
+TEST_F(watch_plugin, changes_are_reported_on_every_level_and_links_are_not_followed) {
     fs::create_directories(in_root("old/deep"));
     write("old/deep/file");
     fs::create_directory(place.path("elsewhere"));
     fs::create_directory_symlink(place.path("elsewhere"), in_root("old/link"));
     ASSERT_EQ(watch->start(root, &sink), 0);
-    EXPECT_EQ(told(), lines{});
+    EXPECT_EQ(reports(), lines{});
     write("new");
     fs::create_directory_symlink(place.path("elsewhere"), in_root("link"));
     place.write("elsewhere/unseen", "");
     write("old/deep/file");
     write("old/deep/file");
-    EXPECT_EQ(told(), (lines{"created new", "created link", "modified old/deep/file"}));
+    EXPECT_EQ(reports(), (lines{"created new", "created link", "modified old/deep/file"}));
     write("new");
-    EXPECT_EQ(told(), lines{"modified new"});
+    EXPECT_EQ(reports(), lines{"modified new"});
     fs::resize_file(in_root("old/deep/file"), 0);
     fs::remove(in_root("old/link"));
     fs::remove_all(in_root("old"));
-    EXPECT_EQ(told(), (lines{"modified old/deep/file", "removed old/link", "removed old/deep/file",
-                             "removed old/deep", "removed old"}));
+    EXPECT_EQ(reports(), (lines{"modified old/deep/file", "removed old/link",
+                                "removed old/deep/file", "removed old/deep", "removed old"}));
 }
 
-TEST_F(watch_plugin, what_a_new_directory_holds_before_its_watch_stands_is_created_once) {
+TEST_F(watch_plugin, contents_of_a_new_directory_are_reported_once) {
     ASSERT_EQ(watch->start(root, &sink), 0);
     std::thread maker([&] {
         for (int i = 0; i < 100; ++i) {
@@ -121,7 +121,7 @@ TEST_F(watch_plugin, what_a_new_directory_holds_before_its_watch_stands_is_creat
         }
     }
     std::multiset<std::string> created;
-    // Writes to a file that was told of between its creation and its content are seen.
+    // A file that was reported before its content was written is also reported as modified.
     auto const note = [&] {
         std::copy_if(sink.calls.begin(), sink.calls.end(), std::inserter(created, created.end()),
                      [](std::string const& call) { return call[0] != 'm'; });
@@ -135,10 +135,10 @@ TEST_F(watch_plugin, what_a_new_directory_holds_before_its_watch_stands_is_creat
     note();
     EXPECT_EQ(created, expected);
     write("42/inner/late");
-    EXPECT_EQ(told(), lines{"created 42/inner/late"});
+    EXPECT_EQ(reports(), lines{"created 42/inner/late"});
 }
 
-TEST_F(watch_plugin, a_rename_is_a_removal_and_a_creation_with_all_that_is_below) {
+TEST_F(watch_plugin, a_rename_is_reported_as_removal_and_creation_of_the_whole_tree) {
     fs::create_directories(in_root("a/sub"));
     write("a/sub/file");
     write("plain");
@@ -146,19 +146,19 @@ TEST_F(watch_plugin, a_rename_is_a_removal_and_a_creation_with_all_that_is_below
     fs::rename(in_root("a"), in_root("b"));
     write("b/sub/file");
     fs::rename(in_root("plain"), in_root("other"));
-    EXPECT_EQ(told(),
+    EXPECT_EQ(reports(),
               (lines{"removed a/sub/file", "removed a/sub", "removed a", "created b",
                      "created b/sub", "created b/sub/file", "removed plain", "created other"}));
     fs::rename(in_root("b"), place.path("outside"));
     place.write("outside/sub/unseen", "");
-    EXPECT_EQ(told(), (lines{"removed b/sub/file", "removed b/sub", "removed b"}));
+    EXPECT_EQ(reports(), (lines{"removed b/sub/file", "removed b/sub", "removed b"}));
     fs::rename(place.path("outside"), in_root("back"));
-    EXPECT_EQ(told().size(), 4U);
+    EXPECT_EQ(reports().size(), 4U);
     write("back/sub/file");
-    EXPECT_EQ(told(), lines{"modified back/sub/file"});
+    EXPECT_EQ(reports(), lines{"modified back/sub/file"});
 }
 
-TEST_F(watch_plugin, what_takes_the_place_of_a_name_is_watched_in_its_stead) {
+TEST_F(watch_plugin, whatever_replaces_a_file_or_directory_is_watched_instead) {
     for (char const* name : {"root/a", "root/b", "root/empty", "fresh"}) {
         fs::create_directory(place.path(name));
     }
@@ -166,26 +166,27 @@ TEST_F(watch_plugin, what_takes_the_place_of_a_name_is_watched_in_its_stead) {
     write("source");
     ASSERT_EQ(watch->start(root, &sink), 0);
     fs::rename(in_root("source"), in_root("target"));
-    EXPECT_EQ(told(), (lines{"removed source", "modified target"}));
+    EXPECT_EQ(reports(), (lines{"removed source", "modified target"}));
     ASSERT_EQ(
         renameat2(AT_FDCWD, in_root("a").c_str(), AT_FDCWD, in_root("b").c_str(), RENAME_EXCHANGE),
         0);
     fs::rename(place.path("fresh"), in_root("empty"));
-    told();
+    reports();
     for (char const* name : {"a/1", "b/2", "empty/3", "target"}) {
         write(name);
     }
-    EXPECT_EQ(told(), (lines{"created a/1", "created b/2", "created empty/3", "modified target"}));
+    EXPECT_EQ(reports(),
+              (lines{"created a/1", "created b/2", "created empty/3", "modified target"}));
 }
 
-// Changes of the watched directory and of one beside it, the same for the same seed.
+// Random changes to the watched directory and a sibling; the same seed makes the same changes.
 struct random_changes {
     random_changes(support::temporary_directory const& directory, unsigned int seed)
         : place(directory), source(seed) {}
 
     unsigned int below(unsigned int limit) { return static_cast<unsigned int>(source() % limit); }
 
-    // One place of many, most of them in the watched directory, most of them with nothing there.
+    // One of many paths. Most are in the watched directory, and most do not exist.
     std::string path() {
         std::string chosen = place.path(below(4) != 0 ? "root" : "outside");
         for (unsigned int depth = below(3) + 1; depth > 0; --depth) {
@@ -194,7 +195,7 @@ struct random_changes {
         return chosen;
     }
 
-    // Most of what is tried cannot be done where it is tried.
+    // Most of the attempted changes fail.
     void change() {
         std::string const one = path();
         std::string const other = path();
@@ -213,7 +214,7 @@ struct random_changes {
             case 4:
                 renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE);
                 break;
-            case 5:  // a directory moves and leaves a link to where it is, or to another
+            case 5:  // a directory moves and leaves a link to itself, or elsewhere
                 fs::rename(one, other, ignored);
                 fs::create_symlink(below(2) != 0 ? other : path(), one, ignored);
                 break;
@@ -227,7 +228,7 @@ struct random_changes {
     std::mt19937 source;
 };
 
-// All that is in a directory, by the path below it.
+// The contents of a directory, by their relative paths.
 std::set<std::string> listed(std::string const& root, bool only_directories = false) {
     std::set<std::string> found;
     for (auto const& entry : fs::recursive_directory_iterator(root)) {
@@ -239,9 +240,9 @@ std::set<std::string> listed(std::string const& root, bool only_directories = fa
 }
 
 struct random_watch : watch_plugin {
-    // What the host would take to be there, by what it was told.
+    // Updates what a host would believe to exist, from the reports.
     void note() {
-        for (std::string const& call : told()) {
+        for (std::string const& call : reports()) {
             std::string const path = call.substr(call.find(' ') + 1);
             if (call[0] == 'r') {
                 reported.erase(path);
@@ -261,7 +262,7 @@ struct random_watch : watch_plugin {
         for (std::string const& directory : listed(outside, true)) {
             place.write("outside/" + directory + "/probe", "");
         }
-        lines const calls = told();
+        lines const calls = reports();
         EXPECT_EQ(std::set<std::string>(calls.begin(), calls.end()), expected);
     }
 
@@ -269,8 +270,8 @@ struct random_watch : watch_plugin {
     std::set<std::string> reported;
 };
 
-// KIVCORE_WATCH_SEEDS has how many are tried.
-TEST_F(random_watch, after_any_changes_each_directory_is_watched_under_the_path_that_it_has) {
+// KIVCORE_WATCH_SEEDS sets the number of seeds.
+TEST_F(random_watch, after_any_changes_each_directory_is_watched_under_its_current_path) {
     char const* const wanted = std::getenv("KIVCORE_WATCH_SEEDS");
     unsigned long const seeds = wanted != nullptr ? std::stoul(wanted) : 200;
     for (unsigned int seed = 0; seed < seeds && !HasFailure(); ++seed) {
@@ -295,10 +296,10 @@ TEST_F(random_watch, after_any_changes_each_directory_is_watched_under_the_path_
     }
 }
 
-// In mounts of the test's own, which end with its process.
+// Uses private mounts, which end with the process.
 TEST_F(watch_plugin, a_directory_that_is_mounted_twice_is_watched_under_both_paths) {
     if (unshare(CLONE_NEWNS) != 0) {
-        GTEST_SKIP() << "mounting takes more rights than this process has";
+        GTEST_SKIP() << "this process may not mount";
     }
     for (char const* name : {"a/sub", "b", "memory"}) {
         fs::create_directories(in_root(name));
@@ -307,38 +308,38 @@ TEST_F(watch_plugin, a_directory_that_is_mounted_twice_is_watched_under_both_pat
     ASSERT_EQ(mount(in_root("a").c_str(), in_root("b").c_str(), nullptr, MS_BIND, nullptr), 0);
     ASSERT_EQ(mount("none", in_root("memory").c_str(), "tmpfs", 0, nullptr), 0);
     write("memory/file");
-    auto const told_in_any_order = [&] {
-        lines const calls = told();
+    auto const reports_in_any_order = [&] {
+        lines const calls = reports();
         return std::multiset<std::string>(calls.begin(), calls.end());
     };
     ASSERT_EQ(watch->start(root, &sink), 0);
     write("a/sub/file");
     using report = std::multiset<std::string>;
-    EXPECT_EQ(told_in_any_order(), (report{"created a/sub/file", "created b/sub/file"}));
+    EXPECT_EQ(reports_in_any_order(), (report{"created a/sub/file", "created b/sub/file"}));
     fs::rename(in_root("a"), place.path("outside"));
-    told();
+    reports();
     place.write("outside/sub/late", "");
-    EXPECT_EQ(told_in_any_order(), report{"created b/sub/late"});
+    EXPECT_EQ(reports_in_any_order(), report{"created b/sub/late"});
     EXPECT_EQ(umount(in_root("memory").c_str()), 0);
-    EXPECT_EQ(told_in_any_order(), report{"removed memory/file"});
+    EXPECT_EQ(reports_in_any_order(), report{"removed memory/file"});
     EXPECT_EQ(umount(in_root("b").c_str()), 0);
 }
 
-TEST_F(watch_plugin, the_end_of_the_directory_is_told_once_and_then_there_is_nothing_to_poll) {
+TEST_F(watch_plugin, removal_of_the_directory_is_reported_once_and_then_polling_fails) {
     auto const expect_end = [&](std::function<void()> const& end) {
         fs::create_directory(root);
         ASSERT_EQ(watch->start(root, &sink), 0);
         end();
         EXPECT_EQ(watch->poll(-1), 1);
         EXPECT_EQ(watch->poll(-1), -ENOENT);
-        EXPECT_EQ(told(), lines{"terminate"});
+        EXPECT_EQ(reports(), lines{"terminate"});
         EXPECT_EQ(watch->stop(), 0);
     };
     expect_end([&] { fs::remove(root); });
     expect_end([&] { fs::rename(root, place.path("moved")); });
 }
 
-TEST_F(watch_plugin, lost_events_are_warned_of_and_made_up_for) {
+TEST_F(watch_plugin, lost_events_cause_a_warning_and_a_comparison) {
     write("doomed");
     ASSERT_EQ(watch->start(root, &sink), 0);
     unsigned long limit = 0;
@@ -349,7 +350,7 @@ TEST_F(watch_plugin, lost_events_are_warned_of_and_made_up_for) {
     }
     fs::remove(in_root("doomed"));
     fs::create_directories(in_root("new/sub"));
-    lines const calls = told();
+    lines const calls = reports();
     ASSERT_GE(calls.size(), 3U);
     EXPECT_EQ(lines(calls.end() - 3, calls.end()),
               (lines{"removed doomed", "created new", "created new/sub"}));
@@ -359,20 +360,20 @@ TEST_F(watch_plugin, lost_events_are_warned_of_and_made_up_for) {
                     "raise fs.inotify.max_queued_events"});
 }
 
-TEST_F(watch_plugin, a_directory_that_cannot_be_watched_is_warned_of) {
-    // Beyond the length that a path may have.
+TEST_F(watch_plugin, a_directory_that_cannot_be_watched_causes_a_warning) {
+    // Exceeds the maximum length of a path.
     ASSERT_EQ(place.shell("cd root && n=$(printf %0250d 0) && for i in $(seq 18); do "
                           "mkdir $n && cd -P $n || exit; done"),
               0);
     ASSERT_EQ(watch->start(root, &sink), 0);
     write("file");
-    EXPECT_EQ(told(), lines{"created file"});
+    EXPECT_EQ(reports(), lines{"created file"});
     ASSERT_EQ(sink.logged.size(), 1U);
     EXPECT_NE(sink.logged[0].find(": File name too long; what happens in it goes unreported"),
               std::string::npos);
 }
 
-TEST_F(watch_plugin, refusals_leave_it_ready_for_a_better_start) {
+TEST_F(watch_plugin, a_refused_start_does_not_prevent_a_later_one) {
     EXPECT_EQ(watch->poll(0), -EBADF);
     EXPECT_EQ(watch->stop(), -EBADF);
     EXPECT_EQ(watch->start(root, nullptr), -EINVAL);
@@ -387,7 +388,7 @@ TEST_F(watch_plugin, refusals_leave_it_ready_for_a_better_start) {
     EXPECT_EQ(watch->poll(0), -EBADF);
     ASSERT_EQ(watch->start(root + '/', &sink), 0);
     write("seen");
-    EXPECT_EQ(told(), lines{"created seen"});
+    EXPECT_EQ(reports(), lines{"created seen"});
 }
 
 TEST_F(watch_plugin, a_handler_may_throw_or_stop_the_monitor) {

@@ -21,7 +21,7 @@ namespace es = morbase::es;
 using morbase::buffer;
 using morbase::ptr_refcount;
 
-// Counts its own ends, and may hold another one.
+// Counts its destructions, and may refer to another node.
 struct node : morbase::object_refcount {
     explicit node(int& ended) : ends(&ended) {}
     node(node const&) = default;
@@ -32,7 +32,7 @@ struct node : morbase::object_refcount {
     ptr_refcount<node> next;
 };
 
-TEST(refcount, the_last_reference_deletes_the_object_and_a_copy_starts_without) {
+TEST(refcount, the_last_reference_deletes_the_object_and_a_copy_starts_without_references) {
     int ended = 0;
     ptr_refcount<node> first = new node(ended);
     ptr_refcount<node const> second = first;
@@ -42,7 +42,7 @@ TEST(refcount, the_last_reference_deletes_the_object_and_a_copy_starts_without) 
     }
     EXPECT_EQ(ended, 1);
     *first = node(*first);
-    EXPECT_EQ(ended, 2);  // the temporary alone
+    EXPECT_EQ(ended, 2);  // only the temporary
     ptr_refcount<node> moved = std::move(first);
     moved = nullptr;
     EXPECT_EQ(ended, 2);
@@ -50,7 +50,7 @@ TEST(refcount, the_last_reference_deletes_the_object_and_a_copy_starts_without) 
     EXPECT_EQ(ended, 3);
 }
 
-TEST(refcount, a_pointer_may_be_assigned_from_what_it_holds) {
+TEST(refcount, a_pointer_may_be_assigned_from_a_member_of_its_object) {
     int ended = 0;
     ptr_refcount<node> list = new node(ended);
     list->next = new node(ended);
@@ -59,7 +59,7 @@ TEST(refcount, a_pointer_may_be_assigned_from_what_it_holds) {
     EXPECT_FALSE(list->next);
 }
 
-TEST(refcount, an_object_without_references_outlives_a_comparison) {
+TEST(refcount, an_object_without_references_survives_a_comparison) {
     int ended = 0;
     node* const fresh = new node(ended);
     ptr_refcount<node> const none;
@@ -70,7 +70,7 @@ TEST(refcount, an_object_without_references_outlives_a_comparison) {
     EXPECT_TRUE(held == fresh && fresh == held);
 }
 
-// Runs the same on two threads at once.
+// Runs an action on two threads at once.
 template <typename action>
 void on_two_threads(action const& act) {
     std::thread other(act);
@@ -78,7 +78,7 @@ void on_two_threads(action const& act) {
     other.join();
 }
 
-TEST(refcount_concurrency, no_count_is_lost_between_threads) {
+TEST(refcount_concurrency, no_reference_is_lost_between_threads) {
     int ended = 0;
     ptr_refcount<node> shared = new node(ended);
     on_two_threads([&] {
@@ -91,7 +91,7 @@ TEST(refcount_concurrency, no_count_is_lost_between_threads) {
     EXPECT_EQ(ended, 1);
 }
 
-TEST(mutex_concurrency, one_thread_at_a_time_is_inside) {
+TEST(mutex_concurrency, only_one_thread_at_a_time_holds_the_lock) {
     for (bool const recursive : {false, true}) {
         morbase::mutex const guard(recursive);
         int count = 0;
@@ -105,13 +105,13 @@ TEST(mutex_concurrency, one_thread_at_a_time_is_inside) {
     }
 }
 
-TEST(mutex_concurrency, a_second_lock_of_a_plain_mutex_raises_and_the_first_stays) {
+TEST(mutex_concurrency, a_second_lock_of_a_plain_mutex_raises_and_the_first_lock_stays) {
     morbase::mutex const guard(false);
     int inside = 0;
     guard.lock();
     try {
         guard.lock();
-        FAIL() << "the second lock was granted";
+        FAIL() << "the second lock succeeded";
     } catch (es::call const& refused) {
         EXPECT_STREQ(refused.what(), "mutex is already locked by this thread");
     }
@@ -157,16 +157,16 @@ TEST(es, every_kind_is_raised_with_its_own_copy_of_the_texts) {
     EXPECT_EQ(std::string(empty.what()) + empty.file(), "");
 }
 
-TEST(text, a_formatted_text_is_whole_or_raises) {
+TEST(text, formatting_returns_the_whole_text_or_raises) {
     for (std::size_t const length : {0U, 255U, 1023U, 1024U, 70000U}) {
         std::string const text(length, 'x');
         EXPECT_EQ(morbase::string_with_format("<%s:%d>", text.c_str(), -3), "<" + text + ":-3>");
     }
-    // No wide character beyond ASCII exists in the "C" locale.
+    // The "C" locale has no wide characters beyond ASCII.
     EXPECT_THROW(morbase::string_with_format("%ls", L"\u20ac"), es::call);
 }
 
-TEST(text, codes_and_timecodes_have_their_forms) {
+TEST(text, codes_and_timecodes_are_formatted) {
     EXPECT_EQ(morbase::string_with_fourcc(0x1f207e7fU, '.'), ". ~.");
     EXPECT_EQ(morbase::string_with_fourcc(0xffff0041U, '?'), "???A");
     EXPECT_EQ(morbase::string_with_timecode({1, 2, 3, 4, false}, true), "01:02:03:04");
@@ -174,7 +174,7 @@ TEST(text, codes_and_timecodes_have_their_forms) {
     EXPECT_EQ(morbase::string_with_timecode({100, 59, 9, 0, true}, false), "100:59:09");
 }
 
-TEST(text, base64_is_padded_and_unbroken) {
+TEST(text, base64_is_padded_and_has_no_line_breaks) {
     std::pair<std::string, std::string> const table[] = {
         {"", ""},
         {"f", "Zg=="},
@@ -189,7 +189,7 @@ TEST(text, base64_is_padded_and_unbroken) {
     EXPECT_EQ(morbase::string_encode_base64(nullptr, 0), "");
 }
 
-TEST(path, exactly_one_separator_stands_between_the_parts) {
+TEST(path, exactly_one_separator_joins_the_parts) {
     char const* const table[][3] = {
         {"a", "b", "a/b"}, {"a/", "b", "a/b"}, {"a", "/b", "a/b"}, {"a//", "//b", "a/b"},
         {"", "b", "b"},    {"/", "b", "/b"},   {"///", "b", "/b"}, {"a/b", "c/d", "a/b/c/d"},
@@ -203,8 +203,8 @@ TEST(path, exactly_one_separator_stands_between_the_parts) {
 
 constexpr char const* k_digits = "0123456789";
 
-// The digits, at the fifth of them; refuses to seek from `refused`, and throws from a
-// read of nothing, which moves it all the same.
+// The ten digits, positioned at the fifth. It refuses to seek from the origin `refused`. A read of
+// 0 bytes moves the position and throws.
 struct memory final : morbase::stream::rda {
     long long read(void* target, unsigned long long count) override {
         if (count == 0) {
@@ -229,13 +229,13 @@ struct endless final : morbase::stream::rd {
     long long read(void* /*target*/, unsigned long long /*count*/) override { return 1; }
 };
 
-TEST(stream, without_seek_there_is_no_telling_and_no_peeking) {
+TEST(stream, without_seek_tell_and_peek_fail) {
     endless stream;
     EXPECT_EQ(stream.tell(), -1);
     EXPECT_EQ(stream.peek(nullptr, 1), -1);
 }
 
-TEST(stream, tell_peek_and_size_leave_the_position) {
+TEST(stream, tell_peek_and_size_keep_the_position) {
     memory stream;
     char peeked[4] = {};
     EXPECT_EQ(stream.tell(), 4);

@@ -16,8 +16,8 @@ using strings = std::vector<std::string>;
 constexpr long long k_most = std::numeric_limits<long long>::max();
 constexpr long long k_least = std::numeric_limits<long long>::min();
 
-// What the C functions below were asked and what they answer. C functions carry no
-// state of their own; the fixture clears this.
+// The calls of the C functions below, and what they return. C functions have no state of
+// their own, so it is here; the fixture clears it.
 struct {
     strings calls;
     int result = 0;
@@ -110,7 +110,7 @@ class c_file : public testing::Test {
 
     c_file() { script = {}; }
 
-    // With a seek function, with a position pair, or with all three.
+    // Opened with a seek function, with a position pair, or with all three.
     static adapter_ptr opened(bool seek, bool pair) {
         adapter_ptr file =
             direction::make(seek ? fake_seek : nullptr, pair ? fake_get_pos : nullptr,
@@ -122,14 +122,14 @@ class c_file : public testing::Test {
     static adapter_ptr by_seek() { return opened(true, false); }
     static adapter_ptr by_pair() { return opened(false, true); }
 
-    // The calls since the last time.
+    // The calls since the last time this was asked.
     static strings calls() { return std::exchange(script.calls, {}); }
 };
 
 using directions = testing::Types<reading, writing>;
 TYPED_TEST_SUITE(c_file, directions, );
 
-TYPED_TEST(c_file, hands_the_handle_back_once) {
+TYPED_TEST(c_file, closes_the_handle_once) {
     typename TestFixture::adapter_ptr const file = TypeParam::make(fake_seek, nullptr, nullptr);
     EXPECT_EQ(file->close(), 0);
     EXPECT_EQ(this->calls(), strings{});
@@ -141,7 +141,7 @@ TYPED_TEST(c_file, hands_the_handle_back_once) {
     EXPECT_EQ(this->calls(), strings{"close"});
 }
 
-TYPED_TEST(c_file, a_handle_still_held_is_closed_at_the_end) {
+TYPED_TEST(c_file, an_open_handle_is_closed_by_the_destructor) {
     script.close_throws = true;
     this->by_pair();
     EXPECT_EQ(this->calls(), strings{"close"});
@@ -149,7 +149,7 @@ TYPED_TEST(c_file, a_handle_still_held_is_closed_at_the_end) {
     EXPECT_EQ(this->calls(), strings{"close"});
 }
 
-TYPED_TEST(c_file, a_seek_function_gets_offset_and_origin_as_they_are) {
+TYPED_TEST(c_file, a_seek_function_gets_offset_and_origin_unchanged) {
     auto const file = this->by_seek();
     script.position = -9;
     EXPECT_EQ(file->seek(k_most, from_current), -9);
@@ -161,7 +161,7 @@ TYPED_TEST(c_file, a_seek_function_gets_offset_and_origin_as_they_are) {
 }
 
 TYPED_TEST(c_file, a_position_pair_seeks_from_every_origin_and_wraps) {
-    // The position, the size, what is sought, the calls and their result.
+    // The position, the size, the offset and origin of the seek, the calls, the result.
     using row = std::tuple<long long, long long, long long, int, strings, long long>;
     row const table[] = {
         {5, 100, 10, 0, {"set_pos 10"}, 10},
@@ -182,7 +182,7 @@ TYPED_TEST(c_file, a_position_pair_seeks_from_every_origin_and_wraps) {
     }
 }
 
-TYPED_TEST(c_file, position_and_size_are_the_plugins_whichever_base_is_asked) {
+TYPED_TEST(c_file, position_and_size_come_from_the_plugin_through_either_base) {
     script.position = 42;
     script.size = -3;
     for (bool const seek : {true, false}) {
@@ -200,7 +200,7 @@ TYPED_TEST(c_file, position_and_size_are_the_plugins_whichever_base_is_asked) {
 
 using c_file_reading = c_file<reading>;
 
-TEST_F(c_file_reading, passes_bytes_and_results_through_and_prefers_its_seek_function) {
+TEST_F(c_file_reading, passes_bytes_and_results_through_and_prefers_the_seek_function) {
     auto const file = opened(true, true);
     char byte = 0;
     script.result = 5;
@@ -215,7 +215,7 @@ TEST_F(c_file_reading, passes_bytes_and_results_through_and_prefers_its_seek_fun
 
 using c_file_writing = c_file<writing>;
 
-TEST_F(c_file_writing, passes_bytes_and_results_through_and_tells_by_its_position_function) {
+TEST_F(c_file_writing, passes_bytes_and_results_through_and_prefers_get_pos_for_tell) {
     auto const file = opened(true, true);
     script.result = -5;
     EXPECT_EQ(file->write("y", (1ULL << 32) + 5), -5);
@@ -225,8 +225,8 @@ TEST_F(c_file_writing, passes_bytes_and_results_through_and_tells_by_its_positio
     EXPECT_EQ(calls(), (strings{"write 5 y", "flush", "get_pos", "seek 1 0"}));
 }
 
-// A text goes through a writer and a reader of the plug-in `memory`.
-TEST(memory_plugin, what_was_written_is_read) {
+// Passes a text through a writer and a reader of the plug-in `memory`.
+TEST(memory_plugin, reads_what_was_written) {
     support::registry_ptr const registry = new kivcore::plugins("/nowhere");
     registry->load_plugin(TEST_PLUGIN_DIR "/memory");
     for (std::string const by : {"seek", "pair"}) {

@@ -46,7 +46,7 @@ void in_parallel(action const& act, int count = k_threads) {
 
 class concurrency : public testing::Test {
   protected:
-    // A plug-in directory over the shared object of `memory`.
+    // Makes a plug-in directory with the shared object of `memory`.
     void install(std::string const& directory, std::string const& key) {
         files.write(directory + "/plugin.xml", support::reader_element(key));
         fs::create_directories(files.path(directory + "/darwin/x86"));
@@ -57,9 +57,9 @@ class concurrency : public testing::Test {
     support::registry_ptr registry = new kivcore::plugins("/nowhere");
 };
 
-TEST_F(concurrency, broken_and_sound_directories_load_side_by_side) {
+TEST_F(concurrency, broken_and_valid_directories_load_in_parallel) {
     files.write("broken/plugin.xml", "<bundle><plugin></bundle>");
-    install("sound", "sound");
+    install("valid", "valid");
     support::captured_output output;
     std::atomic<int> loaded{0};
     in_parallel([&](int /*thread*/) { loaded += registry->load_plugins(files.path()); });
@@ -74,15 +74,15 @@ TEST_F(concurrency, broken_and_sound_directories_load_side_by_side) {
     EXPECT_EQ(output.err.text(), expected);
 }
 
-TEST_F(concurrency, a_cancelled_thread_ends_after_what_cannot_be_broken_off) {
+TEST_F(concurrency, a_cancelled_thread_first_finishes_what_must_not_be_interrupted) {
     files.write("broken/plugin.xml", "<bundle><plugin></bundle>");
-    install("sound", "sound");
+    install("valid", "valid");
     support::captured_output output;
     std::string done;
     auto const work = [&](int /*thread*/) {
         pthread_cancel(pthread_self());
         done += std::to_string(registry->load_plugins(files.path())) + " loaded";
-        auto file = kivcore::create<kivcore::reader>(registry, id_of("sound"));
+        auto file = kivcore::create<kivcore::reader>(registry, id_of("valid"));
         done += file && file->open("any", "r") == 0 ? ", opened" : "";
         file = {};
         registry = nullptr;
@@ -94,7 +94,7 @@ TEST_F(concurrency, a_cancelled_thread_ends_after_what_cannot_be_broken_off) {
     EXPECT_EQ(done, "1 loaded, opened, closed");
 }
 
-TEST_F(concurrency, one_thread_wins_an_id_and_notices_stay_whole) {
+TEST_F(concurrency, one_thread_wins_an_id_and_messages_stay_whole) {
     std::string notices;
     for (int loser = 1; loser < k_threads; ++loser) {
         notices += "Not inserting plugin " + id_of("k") +
@@ -112,7 +112,7 @@ TEST_F(concurrency, one_thread_wins_an_id_and_notices_stay_whole) {
     }
 }
 
-// Everything that a registry does, by many threads on one after the other, for a while.
+// Many threads use all operations of one registry, then of the next one, for a while.
 TEST_F(concurrency, a_long_stress_counts_exactly) {
     constexpr int k_many = 16;
     constexpr int k_steps = 10;
@@ -123,7 +123,7 @@ TEST_F(concurrency, a_long_stress_counts_exactly) {
     for (int thread = 0; thread < k_many; ++thread) {
         install(key_of(thread, 0) + "/own", "own" + std::to_string(thread));
     }
-    int created = 0;  // guarded by the registry: no two creations overlap
+    int created = 0;  // guarded by the registry's lock
     support::factory_ptr const counting = new support::fake_factory([&] {
         ++created;
         return new support::fake_reader;
@@ -152,7 +152,7 @@ TEST_F(concurrency, a_long_stress_counts_exactly) {
                 seen = now;
             }
         };
-        support::capture out(1);  // one refusal for each id that another thread has entered
+        support::capture out(1);  // a message for each id that another thread registered first
         in_parallel(work, k_many);
         out.text();
         EXPECT_EQ(wrong, 0);
@@ -164,8 +164,8 @@ TEST_F(concurrency, a_long_stress_counts_exactly) {
     } while (std::chrono::steady_clock::now() < end && !HasFailure());
 }
 
-// Without a bound on the steps of a match, the search would never end.
-TEST_F(concurrency, a_slow_search_ends_and_holds_up_nobody) {
+// If the steps of a match were not limited, the search would never end.
+TEST_F(concurrency, a_slow_search_ends_and_blocks_no_other_thread) {
     std::string const id = "a/b/c/d/" + std::string(60, 'a');
     for (char const* end : {"", "d", "e"}) {
         registry->register_with_id(id + end, nullptr, "");
@@ -175,7 +175,7 @@ TEST_F(concurrency, a_slow_search_ends_and_holds_up_nobody) {
         EXPECT_TRUE(registry->find_plugins("a/b/c/d/(a|a)*[bc]").empty());
         is_searching = false;
     });
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));  // it begins meanwhile
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));  // the search starts meanwhile
     int described = 0;
     while (is_searching) {
         described += registry->describe_plugin(id) ? 1 : 0;
@@ -184,7 +184,7 @@ TEST_F(concurrency, a_slow_search_ends_and_holds_up_nobody) {
     EXPECT_GT(described, 10);
 }
 
-TEST_F(concurrency, instances_survive_a_native_plugin_that_takes_over) {
+TEST_F(concurrency, instances_survive_a_takeover_by_a_native_plugin) {
     install("memory", "native");
     for (int round = 0; round < 10; ++round) {
         registry = new kivcore::plugins("/nowhere");
@@ -206,7 +206,7 @@ TEST_F(concurrency, instances_survive_a_native_plugin_that_takes_over) {
 }
 
 TEST_F(concurrency,
-       a_create_that_calls_back_into_its_registry_is_refused_and_the_registry_goes_on) {
+       a_create_function_that_calls_its_registry_is_refused_and_the_registry_stays_usable) {
     support::registry_ptr const other = new kivcore::plugins("/nowhere");
     auto* const plugins = registry.get();
     registry->register_with_info(support::described_as("", "nested"),
@@ -214,10 +214,11 @@ TEST_F(concurrency,
                                      plugins->find_plugins(".*");
                                      return nullptr;
                                  }));
-    registry->register_with_info(support::described_as("", "k"), new support::fake_factory([=] {
-                                     other->find_plugins(".*");  // another registry is another lock
-                                     return new support::fake_reader;
-                                 }));
+    registry->register_with_info(
+        support::described_as("", "k"), new support::fake_factory([=] {
+            other->find_plugins(".*");  // another registry has its own lock
+            return new support::fake_reader;
+        }));
     std::atomic<int> refused{0};
     std::atomic<int> created{0};
     in_parallel([&](int /*thread*/) {

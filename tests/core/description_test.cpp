@@ -15,13 +15,13 @@ using kivcore::__info;  // NOLINT(bugprone-reserved-identifier): the name is a p
 
 class description : public testing::Test {
   protected:
-    // The record of the first plugin element, as read_next gives it.
+    // The record of the first plugin element, in the form of read_next.
     std::string read(std::string const& content) {
         kivsys::xml::reader document(files.write("plugin.xml", content), "plugin.rng");
         return read_next(document);
     }
 
-    // "key=value|" for each value but the path, which is checked.
+    // "key=value|" for each value except the path, which is checked here.
     static std::string read_next(kivsys::xml::reader& document) {
         std::string name;
         while (name != "plugin" || document.get_type() != kivsys::xml::reader::k_node_element) {
@@ -65,29 +65,29 @@ TEST_F(description, every_known_element_sets_its_key) {
               "interface.type=read|interface.version=1|");
 }
 
-TEST_F(description, structure_is_taken_as_it_comes) {
+TEST_F(description, the_structure_is_not_validated) {
     std::pair<char const*, char const*> const table[] = {
-        // The id stands for any attribute at all.
+        // Any attribute counts as the id.
         {"<plugin></plugin>", ""},
         {"<plugin id=''></plugin>", "id=|"},
         {"<plugin name='n'></plugin>", "id=|"},
-        // Sections may repeat, nest and change places; the last value counts.
+        // Sections may repeat, nest and come in any order; the last value counts.
         {"<plugin><info><name>1</name></info><x><interface><y><key>k</key></y></interface></x>"
          "<info><name>2</name><name>3</name></info></plugin>",
          "info.name=3|interface.key=k|"},
         {"<plugin><interface><bind function='f'>1</bind><bind function='f'>2</bind>"
          "<bind function=''>3</bind></interface></plugin>",
          "interface.bind.=3|interface.bind.f=2|"},
-        // Skipped with all they hold.
+        // Skipped with all their contents.
         {"<plugin><config><interface><key>k</key></interface><plugin></plugin></config>\n"
          "<input/> <input><info><name>n</name></info></input>\n"
          "<info><version>1</version></info></plugin>",
          "info.version=1|"},
-        // Names from elsewhere are none of ours.
+        // Names in another place or namespace are ignored.
         {"<plugin xmlns:p='urn:p'><p:interface><key>k</key></p:interface><key>k</key>"
          "<info><key>k</key><p:name>n</p:name></info></plugin>",
          "id=|"},
-        // Without a text of its own an element takes the next there is.
+        // An element without a text takes the next text in the document.
         {"<plugin><interface><category/><type>read</type></interface></plugin>",
          "interface.category=read|"},
         {"<plugin><interface><key> \n</key><type>\tt\t</type></interface></plugin>",
@@ -96,11 +96,11 @@ TEST_F(description, structure_is_taken_as_it_comes) {
          "interface.key=t|"},
         {"<plugin><info><name>a<!-- b -->c</name></info></plugin>", "info.name=a|"},
         {"<plugin><info><name><b>bold</b></name></info></plugin>", "info.name=bold|"},
-        // A developer with one child takes the next start tag for the other.
+        // If a developer has one child, the next start tag counts as the other.
         {"<plugin><info><developer><id>d</id></developer><description>t</description>"
          "</info></plugin>",
          "info.developer.description=t|info.developer.id=d|"},
-        // An empty section runs on.
+        // An empty section continues with the following elements.
         {"<plugin><interface/><info><name>n</name><version>1</version></info></plugin>",
          "interface.version=1|"},
     };
@@ -117,13 +117,13 @@ TEST_F(description, each_plugin_of_a_bundle_has_its_own_record) {
                     "<plugin></plugin></bundle>"),
         "plugin.rng");
     EXPECT_EQ(read_next(document), "id=1|info.name=a|");
-    // Written as an empty element it runs on to the next plugin's end.
+    // An empty plugin element continues to the end of the next plugin.
     EXPECT_EQ(read_next(document), "id=2|info.name=b|");
     EXPECT_EQ(read_next(document), "");
     EXPECT_EQ(read_next(document), "no plugin");
 }
 
-TEST_F(description, what_cannot_be_understood_is_refused_with_its_reason) {
+TEST_F(description, a_description_that_cannot_be_read_is_refused_with_a_reason) {
     support::capture const reports(1);
     std::string const failed = "xml parse: failed to read ";
     std::pair<std::string, std::string> table[] = {
@@ -134,7 +134,7 @@ TEST_F(description, what_cannot_be_understood_is_refused_with_its_reason) {
         {"<info><developer><id/></developer></info>", failed + "value of 'developer'"},
         {"<info><developer><id>d</id></developer></info>", failed + "element name"},
         {"<info><description/></info>", failed + "value of 'description'"},
-        // What the reader raises passes through.
+        // Exceptions of the reader pass through.
         {"<info xml:space='x'><name>n</name></info>",
          "Parser error: \"Invalid value \"x\" for xml:space : \"default\" or \"preserve\" "
          "expected\n\""},
@@ -142,14 +142,14 @@ TEST_F(description, what_cannot_be_understood_is_refused_with_its_reason) {
     for (auto const& [content, reason] : table) {
         try {
             read("<plugin>" + content + "</plugin>");
-            ADD_FAILURE() << "was read: " << content;
+            ADD_FAILURE() << "not refused: " << content;
         } catch (morbase::es::base const& refused) {
             EXPECT_EQ(refused.what(), reason) << content;
         }
     }
 }
 
-TEST(info, an_absent_key_leaves_the_value_alone) {
+TEST(info, an_absent_key_leaves_the_value_unchanged) {
     __info info;
     info.values["empty"] = "";
     std::string value = "x";
@@ -160,7 +160,7 @@ TEST(info, an_absent_key_leaves_the_value_alone) {
     EXPECT_EQ(value, "");
 }
 
-TEST(info, find_gives_the_keys_that_match_as_a_whole) {
+TEST(info, find_returns_the_keys_that_match_completely) {
     using keys = std::vector<std::string>;
     __info info;
     for (char const* key : {"id", "info.name", "interface.bind.read", "interface.bind.open",

@@ -19,7 +19,7 @@ using strings = std::vector<std::string>;
 
 class discovery : public testing::Test {
   protected:
-    // Acts and keeps what was printed.
+    // Calls act and keeps the output.
     template <typename action>
     auto captured(action const& act) {
         support::captured_output output;
@@ -48,11 +48,11 @@ class discovery : public testing::Test {
 
     support::temporary_directory files;
     kivcore::plugins plugins{"/nowhere"};
-    std::string out;  // what the last load printed
+    std::string out;  // output of the last load
     std::string err;
 };
 
-TEST_F(discovery, broken_xml_is_reported_with_the_xml_librarys_text_and_not_loaded) {
+TEST_F(discovery, broken_xml_is_reported_with_the_xml_librarys_message_and_not_loaded) {
     std::string const good = reader_element("k");
     std::string const surplus = "Extra content at the end of the document";
     std::pair<std::string, std::string> const faults[] = {
@@ -75,7 +75,7 @@ TEST_F(discovery, broken_xml_is_reported_with_the_xml_librarys_text_and_not_load
     EXPECT_EQ(out + err, "");
 }
 
-TEST_F(discovery, a_description_that_breaks_off_anywhere_registers_nothing) {
+TEST_F(discovery, a_description_that_is_truncated_anywhere_registers_nothing) {
     std::string const good = reader_element("k");
     for (std::size_t length = 0; length < good.size(); ++length) {
         describe("cut", good.substr(0, length));
@@ -85,7 +85,7 @@ TEST_F(discovery, a_description_that_breaks_off_anywhere_registers_nothing) {
     EXPECT_TRUE(plugins.find_plugins(".*").empty());
 }
 
-TEST_F(discovery, a_fault_is_reported_and_what_came_before_it_stays_registered) {
+TEST_F(discovery, a_fault_is_reported_and_earlier_plugins_stay_registered) {
     std::pair<std::string, std::string> const faults[] = {
         {"<plugin><interface><bind>f</bind></interface></plugin>",
          "xml parse: failed to read 'function' attribute of 'bind'"},
@@ -106,7 +106,7 @@ TEST_F(discovery, a_fault_is_reported_and_what_came_before_it_stays_registered) 
     }
 }
 
-TEST_F(discovery, what_cannot_be_opened_as_a_description_is_refused_at_once) {
+TEST_F(discovery, a_description_that_cannot_be_opened_is_refused_at_once) {
     fs::create_directories(files.path("missing"));
     fs::create_directories(files.path("directory/plugin.xml"));
     fs::create_directories(files.path("fifo"));
@@ -131,7 +131,7 @@ TEST_F(discovery, what_cannot_be_opened_as_a_description_is_refused_at_once) {
     }
 }
 
-// `count` texts that `make` makes of a number.
+// The concatenated results of make for the numbers below count.
 std::string row(int count, std::function<std::string(int)> const& make) {
     std::string whole;
     for (int i = 0; i < count; ++i) {
@@ -158,13 +158,13 @@ std::string encoded(char const* encoding, std::string text) {
     return out;
 }
 
-// As the declaration says that it is.
+// The document in the encoding that its declaration names.
 std::string declared(std::string const& encoding, std::string const& xml) {
     return encoded(encoding.c_str(),
                    "<?xml version='1.0' encoding = '" + encoding + "' standalone='yes'?>" + xml);
 }
 
-TEST_F(discovery, what_would_take_long_or_much_memory_is_refused_by_its_bound) {
+TEST_F(discovery, a_description_that_would_take_long_or_much_memory_is_refused) {
     auto const tag = [](int attributes) { return "<a" + row(attributes, attribute) + "/>"; };
     auto const subset = [](std::string const& markup) {
         return "<!DOCTYPE a [<!-- -->" + markup + "]>" + reader_element("k");
@@ -246,7 +246,7 @@ TEST_F(discovery, what_would_take_long_or_much_memory_is_refused_by_its_bound) {
     }
 }
 
-TEST_F(discovery, what_is_only_large_loads) {
+TEST_F(discovery, a_large_description_within_the_bounds_loads) {
     std::string const filler(1 << 20, 'x');
     auto const keys = row(20000, [](int i) { return "|k" + std::to_string(i); });
     std::pair<char const*, std::string> const table[] = {
@@ -267,7 +267,7 @@ TEST_F(discovery, what_is_only_large_loads) {
         EXPECT_TRUE(load("large")) << name << ": " << err;
     }
     for (std::size_t length = 30000; length < 70000;
-         length += 500) {  // where it ends in a block matters
+         length += 500) {  // the result may depend on where the comment ends in a block
         describe("large", "<a><!--" + filler.substr(0, length) + "--></a>");
         EXPECT_TRUE(load("large")) << "a comment of " << length << ": " << err;
     }
@@ -294,7 +294,7 @@ TEST_F(discovery, a_description_may_be_in_any_encoding) {
     EXPECT_FALSE(plugins.describe_plugin(id_of("before")) == nullptr);
 }
 
-TEST_F(discovery, only_what_may_be_a_plugin_directory_is_looked_at) {
+TEST_F(discovery, only_entries_that_may_be_plugin_directories_are_examined) {
     support::temporary_directory elsewhere;
     elsewhere.write("linked/plugin.xml", reader_element("linked"));
     describe("plain", reader_element("plain"));
@@ -323,7 +323,7 @@ TEST_F(discovery, a_directory_that_cannot_be_scanned_counts_as_empty) {
     }
 }
 
-TEST_F(discovery, trailing_slashes_are_joined_by_a_scan_and_kept_by_a_single_load) {
+TEST_F(discovery, trailing_slashes_are_merged_by_a_scan_and_kept_by_a_single_load) {
     describe("a", reader_element("a"));
     describe("b/b", reader_element("b"));
     EXPECT_EQ(plugins.load_plugins(files.path("b") + "///"), 1);

@@ -21,7 +21,7 @@ keys_and_values native(std::string const& create) {
     return {{"interface.flavor", "native"}, {"interface.bind.create", create}};
 }
 
-// A C-style description; the bindings are those of the plug-in `memory`, changed by others.
+// A C-style description with the bindings of the plug-in `memory`, modified by changes.
 keys_and_values c_style(std::string const& type, keys_and_values const& changes) {
     keys_and_values keys{
         {"interface.flavor", "c-style"}, {"interface.category", "io"}, {"interface.type", type}};
@@ -42,7 +42,7 @@ std::string class_made(keys_and_values const& keys) {
     return made != nullptr ? typeid(*made).name() : "none";
 }
 
-TEST(factory_selection, goes_by_flavor_and_then_by_category_and_type) {
+TEST(factory_selection, uses_the_flavor_and_then_the_category_and_type) {
     char const* const native = typeid(kivcore::factory_native).name();
     char const* const table[][4] = {
         {"native", "", "", native},
@@ -67,7 +67,8 @@ TEST(factory_selection, goes_by_flavor_and_then_by_category_and_type) {
     EXPECT_EQ(output.out.text() + output.err.text(), "");
 }
 
-// Why a factory is not made, or creates nothing: the second time for the same reason.
+// Why the factory cannot be made or creates nothing. A second attempt must fail for the same
+// reason.
 std::string refusal(std::string const& object, keys_and_values const& keys) {
     loader_ptr const image(new kivcore::loader(built_object(object)));
     factory_ptr maker;
@@ -85,7 +86,7 @@ std::string refusal(std::string const& object, keys_and_values const& keys) {
     return reasons[0];
 }
 
-TEST(factory, every_function_that_is_needed_must_be_named_and_be_there) {
+TEST(factory, every_required_function_must_be_named_and_exported) {
     std::string const unnamed = "no binding for ";
     std::string const missing = "couldn't find ";
     struct {
@@ -137,7 +138,7 @@ TEST(factory, every_function_that_is_needed_must_be_named_and_be_there) {
     EXPECT_EQ(refusal("native", native("absent")), "couldn't find create function in binary image");
 }
 
-TEST(native_factory, passes_on_what_each_call_makes_or_throws) {
+TEST(native_factory, passes_on_what_each_call_returns_or_throws) {
     loader_ptr const image(new kivcore::loader(built_object("native")));
     auto const factory = [&](char const* create) {
         return kivcore::create_factory(image, described(native(create)));

@@ -7,7 +7,7 @@ namespace {
 using kivcore::instance;
 using strings = std::vector<std::string>;
 
-// A registry whose parts log their end.
+// A registry whose factories and objects log their destruction.
 class an_instance : public testing::Test {
   protected:
     an_instance() { add("k"); }
@@ -29,7 +29,7 @@ class an_instance : public testing::Test {
     support::registry_ptr registry = new kivcore::plugins("/nowhere");
 };
 
-TEST_F(an_instance, outlives_its_id_and_the_hosts_registry_and_goes_in_order) {
+TEST_F(an_instance, outlives_its_id_and_the_hosts_registry_and_releases_in_order) {
     auto file = reader("k");
     ASSERT_TRUE(file);
     registry->register_with_info(support::described_as("native", "k"), nullptr);
@@ -41,7 +41,7 @@ TEST_F(an_instance, outlives_its_id_and_the_hosts_registry_and_goes_in_order) {
     EXPECT_EQ(ends, (strings{"object k", "factory k"}));
 }
 
-TEST_F(an_instance, holds_nothing_when_there_is_nothing_of_that_interface) {
+TEST_F(an_instance, is_empty_if_there_is_no_object_of_that_interface) {
     EXPECT_FALSE(reader("unknown"));
     EXPECT_FALSE(kivcore::create<kivcore::reader>(nullptr, "io/read/k/tests/1.0"));
     EXPECT_EQ(instance<kivcore::reader>().get(), nullptr);
@@ -51,7 +51,7 @@ TEST_F(an_instance, holds_nothing_when_there_is_nothing_of_that_interface) {
     EXPECT_EQ(ends, (strings{"object k", "factory k"}));
 }
 
-TEST_F(an_instance, moves_from_holder_to_holder) {
+TEST_F(an_instance, can_be_moved_but_not_copied) {
     static_assert(!std::is_copy_constructible_v<instance<kivcore::reader>>);
     static_assert(!std::is_copy_assignable_v<instance<kivcore::reader>>);
     add("other");

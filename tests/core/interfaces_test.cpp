@@ -12,7 +12,7 @@ namespace {
 
 using morbase::ptr_refcount;
 
-// Lists a/ and b; records which lists were wanted.
+// Lists a/ and b; records which lists were requested.
 struct small_browser final : kivcore::browser {
     bool can_browse(std::string const& path) override { return path.empty(); }
     std::string root() override { return {}; }
@@ -33,7 +33,7 @@ struct small_browser final : kivcore::browser {
     std::string wanted;
 };
 
-TEST(browser, asks_only_for_the_lists_that_are_wanted) {
+TEST(browser, requests_only_the_lists_that_are_wanted) {
     using list = kivcore::browser::entry_list;
     ptr_refcount<small_browser> const browser = new small_browser;
     list const dirs = {{"a", "p/a"}};
@@ -68,7 +68,8 @@ TEST(monitor_handler, every_severity_has_its_name) {
 
 TEST(monitor_handler, a_message_of_any_length_is_one_whole_line) {
     plain_handler handler;
-    for (std::size_t const length : {1020U, 1021U, 1022U, 5000U, 300000U}) {  // 1023 fit at once
+    for (std::size_t const length :
+         {1020U, 1021U, 1022U, 5000U, 300000U}) {  // 1023 fit the first buffer
         std::string const text(length, 'x');
         support::capture output(2);
         handler.log(_severity::k_warning, "%d %s%c", 5, text.c_str(), '!');
@@ -84,7 +85,7 @@ TEST(monitor_handler, nothing_is_written_without_a_message) {
     char const* volatile none = nullptr;  // hidden from the compiler's format check
     support::captured_output output;
     handler.log(_severity::k_error, none, 0);
-    // No wide character beyond ASCII exists in the "C" locale.
+    // The "C" locale has no wide characters beyond ASCII.
     handler.log(_severity::k_error, "%ls", L"\u20ac");
     handler.terminate();
     EXPECT_EQ(output.out.text() + output.err.text(), "");

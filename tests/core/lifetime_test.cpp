@@ -17,10 +17,10 @@ using kivcore::reader;
 
 constexpr char const* k_id = "io/read/k/tests/1.0";
 
-// A plug-in directory of its own for each test, so that no other test maps its object.
+// Each test has its own plug-in directory, so that no other test maps its shared object.
 class lifetime : public testing::Test {
   protected:
-    // Makes a directory from the shared object of that name in tests/fixtures.
+    // Makes a plug-in directory with the shared object of that name from tests/fixtures.
     void install(std::string const& name, std::string const& element) {
         files.write(name + "/plugin.xml", element);
         fs::create_directories(files.path(name + "/darwin/x86"));
@@ -55,11 +55,11 @@ TEST_F(lifetime, a_shared_object_is_mapped_from_the_first_object_to_the_end_of_t
     EXPECT_TRUE(mapped("memory"));
     support::info_ptr const description = registry->describe_plugin(k_id);
     registry = nullptr;
-    EXPECT_FALSE(mapped("memory"));  // descriptions do not count
+    EXPECT_FALSE(mapped("memory"));  // a description does not keep it open
     EXPECT_EQ(value_of(*description, "path"), files.path("memory"));
 }
 
-TEST_F(lifetime, a_factory_keeps_its_shared_object_beyond_the_registry) {
+TEST_F(lifetime, a_factory_keeps_its_shared_object_open_longer_than_the_registry) {
     install_native();
     load("native");
     support::factory_ptr maker;
@@ -89,12 +89,12 @@ TEST_F(lifetime, a_replaced_shared_object_is_closed_when_no_instance_is_left) {
         EXPECT_TRUE(mapped("native"));
         registry = nullptr;
         EXPECT_TRUE(!held || old->open("any", "r") == 0);
-        old = {};  // closes its handle on the way
+        old = {};  // also closes its handle
         EXPECT_FALSE(mapped("memory"));
     }
 }
 
-TEST_F(lifetime, a_failed_creation_keeps_nothing_beyond_the_registry) {
+TEST_F(lifetime, a_failed_creation_keeps_nothing_open_longer_than_the_registry) {
     install_native("native_create_throwing");
     load("native");
     EXPECT_THROW(kivcore::create<reader>(registry, k_id), std::runtime_error);
@@ -103,13 +103,13 @@ TEST_F(lifetime, a_failed_creation_keeps_nothing_beyond_the_registry) {
     EXPECT_FALSE(mapped("native"));
 }
 
-// What leaks would add to.
+// Resources that would grow with leaks.
 struct holdings {
     std::ptrdiff_t files = support::open_files();
     std::size_t bytes = mallinfo2().uordblks;
 };
 
-TEST_F(lifetime, instances_go_in_any_order_a_thousand_times_without_growth) {
+TEST_F(lifetime, instances_are_released_in_any_order_a_thousand_times_without_growth) {
     install_memory();
     install_native();
     holdings before;
@@ -124,7 +124,8 @@ TEST_F(lifetime, instances_go_in_any_order_a_thousand_times_without_growth) {
             ASSERT_TRUE(slot);
             ASSERT_EQ(slot->open("any", "r"), 0);
         }
-        // The registry goes before, between or after the instances; these go in turn.
+        // The registry is released before, between or after the instances, which are released in
+        // turn.
         for (unsigned int step = 0; step < 4; ++step) {
             ASSERT_TRUE(mapped(name)) << "round " << round << ", step " << step;
             if (step == round % 4) {
@@ -140,10 +141,10 @@ TEST_F(lifetime, instances_go_in_any_order_a_thousand_times_without_growth) {
     }
     holdings const after;
     EXPECT_EQ(after.files, before.files);
-    EXPECT_LE(after.bytes, before.bytes + 8000);  // the smallest block for each round is more
+    EXPECT_LE(after.bytes, before.bytes + 8000);  // less than the smallest block for each round
 }
 
-TEST_F(lifetime, static_registries_and_instances_are_taken_down_at_exit) {
+TEST_F(lifetime, static_registries_and_instances_are_destroyed_at_exit) {
     install_memory();
     install_native();
     auto const exit_with_all = [this] {

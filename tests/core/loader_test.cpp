@@ -19,8 +19,8 @@ function* platform(char const* name) {
 
 }  // namespace
 
-// The library's calls come through here: the platform alone tells neither how often it
-// was called, nor does it ever refuse to close. Its own parameters have reserved names.
+// Intercept the library's calls: to count the opens, and to make a close fail. The platform's
+// own declarations have reserved parameter names.
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 extern "C" __attribute__((visibility("default"))) void* dlopen(char const* path,
                                                                int flags) noexcept {
@@ -44,7 +44,7 @@ bool is_open(std::string const& path) {
     return handle != nullptr && platform<int(void*)>("dlclose")(handle) == 0;
 }
 
-// The message of a load, empty when it went well.
+// The message of a failed load; empty on success.
 std::string load_failure(loader& image) {
     try {
         image.load();
@@ -54,7 +54,7 @@ std::string load_failure(loader& image) {
     return "";
 }
 
-TEST(loader_test, opens_on_load_and_closes_on_one_unload_however_often_it_was_loaded) {
+TEST(loader_test, opens_on_load_and_closes_on_one_unload_after_any_number_of_loads) {
     std::string const path = built_object("memory");
     morbase::ptr_refcount<loader> const image(new loader(path));
     EXPECT_NO_THROW(image->unload());
@@ -77,10 +77,10 @@ TEST(loader_test, opens_on_load_and_closes_on_one_unload_however_often_it_was_lo
     EXPECT_FALSE(is_open(path));
 }
 
-TEST(loader_test, what_cannot_be_opened_is_reported_with_the_platforms_reason_until_it_can) {
+TEST(loader_test, a_failed_open_is_reported_with_the_platforms_reason_until_it_succeeds) {
     support::temporary_directory const files;
     std::string const paths[] = {files.path("late.so"),
-                                 files.write("garbage.so", "this is no shared object"),
+                                 files.write("garbage.so", "this is not a shared object"),
                                  files.path(std::string(5000, 'n'))};
     for (std::string const& path : paths) {
         ASSERT_EQ(dlopen(path.c_str(), RTLD_LAZY | RTLD_LOCAL), nullptr);
@@ -97,9 +97,9 @@ TEST(loader_test, what_cannot_be_opened_is_reported_with_the_platforms_reason_un
     EXPECT_EQ(load_failure(*image), "");
 }
 
-TEST(loader_test, a_path_is_opened_as_it_is_or_refused_for_the_linkers_token) {
+TEST(loader_test, a_path_is_opened_unchanged_or_refused_for_its_linker_token) {
     support::temporary_directory const files;
-    // What is under the path, and the token in it.
+    // The file's name, and the token in it.
     std::pair<char const*, std::string> const table[] = {
         {"$/a$.so", ""},
         {"$FOO/$LIBS.so", ""},
@@ -123,7 +123,7 @@ TEST(loader_test, a_path_is_opened_as_it_is_or_refused_for_the_linkers_token) {
     }
 }
 
-TEST(loader_test, a_refused_close_is_raised_by_unload_and_dropped_by_the_destructor) {
+TEST(loader_test, a_failed_close_is_raised_by_unload_and_dropped_by_the_destructor) {
     std::string const path = built_object("memory");
     morbase::ptr_refcount<loader> image(new loader(path));
     image->load();
@@ -143,7 +143,7 @@ TEST(loader_test, a_refused_close_is_raised_by_unload_and_dropped_by_the_destruc
     refuse_to_close = false;
     EXPECT_TRUE(is_open(path));
     dlclose(lost);
-    dlclose(lost);  // the reference that the destructor could not give back
+    dlclose(lost);  // the reference that the destructor failed to release
     EXPECT_FALSE(is_open(path));
 }
 

@@ -9,7 +9,7 @@ namespace {
 using kivcore::frame_reader;
 using information = frame_reader::media_information;
 
-TEST(media_type, every_value_has_its_name_and_others_none) {
+TEST(media_type, every_value_has_a_name_and_other_numbers_have_none) {
     char const* const names[] = {"Video", "Audio", "Meta", "Text", "Hint", "INVALID", "", ""};
     for (unsigned int value = 0; value < std::size(names); ++value) {
         EXPECT_STREQ(information::media_type_to_c_str(static_cast<information::media_type>(value)),

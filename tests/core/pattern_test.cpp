@@ -1,4 +1,4 @@
-// The two regular expression libraries that kivcore can be built with find the same.
+// The two regular expression libraries that kivcore can be built with must find the same.
 
 #include <algorithm>
 #include <iterator>
@@ -14,7 +14,7 @@ namespace {
 using strings = std::vector<std::string>;
 using views = std::vector<std::string_view>;
 
-// So many that matches run as machine code, where there is any.
+// With this many texts, patterns run as machine code if the library supports it.
 constexpr std::size_t k_many = 100;
 
 void expect_the_same(std::string const& pattern, views const& texts) {
@@ -34,7 +34,7 @@ strings words(char const* text) {
     return {std::istream_iterator<std::string>(rest), {}};
 }
 
-TEST(pattern_seats, nasty_patterns_mean_the_same) {
+TEST(regex_libraries, tricky_patterns_mean_the_same) {
     strings texts =
         words(R"(a aa ab abc A y \ a/b 8 (a) a)b E a|b a\b a#b [a] - ] aaaaaaaaaaaaaaaaaaaaaaaa)");
     for (char const* odd : {"", "a\n", "\n", "\r\n", "\t", "a b", "\xff", "\x85"}) {
@@ -58,7 +58,7 @@ TEST(pattern_seats, nasty_patterns_mean_the_same) {
     }
 }
 
-// Patterns and texts that have to do with each other.
+// Patterns and texts of similar characters, so that many match.
 class random_texts {
   public:
     std::string text() {
@@ -103,7 +103,7 @@ class random_texts {
     std::mt19937 random{20261123};
 };
 
-TEST(pattern_seats, random_patterns_mean_the_same) {
+TEST(regex_libraries, random_patterns_mean_the_same) {
     random_texts random;
     int pairs = 0;
     int matches = 0;
@@ -121,8 +121,8 @@ TEST(pattern_seats, random_patterns_mean_the_same) {
     EXPECT_GT(matches, 100);
 }
 
-// The list is complete as far as anybody knows, and nothing is on it without need.
-TEST(pattern_seats, known_differences_are_still_there) {
+// Each listed difference must still exist; otherwise remove it from the list.
+TEST(regex_libraries, known_differences_still_exist) {
     for (support::difference const& known : support::known_differences()) {
         std::string const example = known.example;
         EXPECT_TRUE(support::may_differ(example)) << known.reason;

@@ -73,7 +73,7 @@ TEST(property, values_of_different_kinds_are_neither_equal_nor_ordered) {
     }
 }
 
-// Every one is less than all behind it and equal to itself alone.
+// Each value is less than all later ones and equal only to itself.
 void expect_ascending(std::vector<std::shared_ptr<property>> const& values) {
     for (std::size_t i = 0; i < values.size(); ++i) {
         for (std::size_t j = 0; j < values.size(); ++j) {
@@ -102,7 +102,7 @@ TEST(property, values_of_one_kind_are_ordered) {
     EXPECT_FALSE(a >= property_string("ab"));
 }
 
-TEST(property, reals_compare_as_ieee_has_it) {
+TEST(property, reals_compare_as_in_ieee_754) {
     property_real const nan(std::numeric_limits<double>::quiet_NaN());
     EXPECT_FALSE(nan == nan);
     EXPECT_FALSE(nan < property_real(0));
@@ -110,9 +110,9 @@ TEST(property, reals_compare_as_ieee_has_it) {
     EXPECT_TRUE(property_real(0.0) == property_real(-0.0));
 }
 
-TEST(property, containers_are_ordered_by_which_elements_they_hold) {
+TEST(property, containers_are_ordered_by_the_addresses_of_their_elements) {
     property_int elements[] = {property_int(9), property_int(1), property_int(1)};
-    property* const p0 = &elements[0];  // ascending addresses, whatever they hold
+    property* const p0 = &elements[0];  // ascending addresses, regardless of the values
     property* const p1 = &elements[1];
     property* const p2 = &elements[2];
     using list = std::list<property*>;
@@ -123,7 +123,7 @@ TEST(property, containers_are_ordered_by_which_elements_they_hold) {
                                        map{{"a", p0}, {"c", p1}}, map{{"a", p2}}, map{{"b", p1}}));
 }
 
-TEST(property, copies_have_bytes_of_their_own_and_share_the_elements) {
+TEST(property, copies_have_their_own_bytes_and_share_the_elements) {
     property_binary source({"\0b", 2});
     property_binary const copy = source;
     source = property_binary({"c", 1});

@@ -1,6 +1,6 @@
-# Compiles every public header alone, as C++17, with all warnings as errors, and refuses one
-# that lets a header of libxml2, PCRE2 or PCRE into its users' sources. What users do with the
-# headers is compiled in every standard that they may choose.
+# Compiles every public header alone, as C++17, with all warnings as errors, and refuses a
+# header that includes one of libxml2, PCRE2 or PCRE. Typical uses of the headers are compiled
+# in every standard that users may choose.
 
 set(sources)
 foreach(library base/morbase lib/kivsys lib/kivcore)
@@ -36,5 +36,5 @@ public_headers_check(public_headers 17 ${sources})
 foreach(standard 17 20 23)
     public_headers_check(public_uses_${standard} ${standard} core/public_uses.cpp)
 endforeach()
-# clang-tidy 14 crashes in later standards' headers. As C++17 it looks at the same source.
+# clang-tidy 14 crashes in the headers of later standards; it checks the same source as C++17.
 set_target_properties(public_uses_20 public_uses_23 PROPERTIES EXPORT_COMPILE_COMMANDS OFF)

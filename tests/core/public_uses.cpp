@@ -1,5 +1,5 @@
-// What hosts write with the public headers, compiled in each standard that they may use. C++20
-// rewrites comparisons: what one standard takes may be ambiguous in the next.
+// What hosts do with the public headers, compiled in each standard that they may use. C++20
+// rewrites comparisons: an expression that one standard accepts may be ambiguous in the next.
 
 #include <type_traits>
 
@@ -14,7 +14,7 @@ using kivcore::property_int;
 using kivcore::property_real;
 using kivcore::property_string;
 
-// Assignment through a base would lose what the value is, or leave it as it was.
+// Assignment through the base class would not assign the value of the derived class.
 static_assert(!std::is_copy_assignable_v<property> && std::is_copy_assignable_v<property_int>);
 static_assert(!std::is_copy_assignable_v<kivcore::plugins::info> &&
               std::is_copy_assignable_v<kivcore::__info>);

@@ -22,7 +22,7 @@ std::string overridden(std::string const& id) {
 
 class registry : public testing::Test {
   protected:
-    // Registers and gives what was printed; `entered` is the operation's answer.
+    // Registers and returns what was printed; `entered` is the result of the registration.
     std::string add(info_ptr const& description, support::factory_ptr const& maker = nullptr) {
         support::capture out(1);
         entered = plugins->register_with_info(description, maker);
@@ -41,7 +41,7 @@ class registry : public testing::Test {
     bool entered = false;
 };
 
-TEST_F(registry, only_a_native_plugin_takes_over_an_id_and_only_from_one_that_is_not) {
+TEST_F(registry, only_a_native_plugin_takes_over_an_id_and_only_from_one_that_is_not_native) {
     std::string const id = "io/read/k/tests/1.0";
     struct {
         char const* present;
@@ -112,7 +112,7 @@ TEST_F(registry, an_id_must_have_five_fields) {
     EXPECT_EQ(ids(), (strings{"////", "x/y/z/d/1.0"}));
 }
 
-TEST_F(registry, a_registration_by_id_describes_itself) {
+TEST_F(registry, a_registration_by_id_gets_a_description) {
     add_id("io/read/a|b/dev/1.2");
     info_ptr const description = plugins->describe_plugin("io/read/b/dev/1.2");
     strings keys;
@@ -126,7 +126,7 @@ TEST_F(registry, a_registration_by_id_describes_itself) {
               "interface.category=io\ninterface.key=a|b\ninterface.type=read\npath=\n");
 }
 
-TEST(a_registry, has_nothing_to_do_with_the_default_memory_resource_of_its_host) {
+TEST(a_registry, does_not_use_the_default_memory_resource_of_its_host) {
     auto* const former = std::pmr::set_default_resource(std::pmr::null_memory_resource());
     kivcore::plugins plugins("/nowhere");
     bool const entered = plugins.register_with_id("io/read/k/d/1.0", nullptr, "");
@@ -134,7 +134,7 @@ TEST(a_registry, has_nothing_to_do_with_the_default_memory_resource_of_its_host)
     EXPECT_TRUE(entered);
 }
 
-TEST_F(registry, creation_hands_out_the_factory_that_was_asked) {
+TEST_F(registry, creation_returns_the_factory_that_was_used) {
     support::factory_ptr const working = new fake_factory;
     support::factory_ptr const idle = new fake_factory([] { return nullptr; });
     add(described_as("", "a|b"), working);
@@ -154,19 +154,19 @@ TEST_F(registry, creation_hands_out_the_factory_that_was_asked) {
     EXPECT_EQ(output.out.text() + output.err.text(), "");
 }
 
-TEST_F(registry, a_factory_let_go_of_goes_when_the_registry_can_be_used_again) {
+TEST_F(registry, a_released_factory_is_destroyed_after_the_registry_is_unlocked) {
     int gone = 0;
     auto const look_back = [&] { gone += static_cast<int>(ids().size()); };
     auto const make_nothing = [] { return nullptr; };
     add(described_as("", "k"), new fake_factory(make_nothing, look_back));
     add(described_as("native", "k"), new fake_factory);
-    EXPECT_EQ(gone, 1);  // the one that was replaced
+    EXPECT_EQ(gone, 1);  // the replaced factory
     support::factory_ptr maker = new fake_factory(make_nothing, look_back);
     EXPECT_TRUE(plugins->create_with_id("io/read/k/tests/1.0", maker));
-    EXPECT_EQ(gone, 2);  // the one that the caller held
+    EXPECT_EQ(gone, 2);  // the factory that the caller held
 }
 
-TEST_F(registry, each_of_many_ids_is_found_and_nothing_beside_them) {
+TEST_F(registry, each_of_many_ids_is_found_and_no_others) {
     std::vector<info_ptr> descriptions;
     for (int i = 0; i < 3000; ++i) {
         descriptions.push_back(described_as("", "k" + std::to_string(i)));

@@ -25,8 +25,8 @@ strings found(strings const& ids, std::string const& pattern) {
     return plugins.find_plugins(pattern);
 }
 
-TEST(version_order, versions_are_ranked_by_four_fields_of_a_byte) {
-    // Ascending; those of one line weigh the same.
+TEST(version_order, versions_are_ordered_by_four_fields_of_one_byte) {
+    // Ascending; the versions of one line are equal.
     strings const ranks[] = {
         {"0", "", "text", "...", "256", "-", "- 1", "+-1", "\xc2\xa0 7", "0.0.0.0x10"},
         {"0.0.0.1", "0.0.0.-4294967295", "0.0.0.00000000000000000000000000001"},
@@ -47,7 +47,7 @@ TEST(version_order, versions_are_ranked_by_four_fields_of_a_byte) {
         {"128"},
         {"254.255.255.255"},
         {"255.255.255.1", "0.0.0.-255"},
-        // 32 bits, whatever the platform's long holds
+        // 32 bits, regardless of the size of long
         {"255.255.255.255", "0.0.0.-1", "0.0.0.4294967295", "0.0.0.4294967296",
          "0.0.0.18446744073709551616", "0.0.0.-4294967296", "0.0.0.99999999999999999999999999"}};
     std::vector<std::pair<strings const*, std::string>> versions;
@@ -75,7 +75,7 @@ TEST(id_order, ids_are_ordered_by_prefix_and_then_newest_first) {
 
 using id_place = std::tuple<std::string, unsigned int>;
 
-// The place of an id, computed the plain way.
+// The sort key of an id, computed in the simplest way.
 id_place place(std::string const& id) {
     auto const slash = id.rfind('/');
     std::string version = id.substr(slash + 1) + '.';
@@ -87,7 +87,7 @@ id_place place(std::string const& id) {
     return {id.substr(0, slash), ~key};
 }
 
-TEST(id_order, random_tables_are_listed_as_a_plain_sort_puts_them) {
+TEST(id_order, random_tables_are_listed_in_the_order_of_a_plain_sort) {
     std::mt19937 random{20240229};
     auto const one_of = [&random](strings const& pieces) {
         return pieces[random() % pieces.size()];
@@ -126,7 +126,7 @@ TEST(search, a_pattern_selects_whole_ids_newest_version_first) {
     }
 }
 
-TEST(search, a_version_may_hold_what_separates_fields) {
+TEST(search, a_version_may_contain_the_field_separator) {
     kivcore::plugins plugins("/nowhere");
     for (char const* version : {"1", "5/1", "7"}) {
         plugins.register_with_info(support::described({{"interface.category", "a"},
@@ -140,8 +140,8 @@ TEST(search, a_version_may_hold_what_separates_fields) {
     EXPECT_EQ(plugins.find_plugins("a/b/c/d/5.*"), strings{"a/b/c/d/5/1"});
 }
 
-// A search looks only where ids begin as the pattern does; a description tries all its keys.
-TEST(search, random_patterns_select_what_a_walk_over_everything_selects) {
+// A search only examines ids with the literal start of the pattern; a description tries all keys.
+TEST(search, random_patterns_select_the_same_ids_as_a_walk_over_all) {
     std::mt19937 random{20240301};
     auto const text_of = [&random](strings const& pieces, std::size_t most) {
         std::string text;
@@ -175,7 +175,7 @@ TEST(search, random_patterns_select_what_a_walk_over_everything_selects) {
         ASSERT_EQ(listed, keys) << pattern;
         selective += !keys.empty() && keys.size() < all.values.size() ? 1 : 0;
     }
-    EXPECT_GT(selective, 100);  // many patterns tell ids apart
+    EXPECT_GT(selective, 100);  // many patterns match some ids but not all
 }
 
 std::string repeated(std::string const& text, int times) {
@@ -186,11 +186,11 @@ std::string repeated(std::string const& text, int times) {
     return all;
 }
 
-// Less than platforms give by default. One size for all tests: the platform may well give
-// a thread the larger stack of one that ended.
+// Smaller than the platform's default. All tests use the same size, because the platform may reuse
+// the larger stack of a thread that ended.
 constexpr std::size_t k_small_stack = 128 << 10;
 
-// Runs something on a thread with a small stack of its own.
+// Runs act on a thread with a small stack.
 void on_a_small_stack(std::function<void()> act) {
     pthread_attr_t attributes;
     ASSERT_EQ(pthread_attr_init(&attributes), 0);
@@ -205,7 +205,7 @@ void on_a_small_stack(std::function<void()> act) {
     pthread_attr_destroy(&attributes);
 }
 
-// Long ids and long patterns, which could recurse once for each byte or group.
+// Long ids and long patterns, for which a matcher could recurse once for each byte or group.
 void search_with_long_texts() {
     std::string const long_id = "a/" + std::string(1 << 20, 'b') + "/c/d/1.0";
     strings const ids{long_id, "a/b/c/d/1.0"};
@@ -221,8 +221,8 @@ TEST(search, long_texts_do_not_overflow_the_stack) {
     on_a_small_stack(search_with_long_texts);
 }
 
-// Each step of this search looks at all of the id, and there are more steps than anybody has
-// time for: without a bound the test hangs.
+// Each step of this search reads the whole id, and the number of steps is huge: without a bound,
+// the test hangs.
 TEST(search, a_search_of_a_long_id_ends) {
     std::string const long_id = "a/b/c/d/" + std::string(1 << 16, 'a');
     char const* const slow = "a/b/c/d/(a(?=[^b]*+)|a(?=[^b]*+)){20}b";

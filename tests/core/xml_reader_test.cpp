@@ -20,7 +20,7 @@ std::atomic<int> sockets{0};
 
 }  // namespace
 
-// Stands in front of the platform's function: nothing here has any business on the network.
+// Replaces the platform's function: nothing here may use the network.
 extern "C" __attribute__((visibility("default"))) int socket(int /*domain*/, int /*type*/,
                                                              int /*protocol*/) noexcept {
     ++sockets;
@@ -35,7 +35,7 @@ using kivsys::xml::reader;
 
 using strings = std::vector<std::string>;
 
-// The message with which `work` raises an exception of this kind; says so if it does not.
+// The message of the exception of this kind that `work` raises, or a note that it raises none.
 template <typename kind>
 std::string message_of(std::function<void()> const& work) {
     try {
@@ -50,17 +50,17 @@ std::string message_of(std::function<void()> const& work) {
     return "nothing was raised";
 }
 
-// The two lines that are printed for one report.
+// The two lines that are printed for one error.
 std::string report(std::string const& message, int severity) {
     return "(readxml_base) error func called with msg: " + message +
            "\nsev: " + std::to_string(severity) + "\n";
 }
 
-// What an advance to the end of a document came to.
+// The result of reading a document to its end.
 struct walk {
     int nodes = 0;
-    bool ended = false;  // an advance gave false
-    std::string raised;  // by the advance after a report
+    bool ended = false;  // next_node returned false
+    std::string raised;  // by the step after an error
     std::string printed;
 };
 
@@ -82,8 +82,8 @@ walk walk_through(reader& document) {
 
 void ignore(void* /*context*/, xmlErrorPtr /*error*/) {}
 
-// The host has an error handler of its own, which the XML library would prefer to the reader,
-// and an error that it has not looked at yet. Both outlast whatever a reader does.
+// The host has its own error handler, which the XML library would prefer to the reader's, and an
+// error that it has not read yet. A reader must leave both unchanged.
 class xml_reader : public testing::Test {
   protected:
     void SetUp() override {
@@ -106,7 +106,7 @@ class xml_reader : public testing::Test {
     support::temporary_directory files;
 };
 
-TEST_F(xml_reader, what_a_document_breaks_on_is_printed_and_raised_by_its_reader_alone) {
+TEST_F(xml_reader, an_error_in_a_document_is_printed_and_raised_only_by_its_reader) {
     reader good(files.write("good.xml", "<a><b/></a>"));
     good.next_node();
     reader bad(files.write("bad.xml", "garbage"));
@@ -117,8 +117,8 @@ TEST_F(xml_reader, what_a_document_breaks_on_is_printed_and_raised_by_its_reader
         many += "<b/>";
     }
     std::string const mismatch = "Opening and ending tag mismatch: ";
-    // The content, the report, how many nodes come before it as far as known (the parser
-    // reads ahead), and the severity.
+    // The content, the message, the least number of nodes before it (the parser reads ahead),
+    // and the severity.
     std::tuple<std::string, std::string, int, int> const table[] = {
         {"", "Extra content at the end of the document\n", 0, 4},
         {"garbage", "Document is empty\n", 0, 4},
@@ -137,7 +137,7 @@ TEST_F(xml_reader, what_a_document_breaks_on_is_printed_and_raised_by_its_reader
         walk const result = walk_through(document);
         EXPECT_GE(result.nodes, nodes);
         EXPECT_EQ(result.nodes == 0, nodes == 0);
-        EXPECT_EQ(result.ended, severity == 4);  // after a warning the advance goes on
+        EXPECT_EQ(result.ended, severity == 4);  // after a warning, reading continues
         EXPECT_EQ(result.printed, report(message, severity));
         EXPECT_EQ(result.raised, "Parser error: \"" + message + "\"");
         EXPECT_EQ(message_of<es::arg>([&] { document.read(); }), result.raised);
@@ -149,7 +149,7 @@ TEST_F(xml_reader, what_a_document_breaks_on_is_printed_and_raised_by_its_reader
     EXPECT_EQ(message_of<es::arg>([&] { bad.read(); }), raised);
 }
 
-TEST_F(xml_reader, what_cannot_be_opened_is_named_whole_and_not_fetched) {
+TEST_F(xml_reader, a_path_that_cannot_be_opened_is_named_in_full_and_not_fetched) {
     sockets = 0;
     for (std::string const& path :
          {std::string("missing.xml"), std::string(2000, 'p'), std::string("HTTP://127.0.0.1/"),
@@ -165,7 +165,7 @@ TEST_F(xml_reader, what_cannot_be_opened_is_named_whole_and_not_fetched) {
     EXPECT_EQ(sockets, 0);
 }
 
-TEST_F(xml_reader, a_schema_path_needs_a_dot_and_no_schema) {
+TEST_F(xml_reader, a_schema_path_needs_a_dot_but_the_schema_need_not_exist) {
     std::string const path = write("<c/>");
     for (std::string const& schema : {files.write("no.rng", "schema"), std::string(".")}) {
         reader document(path, schema);
@@ -180,7 +180,7 @@ TEST_F(xml_reader, a_schema_path_needs_a_dot_and_no_schema) {
     }
 }
 
-TEST_F(xml_reader, validation_follows_the_documents_own_type_or_the_schema) {
+TEST_F(xml_reader, validation_uses_the_documents_own_type_or_the_schema) {
     std::string const type = "<!DOCTYPE a [<!ELEMENT a (b)><!ELEMENT b EMPTY>]>";
     std::string const schema =
         files.write("schema.rng",
@@ -200,7 +200,7 @@ TEST_F(xml_reader, validation_follows_the_documents_own_type_or_the_schema) {
           "Element a content does not follow the DTD, expecting (b), got (c)\n"}},
         {reader::k_validation_relaxng, 3, "<a><b/></a>", {}},
         {reader::k_validation_relaxng, 2, "<a><c/></a>", {"Did not expect element c there\n"}},
-        {3, 4, type + "<a><c/></a>", {}},  // no validation has this number
+        {3, 4, type + "<a><c/></a>", {}},  // not a valid type of validation
         {-1, 4, type + "<a><c/></a>", {}},
     };
     for (auto const& [validation, nodes, content, reports] : table) {
@@ -223,7 +223,7 @@ TEST_F(xml_reader, validation_follows_the_documents_own_type_or_the_schema) {
     EXPECT_EQ(walk_through(begun).printed, "");
 }
 
-TEST_F(xml_reader, a_schema_that_cannot_be_used_is_refused_and_the_reader_goes_on) {
+TEST_F(xml_reader, an_unusable_schema_is_refused_and_the_reader_continues) {
     sockets = 0;
     support::capture const libxml2_errors(2);
     std::string const path = write("<c/>");
@@ -243,7 +243,7 @@ TEST_F(xml_reader, a_schema_that_cannot_be_used_is_refused_and_the_reader_goes_o
     EXPECT_EQ(sockets, 0);
 }
 
-TEST_F(xml_reader, a_walk_meets_every_node_in_document_order) {
+TEST_F(xml_reader, a_walk_visits_every_node_in_document_order) {
     reader document(
         write("<a xmlns:p='urn:p'>\n <p:b>x</p:b><![CDATA[<c>]]><!-- k --><?target z?>"
               " t&amp;u&#228; <e/></a>"));
@@ -271,7 +271,7 @@ TEST_F(xml_reader, a_walk_meets_every_node_in_document_order) {
     document.raise_if_broken_off();
 }
 
-TEST_F(xml_reader, skip_passes_over_what_is_inside) {
+TEST_F(xml_reader, skip_leaves_out_the_contents_of_an_element) {
     reader document(write("<a><b><c>1</c><b/></b><d/><e>2</e></a>"));
     document.next_node();
     document.next_node();
@@ -284,13 +284,13 @@ TEST_F(xml_reader, skip_passes_over_what_is_inside) {
     EXPECT_EQ(names, "d1 e1 a0 ");
 }
 
-TEST_F(xml_reader, skip_to_node_stays_where_the_type_already_is) {
+TEST_F(xml_reader, skip_to_node_stays_if_the_type_already_matches) {
     std::string const half(70000, 'x');
     reader document(write("<a> <b/>\n<c>" + half + "&lt;" + half + "</c></a>"));
     ASSERT_TRUE(document.skip_to_node(reader::k_node_element));
     ASSERT_TRUE(document.skip_to_node(reader::k_node_element));
     EXPECT_EQ(document.get_depth(), 0);
-    ASSERT_TRUE(document.skip_to_node(reader::k_node_text));  // white space alone is none
+    ASSERT_TRUE(document.skip_to_node(reader::k_node_text));  // white space does not count as text
     std::string text;
     document.get_value(text);
     EXPECT_TRUE(text == half + "<" + half) << text.size();
@@ -298,7 +298,7 @@ TEST_F(xml_reader, skip_to_node_stays_where_the_type_already_is) {
     EXPECT_FALSE(document.skip_to_node(reader::k_node_text));
 }
 
-TEST_F(xml_reader, attributes_are_found_by_name_number_and_walk) {
+TEST_F(xml_reader, attributes_are_found_by_name_by_number_and_by_walking) {
     reader document(write("<a one='1' two=''>text</a>"));
     document.next_node();
     std::string value = "kept";
@@ -338,7 +338,7 @@ TEST_F(xml_reader, an_attribute_node_has_its_whole_value_or_none) {
     EXPECT_EQ(value.size(), 11 * megabyte.size());
 }
 
-TEST_F(xml_reader, asking_for_names_with_a_prefix_costs_the_document_nothing) {
+TEST_F(xml_reader, reading_prefixed_names_does_not_break_off_a_large_document) {
     std::string content = "<p:a xmlns:p='urn:p'>";
     for (int i = 0; i < 1000; ++i) {
         content += "<p:" + std::string(10000, 'n') + std::to_string(i) + "/>";
@@ -353,8 +353,8 @@ TEST_F(xml_reader, asking_for_names_with_a_prefix_costs_the_document_nothing) {
     document.raise_if_broken_off();
 }
 
-// A larger document is walked node by node, for its bounds.
-TEST_F(xml_reader, a_skip_from_an_attribute_leaves_its_element_whatever_the_size) {
+// A larger document is walked node by node, to check its bounds.
+TEST_F(xml_reader, a_skip_from_an_attribute_leaves_its_element_in_a_document_of_any_size) {
     for (std::size_t const size : {0UL, 8000UL}) {
         std::string const xml = "<a><b x='1'><c/></b><d/>" + std::string(size, ' ') + "</a>";
         reader document({"in memory.xml", xml}, "in memory.rng");

@@ -1,5 +1,5 @@
-// Every operation with every one of its allocations failing. The allocator here stands
-// before the platform's for every library that the program loads.
+// Runs every operation with each of its allocations failing. The allocator here replaces the
+// platform's for every library that the program loads.
 
 #include <algorithm>
 #include <atomic>
@@ -32,7 +32,7 @@ void __libc_free(void* block);
 
 namespace {
 
-// Plain values: what is asked for within an allocation must not itself allocate.
+// Plain values: code that runs within an allocation must not allocate.
 thread_local bool armed = false;
 thread_local bool from_there_on = false;
 thread_local long left = 0;  // allocations that still succeed
@@ -75,7 +75,7 @@ void* realloc(void* block, std::size_t size) noexcept {
     if (block == nullptr) {
         return counted(moved);
     }
-    blocks -= size == 0 ? 1 : 0;  // a size of nothing gives the block back
+    blocks -= size == 0 ? 1 : 0;  // a size of 0 frees the block
     return moved;
 }
 
@@ -101,17 +101,17 @@ constexpr char const* k_native = "io/read/native/tests/1.0";
 
 enum e_ending { k_returned, k_raised, k_raised_undocumented };
 
-// What an operation gave, and what was there behind it.
+// The result of an operation, and the state after it.
 struct outcome {
-    bool met = false;  // whether the allocation that was to fail was asked for
+    bool met = false;  // whether the allocation to fail was reached
     e_ending ending = k_returned;
     long long number = 0;
     strings list;
-    long failures = 0;  // directories that were told to have failed
+    long failures = 0;  // directories that were reported as failed
     strings entries;
 };
 
-// What there is for an operation. Objects go before the registry.
+// What an operation works on. Objects are destroyed before the registry.
 struct world {
     std::string directory;
     support::registry_ptr registry = new kivcore::plugins("/nowhere");
@@ -124,19 +124,19 @@ struct world {
 
 struct scenario {
     char const* name;
-    bool loaded;  // whether the registry holds the plug-ins before
-    // How many blocks the libraries below ours may lose: the XML library up to two while it
-    // opens a document, the one for regular expressions one while it compiles.
+    bool loaded;  // whether the registry has the plug-ins beforehand
+    // How many blocks other libraries may leak: the XML library up to two while it opens a
+    // document, the regular expression library one while it compiles.
     long lost_below;
     std::function<void(world&)> act;
 };
 
-// What the test is called by.
+// The name of the test.
 std::ostream& operator<<(std::ostream& out, scenario const& tried) {
     return out << tried.name;
 }
 
-// A line for every entry: its id, its description, and whether an object can be made.
+// A line for every entry: its id, its description, and whether an object can be created.
 strings entries_of(kivcore::plugins& registry) {
     strings lines;
     for (std::string const& id : registry.find_plugins(".*")) {
@@ -153,7 +153,7 @@ strings entries_of(kivcore::plugins& registry) {
     return lines;
 }
 
-// Leaves the outcome's first two; where memory is short, nothing else may be done.
+// Sets met and ending of the outcome. It must do nothing else, since memory is short.
 void act_with_fault(scenario const& tried, world& there, long number, bool for_good) {
     left = number;
     from_there_on = for_good;
@@ -179,7 +179,7 @@ outcome run(scenario const& tried, std::string const& directory, long number, bo
         there.registry->load_plugins(directory);
         there.description = there.registry->describe_plugin(k_reader);
     }
-    // The XML library cannot do without memory for what it keeps for a thread.
+    // The XML library crashes if it has no memory for its data for a thread: set that up now.
     xmlGetLastError();
     support::capture errors(2);
     act_with_fault(tried, there, number, for_good);
@@ -269,18 +269,18 @@ class memory_exhaustion : public testing::TestWithParam<scenario> {
         }
         files.write("broken/plugin.xml", "<bundle><plugin></bundle>");
         files.write("unbound/plugin.xml", support::plugin_element("native", "read", "unbound", {}));
-        // Here and not on a passing thread: the XML library belongs to the first that uses it.
+        // Not on a short-lived thread: the XML library belongs to the first thread that uses it.
         whole = run(GetParam(), files.path(), k_none, false);
     }
 
-    // On a thread of its own, which takes along what libraries keep for a thread.
+    // On its own thread, so that the libraries' data for the thread is freed with it.
     outcome run_on_a_thread(long number, bool for_good) const {
         outcome result;
         std::thread([&] { result = run(GetParam(), files.path(), number, for_good); }).join();
         return result;
     }
 
-    // Whether the operation did all that it does when nothing fails.
+    // Whether the operation did everything that it does without a failure.
     bool complete(outcome const& result) const {
         return result.ending == k_returned && result.list == whole.list &&
                result.number == whole.number && result.failures == whole.failures;
@@ -288,7 +288,7 @@ class memory_exhaustion : public testing::TestWithParam<scenario> {
 
     // Whether it failed in a documented way: an exception, a result, a line for each
     // directory that did not load, or a directory of plug-ins that could not be listed.
-    bool told(outcome const& result) const {
+    bool documented(outcome const& result) const {
         long long const seen = result.number + result.failures;
         bool const loading = whole.failures > 0;
         return result.ending == k_raised ||
@@ -297,14 +297,14 @@ class memory_exhaustion : public testing::TestWithParam<scenario> {
                  (loading && (seen == 0 || seen == whole.number + whole.failures))));
     }
 
-    // Runs with one failure, and tells whether there was such an allocation.
+    // Runs with one failure; returns whether that allocation was reached.
     bool checked_run(long number, bool for_good) const {
         long const before = blocks;
         bool met = false;
         {
             outcome const result = run_on_a_thread(number, for_good);
             met = result.met;
-            EXPECT_TRUE(complete(result) || (met && told(result))) << "allocation " << number;
+            EXPECT_TRUE(complete(result) || (met && documented(result))) << "allocation " << number;
             EXPECT_TRUE(std::includes(whole.entries.begin(), whole.entries.end(),
                                       result.entries.begin(), result.entries.end()))
                 << "allocation " << number;
@@ -316,13 +316,13 @@ class memory_exhaustion : public testing::TestWithParam<scenario> {
     }
 
     support::temporary_directory files;
-    outcome whole;  // what comes when nothing fails
+    outcome whole;  // the outcome without a failure
 };
 
-TEST_P(memory_exhaustion, every_allocation_may_fail) {
-    run_on_a_thread(k_none, false);  // what is set up once for the process
+TEST_P(memory_exhaustion, every_failed_allocation_is_handled) {
+    run_on_a_thread(k_none, false);  // sets up what libraries need once in a process
     for (bool const for_good : {false, true}) {
-        SCOPED_TRACE(for_good ? "and all behind it" : "alone");
+        SCOPED_TRACE(for_good ? "and all later ones" : "alone");
         long number = 0;
         while (checked_run(number, for_good)) {
             ++number;

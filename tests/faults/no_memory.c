@@ -1,6 +1,6 @@
-// Loaded before a program's libraries: has one allocation of its main function fail, the one
-// numbered FAILING from 0, and with FOR_GOOD all after it. Writes how many were asked for to
-// the file ALLOCATIONS.
+// Preloaded into a program: makes one allocation of its main function fail, the one numbered
+// FAILING, counted from 0, and with FOR_GOOD also all later ones. Writes the number of allocations
+// to the file ALLOCATIONS.
 
 #include <dlfcn.h>
 #include <errno.h>
@@ -68,11 +68,11 @@ static void report(void) {
     }
 }
 
-// The XML library, where the program has it, ends the process when it cannot set itself up; the
-// C library never loads a locale again that it could not load.
+// If the program uses the XML library and its set-up fails, the XML library ends the process. If
+// the C library fails to load a locale, it never tries again. So both are set up beforehand.
 static void set_up_libraries(void) {
     locale_t const former = uselocale(newlocale(LC_CTYPE_MASK, "C.UTF-8", NULL));
-    btowc(0x80);  // beyond ASCII, which needs no conversion
+    btowc(0x80);  // not ASCII, so it needs the conversion
     uselocale(former);
     char const* const names[] = {"xmlInitParser", "xmlSchemaInitTypes", "xmlRelaxNGInitTypes"};
     for (size_t i = 0; i < sizeof names / sizeof *names; ++i) {
@@ -95,7 +95,7 @@ static int armed_main(int words, char** first, char** environment) {
 
 int __libc_start_main(main_function* wrapped, int words, char** first, void (*init)(void),
                       void (*fini)(void), void (*end)(void), void* stack_end) {
-    // POSIX has a function fit into this, ISO C does not.
+    // POSIX lets a void pointer hold a function, ISO C does not.
     start_function* const next =
         __extension__(start_function*) dlsym(RTLD_NEXT, "__libc_start_main");
     program = wrapped;

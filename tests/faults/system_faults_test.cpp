@@ -1,6 +1,6 @@
-// Directories, descriptions and shared objects when the platform fails. The calls here
-// stand before the platform's for every library that the program loads. With 64-bit file
-// positions, readdir and open are readdir64 and open64 to the linker.
+// Directories, descriptions and shared objects when the platform fails. The functions here
+// replace the platform's for every library that the program loads. With 64-bit file positions,
+// the linker sees readdir and open as readdir64 and open64.
 
 #include <dirent.h>
 #include <dlfcn.h>
@@ -25,8 +25,8 @@ namespace {
 enum e_call { k_readdir, k_open, k_read, k_dlopen, k_dlsym };
 enum e_effect { k_fails, k_ends, k_is_short, k_hides_types };
 
-// While one of these lives, a call of this thread is struck, counted from 0, and where it
-// strikes for good every one behind it as well.
+// While this exists, it affects one call of its thread, counted from 0, or with for_good also all
+// later ones.
 struct system_fault {
     system_fault(e_call which, e_effect what, int error_number, long first, bool lasting)
         : call(which), effect(what), error(error_number), left(first), for_good(lasting) {
@@ -50,7 +50,7 @@ struct system_fault {
 
 thread_local system_fault* system_fault::active = nullptr;
 
-// The fault that strikes this call, if one does.
+// The fault that affects this call, or null.
 system_fault const* striking(e_call call) {
     system_fault* const fault = system_fault::active;
     if (fault == nullptr || fault->call != call) {
@@ -64,8 +64,8 @@ system_fault const* striking(e_call call) {
     return fault;
 }
 
-// dlsym is among those that fail, so the way past it is another. Each processor has versions of
-// its own.
+// dlsym is one of the replaced functions, so dlvsym finds the platform's. The versions depend on
+// the processor.
 template <typename function>
 function* platform(function* /*like*/, char const* name) {
     void* found = nullptr;
@@ -126,8 +126,7 @@ constexpr char const* k_head = "failed to load plugin: ";
 
 class system_faults : public testing::Test {
   protected:
-    // Our own lines on standard error. What the XML library tells of a file that it cannot
-    // read, on standard error unless the host takes it elsewhere, stands before them.
+    // What is printed on standard error. It must start with a message of this library.
     template <typename action>
     std::string errors_of(action const& act) {
         support::captured_output output;
@@ -142,9 +141,9 @@ class system_faults : public testing::Test {
     support::registry_ptr registry = new kivcore::plugins("/nowhere");
 };
 
-// A description of several blocks, each of which may be the one that cannot be read.
-TEST_F(system_faults, a_description_loads_whole_or_is_reported) {
-    // The name, the call, what becomes of it, and whether every one behind it is struck.
+// The description takes several reads; each of them may fail.
+TEST_F(system_faults, a_description_loads_completely_or_is_reported) {
+    // The name, the call, the effect, the errno value, and whether all later calls are affected.
     std::tuple<char const*, e_call, e_effect, int, bool> const faults[] = {
         {"reads fail", k_read, k_fails, EIO, true},
         {"a read fails", k_read, k_fails, EIO, false},
@@ -177,7 +176,7 @@ TEST_F(system_faults, a_description_loads_whole_or_is_reported) {
     }
 }
 
-TEST_F(system_faults, a_file_that_is_never_opened_has_the_documented_line) {
+TEST_F(system_faults, a_description_that_cannot_be_opened_gets_the_documented_message) {
     files.write("a/plugin.xml", reader_element("a"));
     for (int const error : {EMFILE, EACCES}) {
         std::string const errors = errors_of([&] {
@@ -188,7 +187,7 @@ TEST_F(system_faults, a_file_that_is_never_opened_has_the_documented_line) {
     }
 }
 
-TEST_F(system_faults, a_directory_without_types_is_scanned_all_the_same) {
+TEST_F(system_faults, a_directory_without_entry_types_is_still_scanned) {
     files.write("a/plugin.xml", reader_element("a"));
     files.write("notes.txt", "");
     std::string const errors = errors_of([&] {
@@ -199,7 +198,7 @@ TEST_F(system_faults, a_directory_without_types_is_scanned_all_the_same) {
     EXPECT_EQ(errors, support::cannot_open(files.path("notes.txt")));
 }
 
-TEST_F(system_faults, a_listing_that_breaks_off_keeps_what_came_before) {
+TEST_F(system_faults, an_interrupted_listing_keeps_what_came_before) {
     for (char const* key : {"a", "b", "c"}) {
         files.write(std::string(key) + "/plugin.xml", reader_element(key));
     }
@@ -213,7 +212,7 @@ TEST_F(system_faults, a_listing_that_breaks_off_keeps_what_came_before) {
     }
 }
 
-TEST_F(system_faults, what_the_dynamic_linker_refuses_is_raised_and_tried_again) {
+TEST_F(system_faults, a_dynamic_linker_failure_is_raised_and_the_next_call_tries_again) {
     std::pair<e_call, char const*> const refusals[] = {
         {k_dlopen, "failed to load binary image: unknown reason"},
         {k_dlsym, "couldn't find open function in binary image"}};

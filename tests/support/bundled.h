@@ -1,5 +1,5 @@
-// The bundled plug-ins, out of the directories that the build made, and what their readers
-// give, as text that an expectation can name whole.
+// Creates objects of the bundled plug-ins from the build tree, and turns what their readers
+// return into text that a test can compare whole.
 
 #ifndef TESTS_SUPPORT_BUNDLED_H
 #define TESTS_SUPPORT_BUNDLED_H
@@ -11,7 +11,7 @@
 
 namespace support {
 
-// What the plug-in with this key makes, which has the directory of the same name.
+// An object of the plug-in with this key, from the plug-in directory of the same name.
 template <typename Interface>
 kivcore::instance<Interface> bundled(std::string const& type, std::string const& key) {
     morbase::ptr_refcount<kivcore::plugins> registry(new kivcore::plugins(""));
@@ -23,7 +23,7 @@ kivcore::instance<Interface> bundled(std::string const& type, std::string const&
     return made;
 }
 
-// What stands for a read that fails with this errno value.
+// The text for a read that fails with this errno value.
 inline std::string failure(int number) {
     return "!-" + std::to_string(number);
 }
@@ -34,8 +34,8 @@ inline std::string take(kivcore::reader& from, std::size_t count) {
     return got < 0 ? "!" + std::to_string(got) : bytes.substr(0, static_cast<std::size_t>(got));
 }
 
-// Everything up to the end, or up to a failure, which stands last then. The size of the
-// portions divides nothing evenly.
+// Everything up to the end, or up to a failure, whose text comes last. The default portion is a
+// prime number, so it never divides a size evenly.
 inline std::string take_all(kivcore::reader& from, std::size_t portion = 10007) {
     std::string all;
     std::string part(portion, '\0');

@@ -21,7 +21,7 @@ void capture::stop() {
     if (original < 0) {
         return;
     }
-    // Nothing is flushed here: a notice has to be out as soon as it is printed.
+    // Nothing is flushed here: the library must write its messages at once.
     dup2(original, descriptor);
     close(original);
     original = -1;

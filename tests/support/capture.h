@@ -1,5 +1,5 @@
-// What is written to standard output or standard error while one of these lives,
-// by whoever in the process writes it: captured at the file descriptor.
+// Captures what any code in the process writes to standard output or standard error while a
+// capture exists, at the file descriptor.
 
 #ifndef TESTS_SUPPORT_CAPTURE_H
 #define TESTS_SUPPORT_CAPTURE_H
@@ -19,7 +19,7 @@ class capture {
     capture(capture const&) = delete;
     capture& operator=(capture const&) = delete;
 
-    // Ends the capture and gives everything that was written.
+    // Ends the capture and returns everything that was written.
     std::string text();
 
   private:

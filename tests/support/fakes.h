@@ -1,5 +1,5 @@
-// What a host brings along for a registry: descriptions, factories and objects made by
-// hand, and the text of description files.
+// Descriptions, factories and objects for a registry, made by the test itself, and the text of
+// description files.
 
 #ifndef TESTS_SUPPORT_FAKES_H
 #define TESTS_SUPPORT_FAKES_H
@@ -34,7 +34,7 @@ inline info_ptr described_as(std::string const& flavor, std::string const& key) 
                       {"info.version", "1.0"}});
 }
 
-// A reader of nothing that tells of its end.
+// An empty reader that calls at_the_end when it is destroyed.
 class fake_reader final : public kivcore::reader {
   public:
     explicit fake_reader(std::function<void()> at_the_end = {}) : farewell(std::move(at_the_end)) {}
@@ -53,7 +53,7 @@ class fake_reader final : public kivcore::reader {
     std::function<void()> farewell;
 };
 
-// A factory that makes what it is told, and tells of its end.
+// A factory that creates objects with maker and calls at_the_end when it is destroyed.
 class fake_factory final : public kivcore::plugins::factory {
   public:
     explicit fake_factory(
@@ -86,7 +86,7 @@ inline std::string plugin_element(std::string const& flavor, std::string const& 
            "</developer></info></plugin>";
 }
 
-// The bindings of the plug-in `memory` as a reader that is positioned by seek.
+// The bindings of the plug-in `memory` for a reader with a seek function.
 inline keys_and_values const k_memory_reader = {{"open", "memory_open"},
                                                 {"close", "memory_close"},
                                                 {"read", "memory_read"},
@@ -102,7 +102,7 @@ inline std::string id_of(std::string const& key) {
     return "io/read/" + key + "/tests/1.0";
 }
 
-// The line for a plug-in directory without a description that can be opened.
+// The message for a plug-in directory whose description cannot be opened.
 inline std::string cannot_open(std::string const& directory) {
     return "failed to load plugin: Could not create xml reader for \"" + directory +
            "/plugin.xml\"\n";

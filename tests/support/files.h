@@ -1,4 +1,4 @@
-// Files and directories made for one test and gone after it.
+// Files and directories made for one test and removed after it.
 
 #ifndef TESTS_SUPPORT_FILES_H
 #define TESTS_SUPPORT_FILES_H
@@ -17,13 +17,13 @@ class temporary_directory {
     temporary_directory(temporary_directory const&) = delete;
     temporary_directory& operator=(temporary_directory const&) = delete;
 
-    // Its path, or the path of something in it.
+    // Its path, or the path of an entry in it.
     std::string path(std::string const& name = "") const;
 
-    // Writes a file, with the directories on the way to it; gives its path.
+    // Writes a file and creates the directories that its path needs; returns its path.
     std::string write(std::string const& name, std::string const& content) const;
 
-    // Runs a command of the shell in it; gives the command's status.
+    // Runs a shell command in it; returns the command's status.
     int shell(std::string const& command) const;
 
   private:
@@ -32,10 +32,10 @@ class temporary_directory {
 
 std::string read_file(std::string const& path);
 
-// How many files this process has open.
+// The number of files that this process has open.
 std::ptrdiff_t open_files();
 
-// Text to fill files with, of which no two places are alike.
+// Text to fill files with; no two parts of it are alike.
 std::string sample(std::size_t size);
 
 }  // namespace support

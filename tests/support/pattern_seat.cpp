@@ -1,5 +1,5 @@
-// Compiled once for each source of pattern.h, with SEAT the name that it is called by. All else
-// stays hidden in its library.
+// Compiled once for each implementation of pattern.h. SEAT is the name of the exported function;
+// everything else stays hidden in its library.
 
 #include "pattern.h"
 #include "pattern_seats.h"

@@ -1,7 +1,7 @@
 include_guard(GLOBAL)
 
-# pattern_seats: the two sources of code/lib/kivcore/src/pattern.h, each with what it needs in a
-# library of its own, so that a program can compare them. Needs both libraries below them.
+# pattern_seats: the two implementations of code/lib/kivcore/src/pattern.h, each in its own
+# library, so that a program can compare them. Needs both regular expression libraries.
 set(kivcore_sources ${PROJECT_SOURCE_DIR}/code/lib/kivcore/src)
 add_library(pattern_seats STATIC ${CMAKE_CURRENT_LIST_DIR}/pattern_seats.cpp)
 target_include_directories(pattern_seats PUBLIC ${CMAKE_CURRENT_LIST_DIR}/..)

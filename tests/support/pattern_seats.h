@@ -1,5 +1,5 @@
-// The two sources of kivcore's pattern.h side by side, each in a library of its own, and what
-// is known to differ between them.
+// The two implementations of kivcore's pattern.h, each in its own library, and the known
+// differences between them.
 
 #ifndef SUPPORT_PATTERN_SEATS_H
 #define SUPPORT_PATTERN_SEATS_H
@@ -15,8 +15,8 @@ std::vector<std::string> matching_with_pcre2(std::string const& pattern,
 std::vector<std::string> matching_with_pcrecpp(std::string const& pattern,
                                                std::vector<std::string_view> const& texts);
 
-// Patterns that hold one of the marks and, where there are others, one of those as well may
-// mean different things. The example matches its text with one of the two only.
+// A pattern may mean different things if it contains one of the marks and, if there are others,
+// also one of those. The example matches its text with only one of the two libraries.
 struct difference {
     char const* reason;
     std::vector<std::string> marks;
@@ -28,7 +28,7 @@ struct difference {
 
 std::vector<difference> const& known_differences();
 
-// Whether the pattern is like one of the examples.
+// Whether one of the known differences may apply to the pattern.
 bool may_differ(std::string const& pattern);
 
 }  // namespace support

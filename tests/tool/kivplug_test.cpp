@@ -1,4 +1,4 @@
-// kivplug, run as its users run it.
+// Runs kivplug as its users do.
 
 #include <elf.h>
 #include <fcntl.h>
@@ -25,12 +25,12 @@ struct result {
     std::string err;
 };
 
-// The plug-ins that are used unless a test names others.
+// The plug-ins to use unless a test names others.
 constexpr char const* k_bundled_path = "KIVPLUG_PATH='" BUILT_PLUGIN_DIR "'";
 
 constexpr char const* k_sound = "'io/read/wav/kivcore/.*' sound.wav ";
 
-// A native plug-in's description; the shared object, if there is one, is another matter.
+// A native plug-in's description, without a shared object.
 std::string description(std::string const& key, std::string const& version, std::string const& name,
                         std::string const& create = "make") {
     return "<plugin id='p'><interface><category>io</category><type>read</type><key>" + key +
@@ -41,8 +41,8 @@ std::string description(std::string const& key, std::string const& version, std:
 
 class kivplug : public ::testing::Test {
   protected:
-    // Runs the program there, as a shell does: the arguments may redirect, quote and go on
-    // into a pipe.
+    // Runs the program through a shell in the test's directory: the arguments may redirect, quote
+    // and continue with a pipe.
     result run(std::string const& arguments,
                std::string const& environment = k_bundled_path) const {
         int const status =
@@ -55,7 +55,7 @@ class kivplug : public ::testing::Test {
         files.write(directory + "/plugin.xml", content);
     }
 
-    // The directory p: a plug-in of tests/fixtures/native with that create function.
+    // Makes the directory p: the plug-in of tests/fixtures/native with that create function.
     void describe_native(std::string const& create) const {
         ASSERT_EQ(files.shell("mkdir -p p && cp -r '" TEST_PLUGIN_DIR "/native/darwin' p"), 0);
         describe("p", description("k", "1.0", "Native", create));
@@ -73,7 +73,7 @@ class kivplug : public ::testing::Test {
         return run("browse 'io/browse/archive/.*' " + arguments).out;
     }
 
-    // The program, watching the directory w, while the commands are run beside it.
+    // Runs the program to watch the directory w, and the commands at the same time.
     result watch(std::string const& arguments, std::string const& commands) const {
         std::filesystem::create_directory(files.path("w"));
         std::string const await =
@@ -121,7 +121,7 @@ TEST_F(kivplug, lists_and_describes_plugins) {
                    "the ids");
 }
 
-TEST_F(kivplug, prints_json_that_holds_any_text) {
+TEST_F(kivplug, prints_valid_json_for_any_text) {
     describe("p", description("k", "1.0", "\"N\"\n&lt;"));
     describe("p2/first", description("!", "1.0", "Sorted first"));
     describe("p2/exact", description(".", "1.0", "An exact id goes before a pattern"));
@@ -135,7 +135,7 @@ TEST_F(kivplug, prints_json_that_holds_any_text) {
     EXPECT_EQ(run("list --json -d empty").out, "[]\n");
 }
 
-TEST_F(kivplug, chooses_directories_by_option_then_environment_then_its_own) {
+TEST_F(kivplug, uses_the_directories_of_the_option_the_environment_or_the_installation) {
     describe("a", description("k&#x9b;", "1.0", "A"));
     describe("b", description("k&#x9b;", "2.0", "B"));
     describe("c", description("k&#x9b;", "1.0", "C"));
@@ -152,7 +152,7 @@ TEST_F(kivplug, chooses_directories_by_option_then_environment_then_its_own) {
         "interface)\n");
 }
 
-TEST_F(kivplug, says_what_keeps_a_directory_from_loading) {
+TEST_F(kivplug, says_why_a_directory_does_not_load) {
     describe("good", description("k", "1.0", "Good"));
     struct {
         char const* directory;
@@ -273,7 +273,7 @@ TEST_F(kivplug, browses_an_archive_down_to_its_files) {
     expect_refused("browse " + id, id + " has no place of its own to start from; give a PATH");
 }
 
-TEST_F(kivplug, a_tree_without_an_end_is_given_up) {
+TEST_F(kivplug, gives_up_on_an_endless_tree) {
     std::string const deeper = "\"s,^,$(printf 'a/%.0s' $(seq 5000)),\"";
     ASSERT_EQ(files.shell("touch f && tar -cf d.tar --transform " + deeper + " f"), 0);
     auto const walked = run("browse 'io/browse/archive/.*' d.tar --recursive --json");
@@ -288,7 +288,8 @@ TEST_F(kivplug, a_tree_without_an_end_is_given_up) {
 }
 
 TEST_F(kivplug, shows_tracks_and_copies_their_frames) {
-    std::string const samples = support::sample(6000);  // two frames of 1024 samples, and the rest
+    std::string const samples =
+        support::sample(6000);  // two frames of 1024 samples and a shorter one
     files.write("sound.wav",
                 "RIFF\x94\x17\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1f\0\0\x80\x3e\0\0"
                 "\2\0\x10\0data\x70\x17\0\0"s +
@@ -334,7 +335,7 @@ TEST_F(kivplug, lists_joined_files_with_printable_names) {
     EXPECT_NE(as_json.find("\"" + shown + "\""), std::string::npos) << as_json;
 }
 
-TEST_F(kivplug, watches_until_a_signal_or_the_end_of_what_is_watched) {
+TEST_F(kivplug, watches_until_a_signal_or_the_removal_of_the_directory) {
     for (std::string const signal : {"INT", "TERM"}) {
         auto const watched =
             watch("--json", "touch w/a; await created .out; kill -" + signal + " $(cat .pid)");
@@ -359,7 +360,7 @@ TEST_F(kivplug, shows_what_a_monitor_logs_without_control_characters) {
               "<WARNING> \\x1b[31mloss of x\nkivplug: watching 'x' until interrupted\n");
 }
 
-TEST_F(kivplug, opens_no_shared_object_that_would_end_or_block_it) {
+TEST_F(kivplug, does_not_open_a_shared_object_that_would_crash_or_block_it) {
     describe("p", description("k", "1.0", "Cut", "native_create"));
     auto const whole = support::read_file(TEST_PLUGIN_DIR "/native/darwin/x86/plugin.so");
     std::string const image = "p/darwin/x86/plugin.so";
@@ -388,7 +389,7 @@ TEST_F(kivplug, opens_no_shared_object_that_would_end_or_block_it) {
     EXPECT_EQ(run(read).out, "native text");
 }
 
-TEST_F(kivplug, says_why_no_object_can_be_made) {
+TEST_F(kivplug, says_why_an_object_cannot_be_created) {
     std::string const start = "no object of io/read/k/d/1.0 can be made from 'p': ";
     std::string const advice = "; check darwin/x86/plugin.so and the bindings in plugin.xml there";
     std::pair<std::string, std::string> const broken[] = {
@@ -417,7 +418,7 @@ TEST_F(kivplug, says_why_no_object_can_be_made) {
                    "write");
 }
 
-TEST_F(kivplug, advises_by_what_kind_of_failure_it_was) {
+TEST_F(kivplug, gives_advice_that_fits_the_failure) {
     describe_native("native_create_failing_reader");
     std::pair<std::string, std::string> const failing[] = {
         {"x",
@@ -437,7 +438,7 @@ TEST_F(kivplug, advises_by_what_kind_of_failure_it_was) {
     }
 }
 
-TEST_F(kivplug, leaves_the_output_alone_until_the_input_is_open) {
+TEST_F(kivplug, does_not_touch_the_output_until_the_input_is_open) {
     files.write("kept", "kept");
     std::string const read = "read io/read/file/kivcore/1.0 ";
     std::string const write = "write io/write/file/kivcore/1.0 kept ";
@@ -478,7 +479,7 @@ TEST_F(kivplug, leaves_the_output_alone_until_the_input_is_open) {
     }
 }
 
-TEST_F(kivplug, writes_to_standard_output_by_whatever_name) {
+TEST_F(kivplug, writes_to_standard_output_under_any_of_its_names) {
     files.write("in", "data");
     ASSERT_EQ(files.shell("ln -s /dev/stdout link && ln -s link link2"), 0);
     for (std::string const name :
@@ -503,7 +504,7 @@ TEST_F(kivplug, writes_to_an_output_that_would_block) {
     close(ends[1]);
 }
 
-TEST_F(kivplug, notices_output_that_cannot_be_written_and_says_what_it_holds) {
+TEST_F(kivplug, reports_failed_output_and_how_much_of_it_was_written) {
     std::string const full = ": No space left on device; make room or give another output";
     expect_refused("list >/dev/full", "cannot write standard output" + full);
     expect_refused("--help >/dev/full", "cannot write standard output" + full);
@@ -524,7 +525,7 @@ TEST_F(kivplug, notices_output_that_cannot_be_written_and_says_what_it_holds) {
     EXPECT_EQ(run("write io/write/gzip/kivcore/1.0 /dev/full -i in").status, 1);
 }
 
-TEST_F(kivplug, tells_misuse_from_failure) {
+TEST_F(kivplug, distinguishes_misuse_from_failure) {
     for (auto const* const wrong :
          {"", "frobnicate", "list --nope", "list a b", "read io/read/file/kivcore/1.0", "list -d",
           "read a b --offset -1\x1b", "read a b --count 1k",
