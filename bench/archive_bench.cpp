@@ -1,5 +1,5 @@
-// What reading every file of an archive takes through the plug-in, each one opened by its path,
-// beside one walk over the archive with libarchive itself, which reads the same data.
+// The cost of reading every file of an archive through the plug-in, each opened by its path,
+// compared with one walk over the archive with libarchive itself, which reads the same data.
 
 #include <algorithm>
 #include <memory>
@@ -48,7 +48,7 @@ void check(bool is_good, char const* what) {
     }
 }
 
-// Compressible by half, as text is.
+// Compresses to half its size, like text.
 std::string content(std::mt19937& random) {
     std::string text(k_file_size, '\0');
     std::generate(text.begin(), text.end(), [&] { return static_cast<char>('a' + random() % 16); });
@@ -99,8 +99,8 @@ morbase::ptr_refcount<kivcore::plugins> load() {
     return registry;
 }
 
-// With a new reader for each file, as a host does that has no place to keep one. The registry is
-// new as well: with the last one the shared object went, and what it had learnt of the archive.
+// Uses a new reader for each file, like a host that does not keep one. The registry is new as well:
+// the shared object of the last one was closed, with everything that it kept of the archive.
 std::size_t read_each(std::vector<std::string> const& urls) {
     auto const registry = load();
     std::size_t bytes = 0;

@@ -35,7 +35,7 @@ std::string c_bindings(std::string const& name, bool reads) {
 // The sections of one plug-in element, with its tags.
 std::string plugin_element(std::size_t number, bool native, bool reads) {
     static char const* const k_developers[] = {"acme", "acme-labs", "kivcore", "north.io"};
-    std::size_t const family = number / 4;  // four versions of each
+    std::size_t const family = number / 4;  // four versions of each plug-in
     std::string const name = "format" + std::to_string(family);
     std::string const version = std::to_string(number % 4) + "." + std::to_string(family % 12);
     std::string const developer = k_developers[family % 4];
@@ -84,7 +84,7 @@ scratch_directory::scratch_directory()
 }
 
 scratch_directory::~scratch_directory() {
-    std::error_code ignored;  // what is left behind lies among the temporary files
+    std::error_code ignored;  // anything left is in the directory for temporary files
     std::filesystem::remove_all(root, ignored);
 }
 

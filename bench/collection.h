@@ -1,6 +1,5 @@
-// Plug-in directories as a large collection has them, made for one measurement and
-// removed after it. There is a plugin.xml in each and nothing beside it: loading looks
-// at no other file.
+// Plug-in directories like those of a large collection, made for one measurement and
+// removed after it. Each contains only a plugin.xml: loading reads no other file.
 
 #ifndef BENCH_COLLECTION_H
 #define BENCH_COLLECTION_H
@@ -10,8 +9,8 @@
 
 namespace bench {
 
-// A directory of its own below the system's directory for temporary files. Removed with
-// all that is in it by the destructor.
+// A new directory below the system's directory for temporary files. The destructor removes it
+// with its contents.
 class scratch_directory {
   public:
     scratch_directory();
@@ -28,11 +27,11 @@ class scratch_directory {
 
 enum class mixture {
     k_plain,  // C-style readers and writers: descriptions of 25 lines with 15 values
-    k_mixed,  // in ten: six of those, three native ones, one bundle of two plug-ins
+    k_mixed,  // of ten: six of those, three native plug-ins, one bundle of two plug-ins
 };
 
 // Writes `count` plug-in directories into dir: four versions of each plug-in, by several
-// developers. No two have an id in common. Raises std::runtime_error.
+// developers. All ids differ. Raises std::runtime_error.
 void write_collection(std::string const& dir, std::size_t count, mixture kind);
 
 }  // namespace bench

@@ -1,4 +1,4 @@
-// Ids and plug-ins as the measurements of a filled registry share them.
+// Ids and plug-ins, shared by the measurements of a filled registry.
 
 #ifndef BENCH_IDS_H
 #define BENCH_IDS_H
@@ -21,7 +21,7 @@ class null_factory final : public kivcore::plugins::factory {
     morbase::ptr_refcount<kivcore::plugin> create() override { return new null_plugin; }
 };
 
-// Ids as a large collection has them: 60 in 100 are readers, a few of them for "wav";
+// Ids like those of a large collection: 60 in 100 are readers, a few of them for "wav";
 // several developers, several versions of each.
 inline std::vector<std::string> make_ids(std::size_t count) {
     static char const* const k_developers[] = {"acme", "acme-labs", "kivcore", "north.io"};

@@ -1,8 +1,8 @@
-// Fixed pieces of work whose instructions are counted by callgrind, which collects
-// inside measured() only. Counts hold still where times do not.
+// Fixed pieces of work whose instructions callgrind counts. It only counts inside measured().
+// Unlike times, counts do not vary.
 //
 // usage: instructions            prints the names of the pieces
-//        instructions PIECE      does it, and prints how many operations it was
+//        instructions PIECE      runs it, and prints its number of operations
 
 #include <cstdio>
 #include <cstdlib>
@@ -18,7 +18,7 @@
 #include "ids.h"
 #include "loading.h"
 
-// Not inlined, and called what the script that counts asks for.
+// Must not be inlined. scripts/instructions relies on its name.
 extern "C" __attribute__((noinline)) void measured(std::function<void()> const& work) {
     work();
 }
@@ -28,7 +28,7 @@ namespace {
 constexpr std::size_t k_ids = 1000;
 constexpr std::size_t k_directories = 100;
 
-// Does the work once before it counts: first calls bind symbols and grow the heap.
+// Runs the work once before counting, because first calls bind symbols and grow the heap.
 std::size_t count(std::size_t operations, std::function<void()> const& work) {
     work();
     measured(work);
@@ -60,11 +60,11 @@ std::size_t find(char const* pattern) {
     return count(1, [&] { registry->find_plugins(pattern); });
 }
 
-// In the order of their numbers: a file system lists them in one of its own.
+// Loads them in the order of their numbers, because the order of a file system varies.
 std::size_t load() {
     bench::scratch_directory const scratch;
     bench::write_collection(scratch.path(), k_directories, bench::mixture::k_plain);
-    std::vector<morbase::ptr_refcount<kivcore::plugins>> filled;  // emptied when all is counted
+    std::vector<morbase::ptr_refcount<kivcore::plugins>> filled;  // destroyed after counting
     return count(k_directories, [&] {
         auto const& registry = filled.emplace_back(new kivcore::plugins("/"));
         for (std::size_t i = 0; i < k_directories; ++i) {

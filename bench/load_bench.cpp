@@ -1,9 +1,9 @@
-// Loading of a collection of plug-in directories, beside a bare walk through the same
-// descriptions. Each load runs in a fresh process; the programs take turns, over files
-// that are in the page cache. What counts is CPU time, user and system apart.
+// Loading a collection of plug-in directories, compared with a bare walk through the same
+// descriptions. Each load runs in a new process. The programs run alternately, on files in the
+// page cache. The result is CPU time, user and system separate.
 //
 // usage: load_bench [OPTION]...              the measurement, with Google Benchmark's options
-//        load_bench --load=WAY DIR           one load, which prints its CPU time in microseconds
+//        load_bench --load=WAY DIR           one load; prints its CPU time in microseconds
 //        load_bench --write=COUNT DIR        writes a mixed collection of COUNT directories
 
 #include <sys/resource.h>
@@ -45,7 +45,7 @@ struct close_pipe {
     void operator()(std::FILE* pipe) const noexcept { pclose(pipe); }
 };
 
-// The CPU time for one of `count` directories, loaded by a process of its own.
+// The CPU time for each of `count` directories, loaded in a new process.
 cpu_time load_in_process(std::string const& way, std::string const& dir, double count) {
     std::string const command =
         "exec /proc/" + std::to_string(getpid()) + "/exe --load=" + way + " '" + dir + "'";
@@ -59,7 +59,7 @@ cpu_time load_in_process(std::string const& way, std::string const& dir, double 
     return {used.user / count, used.system / count};
 }
 
-// The times of one way to load.
+// The times of one way of loading.
 struct series {
     std::vector<cpu_time> times;
 
@@ -71,7 +71,7 @@ struct series {
         return bench::median(totals);
     }
 
-    // The kernel tells user and system time apart by sampling: only their means say much.
+    // The kernel samples user and system time, so only their means are reliable.
     double mean(double cpu_time::*part) const {
         double sum = 0;
         for (cpu_time const& time : times) {

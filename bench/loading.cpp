@@ -78,7 +78,7 @@ std::size_t load_by(std::string const& way, std::string const& dir) {
     if (way != "kivcore") {
         throw std::runtime_error("there is no way to load called " + way);
     }
-    // Lives on until the process ends: emptying a registry is no part of filling it.
+    // Exists until the process ends, because destroying a registry is not part of loading.
     static morbase::ptr_refcount<kivcore::plugins> const registry(new kivcore::plugins("/"));
     return static_cast<std::size_t>(registry->load_plugins(dir));
 }

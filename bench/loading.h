@@ -1,4 +1,4 @@
-// The ways to load a collection that are measured, each to be run in a fresh process.
+// The measured ways of loading a collection. Run each in a new process.
 
 #ifndef BENCH_LOADING_H
 #define BENCH_LOADING_H
@@ -8,11 +8,11 @@
 
 namespace bench {
 
-// The plug-in directories that were loaded by the way called `way`:
+// Loads the plug-in directories in dir in the way called `way`; returns their number:
 // "kivcore"  into a registry;
-// "walk"     each description read from end to end by a bare libxml2 reader of its own;
-// "bytes"    the bytes of each description read.
-// Raises std::runtime_error for another way.
+// "walk"     reads each description from start to end with a new bare libxml2 reader;
+// "bytes"    reads the bytes of each description.
+// Raises std::runtime_error for any other way.
 std::size_t load_by(std::string const& way, std::string const& dir);
 
 }  // namespace bench

@@ -1,5 +1,5 @@
-// What a plug-in costs once it is found: the first creation, reading through the
-// adapter of a C-style reader, the memory that a registered one takes.
+// The costs of a plug-in once it is found: the first creation, reading through the
+// adapter of a C-style reader, the memory that a registered plug-in uses.
 
 #include <dlfcn.h>
 #include <malloc.h>
@@ -55,13 +55,13 @@ BENCHMARK(first_create)->Iterations(2000)->UseManualTime();
 
 constexpr int k_batch = 2000;
 
-// What is read into: the cost of the copy depends on where in a page it goes.
+// The target of reads. It is aligned, because the cost of a copy depends on its place in a page.
 struct alignas(4096) page {
     char bytes[4096];
 };
 
-// The call through `stream`, which is one of the reader's two bases or itself, beside the
-// call of the C function that is behind it.
+// A call through `stream`, which is the reader or one of its two bases, compared with a direct
+// call of the C function that it leads to.
 template <typename stream>
 void read_through(benchmark::State& state) {
     auto const registry = load_bench_plugin();
@@ -102,7 +102,7 @@ BENCHMARK_TEMPLATE(read_through, morbase::stream::rd)
     ->Iterations(2000)
     ->UseManualTime();
 
-// What malloc gave for each plug-in of a loaded collection, its own upkeep included.
+// The memory from malloc for each plug-in of a loaded collection, including malloc's overhead.
 void heap_of_one_plugin(benchmark::State& state) {
     constexpr std::size_t k_count = 1000;
     bench::scratch_directory const scratch;

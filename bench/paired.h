@@ -1,7 +1,7 @@
-// Measures a piece of work beside the least code that does the same, its floor. The
-// two run in turn in short batches: absolute times wander on a busy machine, the
-// ratio of two neighbouring batches holds. Each benchmark reports, beside the median
-// of the paired ratios, the median and the least time of either side per operation.
+// Measures a piece of work and the least code that does the same, its floor. The two run
+// alternately in short batches: on a busy machine absolute times vary, but the ratio of two
+// neighbouring batches hardly does. Each benchmark reports the median of the paired ratios,
+// and for each side the median and the minimum time per operation.
 
 #ifndef BENCH_PAIRED_H
 #define BENCH_PAIRED_H
@@ -27,8 +27,8 @@ double seconds(work const& run) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-// Runs batches of both as long as the benchmark goes on. Each call of `ours` and of
-// `floor` does `operations` of the same operations.
+// Runs batches of both until the benchmark ends. Each call of `ours` and of `floor` does the
+// same `operations` operations.
 template <typename our_work, typename floor_work>
 void run_pair(benchmark::State& state, double operations, our_work const& ours,
               floor_work const& floor) {

@@ -1,5 +1,5 @@
-// Creation, description and search in a filled registry, from ten to a million ids,
-// beside the least code that does the same.
+// Creation, description and search in a registry with ten to a million ids, compared with
+// the least code that does the same.
 
 #include <pthread.h>
 
@@ -27,14 +27,14 @@ using bench::null_factory;
 using bench::null_plugin;
 using bench::run_pair;
 
-// What both sides are asked for: ids in random order.
+// The ids that both sides look up: in random order.
 std::vector<std::string> shuffled(std::vector<std::string> ids, std::size_t most) {
     std::shuffle(ids.begin(), ids.end(), std::mt19937(1));
     ids.resize(std::min(ids.size(), most));
     return ids;
 }
 
-// A mutex with the plain platform's calls.
+// A mutex with the platform's default calls.
 class platform_mutex {
   public:
     void lock() { pthread_mutex_lock(&handle); }
@@ -44,8 +44,8 @@ class platform_mutex {
     pthread_mutex_t handle = PTHREAD_MUTEX_INITIALIZER;
 };
 
-// As much as a registry keeps for one id, so that a floor's entries are spread over the
-// heap as the registry's are.
+// Has the size of the registry's data for one id, so that the floor's entries are as far apart
+// in the heap as the registry's.
 morbase::ptr_refcount<kivcore::plugins::info> make_description() {
     morbase::ptr_refcount<kivcore::__info> const description(new kivcore::__info);
     for (char const* key : {"id", "info.developer.id", "info.name", "info.version",
@@ -55,8 +55,8 @@ morbase::ptr_refcount<kivcore::plugins::info> make_description() {
     return description;
 }
 
-// The least that finds an id exactly: a half-full table with open addressing. Each slot
-// holds a hash and where the entry is.
+// The least code that finds an exact id: a half-full table with open addressing. Each slot
+// holds a hash and the entry's position.
 class floor_index {
   public:
     struct entry {
@@ -108,7 +108,7 @@ class floor_index {
     std::vector<slot> slots;
 };
 
-// Walks round a list of ids, and does `once` for each of a batch.
+// Calls `once` for the ids of a batch, cycling through the list.
 template <typename work>
 auto batch_over(std::vector<std::string> const& wanted, std::size_t batch, work once) {
     return [&wanted, batch, once, next = std::size_t{0}]() mutable {
@@ -119,7 +119,7 @@ auto batch_over(std::vector<std::string> const& wanted, std::size_t batch, work 
     };
 }
 
-// What both sides of a benchmark have: a filled registry, and the floor with its mutex.
+// Both sides of a benchmark: a filled registry, and the floor with its mutex.
 struct contest {
     explicit contest(benchmark::State const& state)
         : ids(make_ids(static_cast<std::size_t>(state.range(0)))),
@@ -182,7 +182,7 @@ void describe_by_id(benchmark::State& state) {
 }
 BENCHMARK(describe_by_id)->Apply(over_counts)->Iterations(1500)->UseManualTime();
 
-// The plain way to search: match every id, make each sort key once, sort.
+// The simplest search: match every id, compute each sort key once, sort.
 struct search_key {
     std::string id;
     std::size_t prefix;
@@ -270,7 +270,7 @@ void register_searches() {
     }
 }
 
-// Does `once` with each of the ids 20 times, in each of two threads.
+// Calls `once` 20 times with each id, in each of two threads.
 template <typename work>
 void in_two_threads(std::vector<std::string> const& ids, work const& once) {
     auto const loop = [&] {
@@ -283,7 +283,7 @@ void in_two_threads(std::vector<std::string> const& ids, work const& once) {
     other.join();
 }
 
-// Two threads create at once; the floor does so under the platform's default mutex.
+// Two threads create at once; the floor uses the platform's default mutex.
 void create_from_two_threads(benchmark::State& state) {
     contest sides(state);
     auto const ours = [&](std::string const& id) {

@@ -1,14 +1,14 @@
 # kivcore_add_plugin(NAME
 #     SOURCES source...
-#     [DESCRIPTION plugin.xml]     the description file; plugin.xml beside the CMakeLists.txt
-#     [LINK library...]            what the shared object links
-#     [OUTPUT_ROOT directory]      where the plug-in directory NAME is made in the build tree
-#     [INSTALL_ROOT directory])    where it is installed; nothing is installed without it
+#     [DESCRIPTION file]           the description; by default plugin.xml beside CMakeLists.txt
+#     [LINK library...]            libraries that the shared object links
+#     [OUTPUT_ROOT directory]      where to create the plug-in directory NAME in the build tree
+#     [INSTALL_ROOT directory])    where to install it; without this, nothing is installed
 #
 # Builds one plug-in directory, OUTPUT_ROOT/NAME, with the layout that a registry loads:
 # plugin.xml and darwin/x86/plugin.so. Symbols are hidden unless the source exports them.
-# The compile target is called plugin_NAME. All configurations share the directory, which
-# holds the shared object of the one built last.
+# The target is called plugin_NAME. All configurations share the directory, which contains the
+# shared object of the one that was built last.
 
 include(CheckCXXCompilerFlag)
 
@@ -17,7 +17,7 @@ function(kivcore_add_plugin name)
         PARSE_ARGV 1 arg "" "DESCRIPTION;OUTPUT_ROOT;INSTALL_ROOT" "SOURCES;LINK")
     if(NOT arg_SOURCES OR arg_UNPARSED_ARGUMENTS)
         message(FATAL_ERROR "kivcore_add_plugin(${name}): SOURCES is missing, or the call has "
-                            "words it does not know: ${arg_UNPARSED_ARGUMENTS}")
+                            "unknown words: ${arg_UNPARSED_ARGUMENTS}")
     endif()
     if(NOT arg_DESCRIPTION)
         set(arg_DESCRIPTION plugin.xml)
@@ -26,8 +26,8 @@ function(kivcore_add_plugin name)
         set(arg_OUTPUT_ROOT ${CMAKE_CURRENT_BINARY_DIR}/plugins)
     endif()
 
-    # Unique symbols would pin the shared object in memory: closing it would do nothing. C
-    # has none, and a project in C alone no compiler to ask.
+    # Unique symbols would keep the shared object in memory: closing it would do nothing. C has
+    # no unique symbols, and a project that only uses C has no C++ compiler to check.
     if(CMAKE_CXX_COMPILER_LOADED)
         check_cxx_compiler_flag(-fno-gnu-unique KIVCORE_HAS_NO_GNU_UNIQUE)
     endif()
@@ -47,7 +47,7 @@ function(kivcore_add_plugin name)
                    CXX_VISIBILITY_PRESET hidden
                    VISIBILITY_INLINES_HIDDEN ON
                    LIBRARY_OUTPUT_DIRECTORY ${arg_OUTPUT_ROOT}/${name}/darwin/x86)
-    # Otherwise a configuration adds its name to the directory, and its postfix to the file.
+    # Otherwise CMake adds the configuration's name to the directory and its postfix to the file.
     foreach(config IN LISTS CMAKE_CONFIGURATION_TYPES CMAKE_BUILD_TYPE)
         string(TOUPPER ${config} config)
         set_target_properties(
@@ -55,7 +55,7 @@ function(kivcore_add_plugin name)
                                  ${arg_OUTPUT_ROOT}/${name}/darwin/x86 ${config}_POSTFIX "")
     endforeach()
 
-    # A custom command, not configure_file: a changed description is copied by every build.
+    # A custom command, not configure_file: every build then copies a changed description.
     get_filename_component(description ${arg_DESCRIPTION} ABSOLUTE)
     set(copy ${arg_OUTPUT_ROOT}/${name}/plugin.xml)
     add_custom_command(

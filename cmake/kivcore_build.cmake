@@ -1,12 +1,12 @@
-# How this tree's own targets are compiled. Not installed.
+# Compile options of this tree's own targets. Not installed.
 
 function(kivcore_warnings target)
     target_compile_options(
         ${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
 endfunction()
 
-# What is installed is hardened wherever the compiler optimises, which fortified calls need;
-# sanitizers have stricter checks of their own, and fortified calls would hide from them.
+# Hardens what is installed, in optimised builds only, because fortified calls need optimisation.
+# Not with sanitizers: their checks are stricter, and they do not see fortified calls.
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES C CXX)
 
@@ -22,8 +22,8 @@ function(kivcore_hardening target)
     target_link_options(${target} PRIVATE $<${optimised}:LINKER:-z,relro,-z,now>)
 endfunction()
 
-# kivcore_library(NAME MACRO SOURCES...): one of the tree's libraries, with its headers in
-# include/NAME, its export macro in <NAME/export.h> and, where it is shared, a soname.
+# kivcore_library(NAME MACRO SOURCES...): a library of this tree, with its headers in
+# include/NAME, its export macro in <NAME/export.h> and, if it is shared, a soname.
 function(kivcore_library name macro)
     add_library(${name} ${ARGN})
     if(BUILD_SHARED_LIBS)
@@ -31,7 +31,7 @@ function(kivcore_library name macro)
     else()
         kivcore_archive(${name})
     endif()
-    # Static libraries as well: their symbols are exported by the program that has them.
+    # Also for static libraries: the program that links them exports their symbols.
     file(
         CONFIGURE
         OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/include/${name}/export.h
@@ -50,21 +50,21 @@ function(kivcore_library name macro)
     set_target_properties(
         ${name}
         PROPERTIES VERSION ${PROJECT_VERSION}
-                   # While the major version is 0, a minor one may change the interface.
+                   # While the major version is 0, a new minor version may change the interface.
                    SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}
                    INSTALL_RPATH "$ORIGIN"
                    BUILD_WITH_INSTALL_RPATH ON)
     kivcore_warnings(${name})
     kivcore_hardening(${name})
-    # Calls between the libraries go through their addresses, without a stub on the way.
+    # Calls between the libraries use the address directly, without a PLT stub.
     target_compile_options(${name} PRIVATE -fno-plt)
     if(KIVCORE_INSTALL)
         kivcore_install_library(${name})
     endif()
 endfunction()
 
-# What users of a static library link. Plug-ins must share it with their host: the host takes
-# all of it and exports it, and a plug-in is only compiled against it.
+# The target that users of a static library link. Plug-ins must share the library with their host,
+# so the host links all of it and exports its symbols, and a plug-in only compiles against it.
 function(kivcore_archive name)
     set(usage ${name}_usage)
     set(type $<TARGET_PROPERTY:TYPE>)

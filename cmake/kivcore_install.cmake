@@ -12,13 +12,13 @@ install(FILES ${PROJECT_BINARY_DIR}/kivcoreConfig.cmake
               ${PROJECT_BINARY_DIR}/kivcoreConfigVersion.cmake cmake/kivcore_add_plugin.cmake
         DESTINATION ${KIVCORE_PACKAGE_DIR})
 
-# The prefix is known when it is installed. An installation that was moved since has
+# The prefix is only known at installation. If the installation is moved later, users call
 # pkg-config --define-prefix.
 set(prefix @prefix@)
 set(libraries "-lkivcore -lkivsys -lmorbase")
 set(requires)
 if(NOT BUILD_SHARED_LIBS)
-    # As for users of the CMake package; see kivcore_archive().
+    # The same as the CMake package does; see kivcore_archive().
     set(libraries "-Wl,--export-dynamic -Wl,--whole-archive ${libraries} -Wl,--no-whole-archive")
     string(APPEND libraries " -ldl -pthread")
     set(requires "libxml-2.0 ${KIVCORE_REGEX_MODULE}")

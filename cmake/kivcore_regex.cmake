@@ -1,7 +1,7 @@
-# kivcore has a source for each of two regular expression libraries: see its src/pattern.h. Sets
+# kivcore can use either of two regular expression libraries: see its src/pattern.h. Sets
 # KIVCORE_REGEX_LIBRARY, pcre2 or pcrecpp, and KIVCORE_REGEX_MODULE, its name in pkg-config.
 
-set(KIVCORE_REGEX auto CACHE STRING "Regular expressions: pcre2, pcrecpp, or auto for what is there")
+set(KIVCORE_REGEX auto CACHE STRING "Regular expressions: pcre2, pcrecpp, or auto for pcre2 if installed")
 set_property(CACHE KIVCORE_REGEX PROPERTY STRINGS auto pcre2 pcrecpp)
 
 find_package(PkgConfig REQUIRED)

@@ -1,5 +1,5 @@
 // The input is a plugin.xml. Its directory is loaded into a registry, and every plug-in
-// that it registers is looked at and created.
+// that it registers is described and created.
 
 #include <algorithm>
 #include <filesystem>
@@ -17,7 +17,7 @@ using info_ptr = morbase::ptr_refcount<kivcore::plugins::info>;
 
 constexpr char const* k_everything = "(?s).*";
 
-// A plug-in directory in the file system for temporary files, with a built shared object.
+// A plug-in directory among the temporary files, with a built shared object.
 struct plugin_directory {
     plugin_directory() {
         std::filesystem::create_directories(files.path("darwin/x86"));
@@ -31,8 +31,8 @@ struct plugin_directory {
     kivcore::loader held_open{FUZZED_PLUGIN "/darwin/x86/plugin.so"};
 };
 
-// Whatever a native description names is called, so only what is meant for that may be
-// named. Functions in C are only bound here.
+// Creating a native plug-in calls whatever function its description names, so only names of
+// create functions are allowed. C-style functions are only bound, not called.
 bool may_be_created(info_ptr const& description) {
     return value_of(*description, "interface.flavor") != "native" ||
            value_of(*description, "interface.bind.create").rfind("native_create", 0) == 0;
@@ -55,10 +55,10 @@ void check_id(info_ptr const& description, std::string const& id) {
                             value_of(*description, "info.version");
     fuzz::require(id.size() >= start.size() + end.size() && id.rfind(start, 0) == 0 &&
                       id.compare(id.size() - end.size(), end.size(), end) == 0,
-                  "an id is made of its description's values");
+                  "an id consists of its description's values");
     std::string const key = id.substr(start.size(), id.size() - start.size() - end.size());
     auto const keys = fuzz::parts_of(value_of(*description, "interface.key"), '|');
-    fuzz::require(std::count(keys.begin(), keys.end(), key) > 0, "an id has a key of its own");
+    fuzz::require(std::count(keys.begin(), keys.end(), key) > 0, "an id contains one of the keys");
 }
 
 }  // namespace
@@ -79,7 +79,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
                 registry.create_with_id(id);
             }
         } catch (morbase::es::base const&) {
-            continue;  // a function that is not there
+            continue;  // a missing function
         } catch (std::runtime_error const&) {
             continue;  // from native_create_throwing
         }

@@ -1,4 +1,4 @@
-// What the fuzz targets share: their input as text, and how they say that it broke a rule.
+// Shared by the fuzz targets: their input as text, and the report of a broken rule.
 
 #ifndef FUZZ_INPUT_H
 #define FUZZ_INPUT_H
@@ -29,7 +29,7 @@ inline std::vector<std::string> parts_of(std::string const& text, char separator
     return parts;
 }
 
-// Ends the process, for the fuzzer to keep the input, unless the rule holds.
+// Ends the process unless the rule holds, so that the fuzzer keeps the input.
 inline void require(bool holds, char const* rule) {
     if (!holds) {
         std::fprintf(stderr, "broken rule: %s\n", rule);

@@ -1,4 +1,4 @@
-// The first line of the input is a regular expression, the others are texts. Both libraries
+// The first line of the input is a regular expression, the others are texts. The two libraries
 // that kivcore can be built with must find the same, with few texts and with many.
 
 #include <algorithm>
@@ -11,11 +11,11 @@
 
 namespace {
 
-// So many that matches run as machine code, where there is any.
+// With this many texts, patterns run as machine code if the library supports it.
 constexpr std::size_t k_many = 100;
 
-// The two count steps in different ways, and so does machine code: a match that may come near the
-// bound on them proves nothing.
+// PCRE, PCRE2 and its machine code count steps differently, so a match that may come near the bound
+// on steps proves nothing.
 bool is_cheap(std::string const& pattern, std::string_view text) {
     auto const quantifiers = std::count_if(pattern.begin(), pattern.end(),
                                            [](char c) { return c == '*' || c == '+' || c == '{'; });

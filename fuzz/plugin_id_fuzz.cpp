@@ -1,5 +1,5 @@
-// The input is a list of ids, one in a line. They are registered and listed, and the
-// orders of ids and of versions are held against the rules of an order.
+// The input is a list of ids, one on each line. They are registered and listed, and the orders
+// of ids and of versions are checked against the rules of a strict weak order.
 
 #include <algorithm>
 #include <set>
@@ -13,7 +13,7 @@ namespace {
 using kivcore::plugin_id_less;
 using strings = std::vector<std::string>;
 
-constexpr std::size_t k_compared = 4;  // texts of which all triples are compared
+constexpr std::size_t k_compared = 4;  // all triples of this many texts are compared
 
 template <typename order>
 void check_order(strings const& texts) {
@@ -38,12 +38,12 @@ void check_order(strings const& texts) {
     }
 }
 
-// Registers the texts; gives those that must have become ids.
+// Registers the texts; returns those that must have become ids.
 std::set<std::string> register_all(kivcore::plugins& registry, strings const& texts) {
     std::set<std::string> ids;
     for (std::string const& text : texts) {
         if (text.find('|') != std::string::npos) {
-            continue;  // a key that lists several stands for as many ids
+            continue;  // a key with several words makes several ids
         }
         bool const is_id = std::count(text.begin(), text.end(), '/') == 4;
         bool const is_new = is_id && ids.insert(text).second;

@@ -1,6 +1,6 @@
 // The first line of the input is a regular expression, the others are ids. The registry's
-// search may leave out what cannot match; a description's search tries every key. Both
-// must find the same.
+// search skips ids that cannot match; a description's search tries every key. Both must
+// find the same.
 
 #include <algorithm>
 
@@ -12,7 +12,7 @@ namespace {
 
 using strings = std::vector<std::string>;
 
-// A text with as many fields as an id has at least.
+// Adds fields until the text has as many as an id needs.
 std::string completed(std::string id) {
     while (std::count(id.begin(), id.end(), '/') < 4) {
         id += '/';

@@ -1,5 +1,5 @@
-// The input is a sound file. Its first frames are read in their order, and then by seeking to
-// them: each has to be the same, or a failure, however it is reached.
+// The input is a sound file. Its first frames are read in order, and then again after seeks. Each
+// frame must be the same both times, or a failure.
 
 #include <algorithm>
 #include <memory>
@@ -10,7 +10,7 @@
 
 #include "input.h"
 
-extern "C" kivcore::plugin* sound_create();  // what the plug-in exports
+extern "C" kivcore::plugin* sound_create();  // exported by the plug-in
 
 namespace {
 
@@ -18,7 +18,7 @@ using kivcore::frame_reader;
 
 constexpr std::size_t k_most_frames = 40;
 
-// Empty for the end and for a failure.
+// Empty at the end and on failure.
 std::string read_frame(frame_reader& sound, std::string& space) {
     long long const count = sound.read_frame(space.data(), space.size());
     return space.substr(0, static_cast<std::size_t>(std::max(count, 0LL)));
@@ -38,10 +38,10 @@ void read_by_seeking(frame_reader& sound, std::string& space,
     for (std::size_t step = 0; step < frames.size(); ++step) {
         std::size_t const wanted = (step * step + 7 * step + 3) % frames.size();
         fuzz::require(sound.seek_frame(static_cast<long long>(wanted)) >= 0,
-                      "there is a position at each frame that was read");
+                      "a seek to a frame that was read succeeds");
         std::string const again = read_frame(sound, space);
         fuzz::require(again.empty() || again == frames[wanted],
-                      "a frame is the same wherever the reader came from");
+                      "a frame is the same in order and after a seek");
     }
 }
 

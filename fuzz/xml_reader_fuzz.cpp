@@ -1,6 +1,6 @@
-// The input is one line of steps, a letter each; then a document; then, behind a form
-// feed, a RelaxNG schema. The steps are taken in their order, whatever that is, and the
-// document is then read to its end.
+// The input is one line of steps, one letter each; then a document; then, after a form feed, a
+// RelaxNG schema. The steps are taken in any order that the line gives, and then the document is
+// read to its end.
 
 #include <algorithm>
 #include <iterator>
@@ -23,12 +23,12 @@ struct session {
     reader document;
 };
 
-// A question that fills a string leaves it alone when there is nothing to give.
+// An operation that fills a string must not change it if it has no result.
 template <typename question>
 void ask(question const& fill) {
     std::string const untouched = "\x01";
     std::string text = untouched;
-    fuzz::require(fill(text) == (text != untouched), "a string is filled or left alone");
+    fuzz::require(fill(text) == (text != untouched), "a string is filled or left unchanged");
 }
 
 void ask_name(session& on) {
@@ -39,7 +39,7 @@ void ask_value(session& on) {
     ask([&](std::string& out) { return on.document.get_value(out); });
 }
 
-// Also for one attribute too many on both ends.
+// Also asks for attributes just outside both ends.
 void ask_attributes(session& on) {
     int const count = on.document.get_attribute_count();
     for (int i = -1; i <= std::min(count, 8); ++i) {
@@ -48,7 +48,8 @@ void ask_attributes(session& on) {
     for (char const* name : {"a", "xmlns", "x:a", ""}) {
         ask([&](std::string& out) { return on.document.get_attribute(name, out); });
     }
-    fuzz::require(on.document.has_attributes() || count <= 0, "attributes count if there are any");
+    fuzz::require(on.document.has_attributes() || count <= 0,
+                  "the count is positive only if there are attributes");
 }
 
 void ask_place(session& on) {
@@ -87,7 +88,7 @@ void take_step(session& on, char letter) {
     try {
         step->take(on);
     } catch (morbase::es::base const&) {
-        return;  // a refusal; the reader can still be asked and advanced
+        return;  // refused; the reader stays usable
     }
 }
 

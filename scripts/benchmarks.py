@@ -1,4 +1,4 @@
-"""What scripts/bench and scripts/instructions share: the build, and how commands are run."""
+"""Shared by scripts/bench and scripts/instructions: the build and running commands."""
 
 import pathlib
 import subprocess
@@ -9,7 +9,7 @@ BUILD = ROOT / "build" / "bench"
 
 
 def run(*command):
-    """Runs a command to its end; ends the script with what it printed when it fails."""
+    """Runs a command; if it fails, ends the script with the command's output."""
     done = subprocess.run([str(word) for word in command], capture_output=True, text=True)
     if done.returncode != 0:
         name = pathlib.Path(sys.argv[0]).name

@@ -1,4 +1,4 @@
-// The base of what the loaders of classes create.
+// The base class of the objects that class loaders create.
 
 #ifndef BENCH_PEERS_BASE_H
 #define BENCH_PEERS_BASE_H

@@ -1,4 +1,4 @@
-// Boost.DLL: a shared object and a function bound from it.
+// Boost.DLL: opens a shared object and binds a function from it.
 
 #include "peer.h"
 

@@ -1,5 +1,5 @@
-// class_loader: `count` shared objects, each of which registers a class; one that registers
-// one class, and creation of it by name; creation by the names of `count` classes.
+// class_loader: loads `count` shared objects that register one class each; loads one shared
+// object and creates its class by name; creates objects by the names of `count` classes.
 
 #include <cstdlib>
 #include <filesystem>

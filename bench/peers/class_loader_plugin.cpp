@@ -1,5 +1,5 @@
-// A library of one class with the name of its file, or of as many classes as the
-// environment's BENCH_CLASSES says.
+// A library with one class that has the name of its file. If BENCH_CLASSES is set in the
+// environment, it has that many classes.
 
 #include <cstdlib>
 #include <string>
@@ -13,7 +13,7 @@ namespace {
 
 struct made final : peer::base {};
 
-// Does what the library's macro does for a class that the source names.
+// Does the same as the library's macro does for a class name in the source.
 class registrations {
   public:
     registrations() {

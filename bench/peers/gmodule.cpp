@@ -1,4 +1,4 @@
-// GModule: a shared object and a function bound from it.
+// GModule: opens a shared object and binds a function from it.
 
 #include <gmodule.h>
 

@@ -1,6 +1,6 @@
-// GStreamer: a scan of `count` plug-ins in this process, without the registry's cache;
-// creation of the simplest element by the name of its factory, of which the registry has
-// `count` more; the look-up of a factory alone.
+// GStreamer: scans `count` plug-ins in this process, without the registry's cache; creates the
+// simplest element by the name of its factory, among `count` other factories; looks up a factory
+// without creating an element.
 
 #include <gst/gst.h>
 

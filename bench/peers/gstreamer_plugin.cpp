@@ -1,5 +1,5 @@
-// A plug-in of GStreamer with one element. What it registers has the name of its file, as
-// no two elements of a process may have one in common.
+// A GStreamer plug-in with one element. The element has the name of its file, because the elements
+// of a process must have different names.
 
 #include <gst/gst.h>
 
@@ -22,7 +22,7 @@ gboolean register_element(GstPlugin* plugin) {
 
 }  // namespace
 
-// The macro of the library's names a function after the file, and the file is copied.
+// The library's macro would name a function after the file, but the file is copied.
 extern "C" __attribute__((visibility("default"))) GstPluginDesc gst_plugin_desc;
 GstPluginDesc gst_plugin_desc = {
     GST_VERSION_MAJOR,   GST_VERSION_MINOR, "bench",   "Does nothing", register_element, "1.0",

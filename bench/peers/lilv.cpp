@@ -1,5 +1,5 @@
-// lilv: loading of `count` bundles, each with the facts of one plug-in; the look-up
-// of a described plug-in.
+// lilv: loads `count` bundles, each with the data of one plug-in; looks up a plug-in
+// whose description was loaded.
 
 #include <lilv/lilv.h>
 #include <sys/stat.h>
@@ -54,7 +54,7 @@ int load(std::string const& dir) {
     LilvPlugins const* const plugins = lilv_world_get_all_plugins(world.get());
     int described = 0;
     LILV_FOREACH(plugins, i, plugins) {
-        // Only when it is asked for does the plug-in's description get read.
+        // lilv reads a plug-in's description only when a program asks for it.
         node_handle const title(lilv_plugin_get_name(lilv_plugins_get(plugins, i)));
         described += title ? 1 : 0;
     }

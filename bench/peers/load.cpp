@@ -22,7 +22,7 @@ struct close_pipe {
     void operator()(std::FILE* pipe) const noexcept { pclose(pipe); }
 };
 
-// The CPU time, in nanoseconds, for one of `count` plug-ins.
+// The CPU time, in nanoseconds, for each of `count` plug-ins.
 double load_in_process(std::string const& dir, int count) {
     std::string const command = "exec /proc/" + std::to_string(getpid()) + "/exe '" + dir + "'";
     std::unique_ptr<std::FILE, close_pipe> const pipe(popen(command.c_str(), "re"));
@@ -51,7 +51,7 @@ void report_load_of(int count, make_function const& make) {
     std::printf("load %d %.1f\n", count, median(times));
 }
 
-// What the started process does.
+// Runs in the started process.
 [[noreturn]] void load_once(char const* dir, load_function load) {
     std::clock_t const start = std::clock();
     int const loaded = load(dir);
@@ -77,7 +77,7 @@ void report_load(int argc, char** argv, load_function load, make_function const&
 }
 
 void report_load(int argc, char** argv, load_function load, char const* image) {
-    // No links: the dynamic linker takes two names of one file for one object.
+    // No links: the dynamic linker treats two names of one file as one object.
     make_function const copy = [image](std::string const& dir, std::string const& name) {
         std::filesystem::copy_file(image, dir + "/" + name + ".so");
     };

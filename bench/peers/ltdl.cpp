@@ -1,4 +1,4 @@
-// libltdl: a shared object and a function bound from it.
+// libltdl: opens a shared object and binds a function from it.
 
 #include <ltdl.h>
 

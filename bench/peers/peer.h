@@ -1,5 +1,5 @@
-// What the programs that measure other libraries share. Each prints lines of three
-// words: the row whose work it does, how many plug-ins there are, nanoseconds for one.
+// Shared by the programs that measure other libraries. Each prints lines of three words: the
+// row with the same work, the number of plug-ins, nanoseconds for one.
 
 #ifndef BENCH_PEERS_PEER_H
 #define BENCH_PEERS_PEER_H
@@ -27,7 +27,7 @@ inline double median(std::vector<double> values) {
     return *middle;
 }
 
-// Prints the median over batches of the time for one of the operations in a batch.
+// Prints the time for one operation: the median over all batches.
 template <typename work>
 void report(char const* row, int count, int operations, work const& batch) {
     std::vector<double> times;
@@ -42,8 +42,8 @@ void report(char const* row, int count, int operations, work const& batch) {
     std::printf("%s %d %.1f\n", row, count, median(times));
 }
 
-// Opening the same shared object as the benchmark does, binding, creating, releasing and
-// closing: `once` is given an owner's work to do with the function.
+// Prints the row `first_create`. `once` opens the shared object that the benchmark uses, binds,
+// creates, releases and closes.
 template <typename work>
 void report_first_create(work const& once) {
     report("first_create", 1, 10, [&] {
@@ -53,7 +53,7 @@ void report_first_create(work const& once) {
     });
 }
 
-// Makes the compiler believe that the object is looked at.
+// Keeps the compiler from optimising the object away.
 inline void keep(void const* object) {
     asm volatile("" : : "r"(object) : "memory");
 }
@@ -62,7 +62,7 @@ inline void create_and_release(create_function create) {
     delete create();
 }
 
-// In random order, as the benchmark asks for its ids.
+// In random order, like the ids of the benchmark.
 inline std::vector<std::string> names(int count) {
     std::vector<std::string> made;
     for (int i = 0; i < count; ++i) {

@@ -1,6 +1,6 @@
-// Poco: a class loader given `count` libraries of one class; a shared object and a function
-// bound from it; creation by the class's name, by a class loader with one library of `count`
-// classes.
+// Poco: a class loader loads `count` libraries of one class each; a shared object is opened and
+// a function bound from it; a class loader with one library of `count` classes creates objects
+// by class name.
 
 #include <Poco/ClassLoader.h>
 #include <Poco/SharedLibrary.h>

@@ -1,4 +1,4 @@
-// A library of as many classes as the environment's BENCH_CLASSES says.
+// A library with as many classes as BENCH_CLASSES in the environment says.
 
 #include <Poco/Manifest.h>
 #include <Poco/MetaObject.h>
@@ -17,7 +17,7 @@ struct made final : peer::base {};
 
 extern "C" __attribute__((visibility("default"))) bool pocoBuildManifest(
     Poco::ManifestBase* manifest) {
-    static std::vector<std::string> names;  // a class refers to the text of its name
+    static std::vector<std::string> names;  // a class refers to its name here
     char const* const count = std::getenv("BENCH_CLASSES");
     for (int i = 0, end = count != nullptr ? std::atoi(count) : 0; i < end; ++i) {
         names.push_back("format" + std::to_string(i));

@@ -1,5 +1,5 @@
-// Qt: the metadata of `count` plug-ins, read from their files without opening them; a
-// shared object and a function bound from it.
+// Qt: reads the metadata of `count` plug-ins from their files without opening them; opens a
+// shared object and binds a function from it.
 
 #include <QDir>
 #include <QJsonObject>
@@ -14,7 +14,7 @@
 namespace {
 
 int load(std::string const& dir) {
-    // A loader keeps the metadata.
+    // A loader holds the metadata.
     static std::vector<std::unique_ptr<QPluginLoader>> loaders;
     int described = 0;
     for (QFileInfo const& file : QDir(QString::fromStdString(dir)).entryInfoList(QDir::Files)) {

@@ -1,4 +1,4 @@
-// A plug-in of Qt with as many facts as one of the benchmark's descriptions.
+// A Qt plug-in with as much metadata as one of the benchmark's descriptions.
 
 #include <QObject>
 

@@ -1,5 +1,5 @@
-// The least that a native plug-in and a C-style reader can be: what is left to measure
-// is the way to them. The C-style reader is an endless file of zeros.
+// A minimal native plug-in and a minimal C-style reader, so that a measurement only shows the cost
+// of reaching them. The C-style reader is an endless file of zeros.
 
 #include <cstring>
 
