@@ -1,6 +1,5 @@
 // The input is one line of steps, one letter each; then a document; then, after a form feed, a
-// RelaxNG schema. The steps are taken in any order that the line gives, and then the document is
-// read to its end.
+// RelaxNG schema. The steps run in the order of the line, and then the document is read to its end.
 
 #include <algorithm>
 #include <iterator>

@@ -151,10 +151,10 @@ TEST_F(lifetime, static_registries_and_instances_are_destroyed_at_exit) {
         static kivcore::instance<reader> last;
         static support::registry_ptr const kept = new kivcore::plugins("/nowhere");
         static kivcore::instance<reader> first;
-        auto const tell = [] { std::fputs("registry gone", stderr); };
+        auto const report = [] { std::fputs("registry gone", stderr); };
         kept->register_with_info(
-            support::described_as("", "teller"),
-            new support::fake_factory([] { return new support::fake_reader; }, tell));
+            support::described_as("", "reporter"),
+            new support::fake_factory([] { return new support::fake_reader; }, report));
         kept->load_plugin(files.path("memory"));
         last = kivcore::create<reader>(kept, k_id);
         last->open("any", "r");

@@ -124,14 +124,14 @@ TEST_F(kivplug, lists_and_describes_plugins) {
 TEST_F(kivplug, prints_valid_json_for_any_text) {
     describe("p", description("k", "1.0", "\"N\"\n&lt;"));
     describe("p2/first", description("!", "1.0", "Sorted first"));
-    describe("p2/exact", description(".", "1.0", "An exact id goes before a pattern"));
+    describe("p2/exact", description(".", "1.0", "An exact id takes precedence"));
     std::filesystem::create_directory(files.path("empty"));
     EXPECT_EQ(
         json::parse(run("list --json -d p").out),
         json::parse(R"([{"id": "io/read/k/d/1.0", "flavor": "native", "name": "\"N\"\n<"}])"));
     auto const object = json::parse(run("describe --json -d p2 io/read/./d/1.0").out);
     EXPECT_EQ(object.size(), 11U);
-    EXPECT_EQ(object["info.name"], "An exact id goes before a pattern");
+    EXPECT_EQ(object["info.name"], "An exact id takes precedence");
     EXPECT_EQ(run("list --json -d empty").out, "[]\n");
 }
 
