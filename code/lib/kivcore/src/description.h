@@ -1,13 +1,13 @@
-// The vocabulary of descriptions: their source in errors, the keys that the registry and the
-// factories ask for, and the values that decide what serves a plug-in.
+// The vocabulary of descriptions: the file name in errors about them, the keys that the registry
+// and the factories look up, and the values that choose a plug-in's factory.
 
 #ifndef KIVCORE_DESCRIPTION_H
 #define KIVCORE_DESCRIPTION_H
 
 namespace kivcore {
 
-// The file of every error about a description, as morbase::es::base::file() names it: reading
-// descriptions belongs to plugins, whatever sources it is in.
+// What morbase::es::base::file() returns for every error in a description. It is the same
+// whichever source file raises the error.
 constexpr char const* k_plugins_source = "code/lib/kivcore/src/plugins";
 
 constexpr char const* k_path = "path";  // the plug-in directory
@@ -16,7 +16,7 @@ constexpr char const* k_id = "id";      // of the plugin element
 constexpr char const* k_interface = "interface.";  // then the element
 constexpr char const* k_category = "interface.category";
 constexpr char const* k_type = "interface.type";
-constexpr char const* k_keys = "interface.key";  // one or more, between "|"
+constexpr char const* k_keys = "interface.key";  // one or more, separated by "|"
 constexpr char const* k_flavor = "interface.flavor";
 constexpr char const* k_interface_version = "interface.version";
 constexpr char const* k_bind = "interface.bind.";  // then the function

@@ -22,7 +22,7 @@ constexpr std::size_t k_most_bytes_of_ids = 6U << 20U;
 
 class open_file {
   public:
-    // Without waiting for the writer of a FIFO.
+    // O_NONBLOCK: opening a FIFO must not wait for its writer.
     explicit open_file(std::string const& path) {
         do {
             number = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
@@ -30,14 +30,14 @@ class open_file {
     }
     ~open_file() {
         if (number >= 0) {
-            ::close(number);  // nothing was written: a failure loses nothing
+            ::close(number);  // opened for reading: a failure loses no data
         }
     }
 
     open_file(open_file const&) = delete;
     open_file& operator=(open_file const&) = delete;
 
-    // The size of a regular file; -1 for anything else, and for no file.
+    // The size of a regular file; -1 for anything else, or if the file could not be opened.
     off_t size() const {
         struct stat status {};
         return number >= 0 && fstat(number, &status) == 0 && S_ISREG(status.st_mode)
@@ -45,7 +45,8 @@ class open_file {
                    : -1;
     }
 
-    // Fills the text, or cuts it to what the file has. False when it cannot be read.
+    // Fills the text from the file. Shortens it if the file has fewer bytes. False if reading
+    // fails.
     bool read_into(std::string& text) const {
         std::size_t have = 0;
         ssize_t got = 1;
@@ -68,7 +69,6 @@ class open_file {
     morbase::es::call::raise(k_plugins_source, __LINE__, message.c_str());
 }
 
-// The whole text of the description at path.
 std::string text_of_file(std::string const& path) {
     open_file const file(path);
     off_t const size = file.size();
@@ -93,7 +93,7 @@ void description_document::count_ids(plugins::info const& description) {
     std::string const keys = value_of(description, k_keys);
     auto const separators = static_cast<std::size_t>(std::count(keys.begin(), keys.end(), '|'));
     if (separators == 0) {
-        return;  // one id, no longer than the document
+        return;  // one id, not longer than the document
     }
     std::size_t const count = separators + 1;
     std::size_t each = 4;  // separators

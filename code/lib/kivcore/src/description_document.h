@@ -1,5 +1,6 @@
-// The description file of a plug-in directory. It may come from strangers: it is read whole
-// before it is parsed, and what would make reading it slow or large has bounds.
+// The description file of a plug-in directory. It may come from an untrusted source: it is read
+// into memory before it is parsed, and there are limits on everything that could make reading
+// slow or use much memory.
 
 #ifndef KIVCORE_DESCRIPTION_DOCUMENT_H
 #define KIVCORE_DESCRIPTION_DOCUMENT_H
@@ -14,12 +15,12 @@ namespace kivcore {
 
 class description_document final : public kivsys::xml::reader {
   public:
-    // Opens and reads the file with exactly this path. Raises es::call when it cannot be
-    // opened, is not a regular file or is larger than 16 MiB.
+    // Opens and reads the file at path, which is never treated as a URL. Raises es::call if the
+    // file cannot be opened, is not a regular file, or is larger than 16 MiB.
     description_document(std::string const& path, std::string const& schema);
 
-    // Counts the ids that a description from this document will be registered under. Raises
-    // es::call when those of the whole document are more than a registry should hold for it.
+    // Adds up the ids under which the descriptions in this document will be registered. Raises
+    // es::call if the document has too many ids in total, or if they are too long.
     void count_ids(plugins::info const& description);
 
   private:

@@ -10,16 +10,16 @@ namespace kivcore {
 
 namespace {
 
-// This file, as morbase::es::base::file() names it.
+// What morbase::es::base::file() returns for errors raised here.
 constexpr char const* k_source = "code/lib/kivcore/src/factory";
 
-// The symbol that implements a function; empty when the description names none. An empty
-// binding counts as none: no symbol has such a name.
+// The symbol that implements a function; empty if the description does not name one. An empty
+// binding counts as missing: no symbol has an empty name.
 std::string binding(plugins::info const& description, std::string const& function) {
     return value_of(description, k_bind + function);
 }
 
-// Raises unless the description names the function; `wanted` is what the message calls it.
+// Raises es::null unless the description names the function. `wanted` is its name in the message.
 void require_binding(plugins::info const& description, std::string const& function,
                      std::string const& wanted) {
     if (binding(description, function).empty()) {
@@ -32,7 +32,7 @@ void require_binding(plugins::info const& description, std::string const& functi
     require_binding(description, function, function);
 }
 
-// A file is positioned by one seek function or by a pair that gets and sets the position.
+// A file needs either a seek function or a pair that gets and sets the position.
 void require_positioning(plugins::info const& description) {
     if (!binding(description, "seek").empty()) {
         return;
@@ -41,21 +41,22 @@ void require_positioning(plugins::info const& description) {
     require_binding(description, "set_pos", "seek or set_pos");
 }
 
-// Looks the functions of a description up in its open shared object. It is made for one
-// binding and keeps nothing.
+// Looks up the functions of a description in its open shared object. Holds references only: use
+// it within one call.
 class binder {
   public:
     binder(loader& open_image, plugins::info const& record)
         : image(open_image), description(record) {}
 
-    // Raises unless the function is named and there.
+    // Raises es::null unless the description names the function and the shared object has it.
     template <typename function>
     void bind(function& slot, char const* name) {
         find(slot, name);
         require(slot, std::string(name) + " function");
     }
 
-    // Raises unless there is a seek function, when one is named, or else the pair.
+    // If the description names seek, raises es::null unless it is found. Otherwise raises
+    // es::null unless both get_pos and set_pos are found.
     void bind_positioning(c_seek_function& seek, c_get_pos_function& get_pos,
                           c_set_pos_function& set_pos) {
         if (find(seek, "seek")) {
@@ -63,7 +64,7 @@ class binder {
         }
         find(get_pos, "get_pos");
         find(set_pos, "set_pos");
-        // With a seek function the pair is a bonus: it is used where it is there.
+        // With a seek function the pair is optional.
         if (seek == nullptr) {
             require(get_pos, "get_pos or seek functions");
             require(set_pos, "set_pos or seek functions");
@@ -71,12 +72,13 @@ class binder {
     }
 
   private:
-    // Whether the description names the function at all.
+    // Looks up the function; sets slot to null if it is missing. Returns whether the description
+    // names the function.
     template <typename function>
     bool find(function& slot, char const* name) {
         std::string const symbol = binding(description, name);
-        // A function in a data pointer is what the platform's look-up gives, and POSIX has
-        // it fit. Whether it has the type that is assumed here nobody can tell.
+        // The look-up returns a function as a data pointer, which POSIX allows. There is no way
+        // to check that the function has the expected type.
         slot = symbol.empty() ? nullptr : reinterpret_cast<function>(image.lookup(symbol));
         return !symbol.empty();
     }
@@ -98,8 +100,8 @@ class binder {
 morbase::ptr_refcount<plugins::factory> create_factory(
     morbase::ptr_refcount<loader> const& image_loader,
     morbase::ptr_refcount<plugins::info> const& description) {
-    // Native plug-ins bring an object of any interface; C-style ones have to be adapted, so
-    // there is a factory for every pair of category and type that has an adapter.
+    // A native plug-in creates objects itself, of any interface. A C-style one needs an adapter,
+    // so there is one factory for each category and type that has an adapter.
     std::string const flavor = value_of(*description, k_flavor);
     if (flavor == k_native) {
         return new factory_native(image_loader, description);
@@ -130,7 +132,7 @@ morbase::ptr_refcount<plugin> factory_native::create() {
         image_loader->load();
         binder(*image_loader, *description).bind(create_function, "create");
     }
-    // A new object has no reference yet: the pointer that is returned takes the first.
+    // A new object has no references yet; the returned pointer takes the first.
     return create_function();
 }
 

@@ -12,20 +12,21 @@ namespace kivcore {
 
 namespace {
 
-// This file, as morbase::es::base::file() names it.
+// What morbase::es::base::file() returns for errors raised here.
 constexpr char const* k_source = "code/lib/kivcore/src/loader";
 
 constexpr char const* k_not_loaded = "failed to load binary image: ";
 
-// Raises for a call that failed just now on this thread, with the platform's reason.
+// Raises es::call with the platform's reason. Call it right after the failure, on the same
+// thread.
 [[noreturn]] void raise_failure(unsigned int line, std::string message) {
     char const* const reason = dlerror();
     message += reason != nullptr ? reason : "unknown reason";
     morbase::es::call::raise(k_source, line, message.c_str());
 }
 
-// The first of the dynamic linker's tokens in the path; empty without one. Without braces, a
-// token ends where a name would: $LIB-64 has one, $LIB64 has none.
+// A token of the dynamic linker in the path, or empty. A token without braces ends where an
+// identifier would: $LIB-64 contains one, $LIB64 does not.
 std::string_view token_in(std::string const& path) {
     constexpr char const* k_name =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_";
@@ -41,8 +42,8 @@ std::string_view token_in(std::string const& path) {
     return "";
 }
 
-// dlopen replaces tokens in a path, and so would open another file; there is no way to quote
-// them. What it searches for, a name without "/", it takes as it is.
+// dlopen replaces tokens in a path and so would open another file, and there is no way to quote
+// them. It does not replace tokens in a name without "/".
 void refuse_tokens(std::string const& path) {
     auto const token = path.find('/') != std::string::npos ? token_in(path) : "";
     if (!token.empty()) {
@@ -61,7 +62,7 @@ loader::~loader() {
     try {
         unload();
     } catch (...) {
-        // Nobody is left to tell: the shared object stays open until the process ends.
+        // A destructor cannot report this. The shared object stays open until the process ends.
     }
 }
 
@@ -71,9 +72,9 @@ void loader::load() {
     }
     refuse_tokens(image_path);
     cancellation_put_off const until_done;
-    dlerror();  // a reason read below is then this call's
-    // Lazy: an object with an unresolved function is of use to whoever does not call it.
-    // Local: plug-ins may export the same names, and none must get another's.
+    dlerror();  // clear an old reason
+    // Lazy: a shared object with an unresolved function still works if that function is not
+    // called. Local: plug-ins may export the same names, and must not get each other's symbols.
     image_handle = dlopen(image_path.c_str(), RTLD_LAZY | RTLD_LOCAL);
     if (image_handle == nullptr) {
         raise_failure(__LINE__, k_not_loaded);
@@ -87,7 +88,7 @@ void loader::unload() {
     cancellation_put_off const until_done;
     dlerror();
     if (dlclose(image_handle) != 0) {
-        // The handle stays: the object is open, and what came out of it is still of use.
+        // Keep the handle: the shared object is still open, and everything from it still valid.
         raise_failure(__LINE__, "failed to unload binary image: ");
     }
     image_handle = nullptr;

@@ -36,13 +36,13 @@ plugins::~plugins() = default;
 plugins::info::~info() = default;
 plugins::factory::~factory() = default;
 
-// By value: a refused pair is released by the caller, after the lock.
+// Parameters by value: the caller releases a refused pair after the lock is released.
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 bool plugins::register_with_info(morbase::ptr_refcount<info> description,
                                  // NOLINTNEXTLINE(performance-unnecessary-value-param)
                                  morbase::ptr_refcount<factory> maker) {
-    // Declared before the lock and so released after it: the last reference to a
-    // factory may close a shared object, which runs code that is not ours.
+    // Declared before the lock, so released after it: releasing the last reference to a factory
+    // may close a shared object, which runs the plug-in's code.
     std::vector<plugin_table::owned_entry> replaced;
     table_lock const lock(table_mutex);
 
@@ -62,7 +62,7 @@ bool plugins::register_with_info(morbase::ptr_refcount<info> description,
             std::fflush(stdout);
             return false;
         }
-        replaced.emplace_back();  // now: behind the replacement nothing may fail
+        replaced.emplace_back();  // now, because nothing may fail after the replacement
         std::printf("Overriding plugin %s with native interface\n", id.c_str());
         std::fflush(stdout);
         replaced.back() = table->replace(id, {maker, description});
@@ -103,7 +103,7 @@ morbase::ptr_refcount<plugin> plugins::create_with_id(std::string const& id) {
 
 morbase::ptr_refcount<plugin> plugins::create_with_id(std::string const& id,
                                                       morbase::ptr_refcount<factory>& maker) {
-    // Declared before the lock and so released after it, as above: what the caller held.
+    // The factory that the caller held. Declared before the lock, so released after it, as above.
     morbase::ptr_refcount<factory> former;
     std::size_t const hash = plugin_table::hash(id);
     table_lock const lock(table_mutex);
@@ -116,14 +116,14 @@ morbase::ptr_refcount<plugin> plugins::create_with_id(std::string const& id,
 }
 
 std::vector<std::string> plugins::find_plugins(std::string const& expression) const {
-    std::string const start = literal_start(expression);  // a pattern may be long
+    std::string const start = literal_start(expression);  // before the lock: a pattern may be long
     std::vector<std::string_view> ids;
     {
-        // Only ids that begin as the expression does can match.
+        // Only ids that start with the literal start of the expression can match.
         table_lock const lock(table_mutex);
         ids = table->ids_from(start);
     }
-    return matching(expression, ids);  // may take long, and needs no lock: the texts stay
+    return matching(expression, ids);  // may be slow; no lock needed: the table never frees ids
 }
 
 morbase::ptr_refcount<plugins::info> plugins::describe_plugin(std::string const& id) const {

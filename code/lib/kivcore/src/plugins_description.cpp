@@ -1,6 +1,6 @@
-// The record of one plug-in, read from its description. Reading is lenient: elements and
-// sections may come in any order and number, unknown elements are ignored but what they hold
-// is read, and an element without a text takes the next one.
+// Reads the record of one plug-in from its description. Reading is lenient: elements and sections
+// may come in any order and number. An unknown element is ignored, but its content is read. An
+// element without a text takes the next text in the document.
 
 #include <algorithm>
 #include <initializer_list>
@@ -21,7 +21,7 @@ namespace {
 
 using kivsys::xml::reader;
 
-// What these sections say in elements of their own.
+// The facts that these sections give in an element each.
 constexpr std::initializer_list<char const*> k_interface_facts = {k_category, k_type, k_keys,
                                                                   k_flavor, k_interface_version};
 constexpr std::initializer_list<char const*> k_info_facts = {k_name, k_version, k_copyright,
@@ -36,7 +36,7 @@ std::string joined(std::string_view start, std::string_view end) {
     return key;
 }
 
-// The text at or behind the reader's current node; `element` is whose text it is.
+// The text at or after the current node; `element` is the name for the error message.
 std::string read_text(reader& document, std::string_view element) {
     document.skip_to_node(reader::k_node_text);
     std::string text;
@@ -48,15 +48,15 @@ std::string read_text(reader& document, std::string_view element) {
     return text;
 }
 
-// Reads the current node's name into a string that is used again and again.
+// Takes the string as a parameter so that a walk reuses its memory.
 void read_name(reader const& document, char const* failure, std::string& name) {
     if (!document.get_name(name)) {
         morbase::es::call::raise(k_plugins_source, __LINE__, failure);
     }
 }
 
-// Walks on to the end tag called `section`, or to the end of the document, and shows
-// every start tag on the way to `visit`, which may walk on by itself.
+// Advances to the end tag called `section`, or to the end of the document. Calls `visit` at every
+// start tag on the way; `visit` may advance further.
 template <typename visitor>
 void walk_section(reader& document, std::string_view section, char const* end_name_failure,
                   visitor const& visit) {
@@ -79,8 +79,8 @@ void walk_section(reader& document, std::string_view section, char const* end_na
     }
 }
 
-// Adds the text of an element that is one of the section's facts. A fact's key is the section's
-// prefix and the element's name.
+// Adds the element's text if the element is one of the section's facts. The key of a fact is the
+// section's prefix followed by the element's name.
 void read_fact(reader& document, std::string_view prefix, std::string_view element,
                std::initializer_list<char const*> facts,
                std::map<std::string, std::string>& values) {
@@ -92,7 +92,7 @@ void read_fact(reader& document, std::string_view prefix, std::string_view eleme
     }
 }
 
-// Adds one binding: the attribute names the function, the text the symbol.
+// Adds one binding: the attribute is the name of the function, the text that of the symbol.
 void read_bind(reader& document, std::map<std::string, std::string>& values) {
     std::string function;
     if (!document.get_attribute("function", function)) {
@@ -102,7 +102,7 @@ void read_bind(reader& document, std::map<std::string, std::string>& values) {
     values[joined(k_bind, function)] = read_text(document, "bind");
 }
 
-// Adds the developer's two facts, whatever they are called.
+// Adds the two elements that follow the developer's start tag, whatever their names.
 void read_developer(reader& document, std::map<std::string, std::string>& values) {
     document.next_node();
     std::string name;
@@ -131,8 +131,8 @@ __info::__info(reader& document, std::string const& path) {
         } else if (name == "info") {
             read_info(document);
         } else if (name == "config" || name == "input") {
-            // Leads to the node behind the element, which the walk then steps over: it
-            // is meant to be the white space there.
+            // Moves to the node after the element, normally white space; the walk then passes
+            // over that node.
             document.skip_node();
         }
     });
@@ -172,7 +172,7 @@ bool __info::find(std::string const& expression, std::vector<std::string>& keys)
     for (auto const& [key, unused] : values) {
         all.emplace_back(key);
     }
-    keys = matching(expression, all);  // the expression may have been one of them
+    keys = matching(expression, all);  // assigned last: the expression may be an element of keys
     return !keys.empty();
 }
 

@@ -1,4 +1,4 @@
-// How the registry finds plug-ins on disk: directories, and what their descriptions hold.
+// How the registry finds plug-ins on disk: it walks directories and reads their descriptions.
 
 #include <dirent.h>
 
@@ -27,16 +27,16 @@ struct close_directory {
 };
 using directory = std::unique_ptr<DIR, close_directory>;
 
-// Whether an entry may be a plug-in directory. What a link leads to, and what a file
-// system does not say, shows when its description is opened.
+// Whether an entry may be a plug-in directory. For a link, or where the file system does not
+// report the type, opening the description decides.
 bool may_be_plugin(dirent const& entry) {
     return entry.d_name[0] != '.' &&
            (entry.d_type == DT_DIR || entry.d_type == DT_LNK || entry.d_type == DT_UNKNOWN);
 }
 
-// The description of the plugin element at which the reader stands. A document that
-// breaks off inside the element yields none: what the reader met explains more than
-// what the description lacks for it.
+// Reads the description of the plugin element that is the current node. If the document breaks
+// off inside the element, raises the reader's error: that explains more than the missing part of
+// the description would.
 morbase::ptr_refcount<plugins::info> read_description(description_document& document,
                                                       std::string const& dir) {
     morbase::ptr_refcount<plugins::info> description;
@@ -50,8 +50,8 @@ morbase::ptr_refcount<plugins::info> read_description(description_document& docu
     return description;
 }
 
-// Registers every plug-in that a directory's description tells of. False when an
-// element has no name to go by.
+// Registers every plug-in in a directory's description. False if the name of an element cannot be
+// read.
 bool load_description(plugins& registry, std::string const& dir, std::string const& schema) {
     kivsys::xml::host_errors_aside const aside;
     description_document document(dir + "/plugin.xml", schema);

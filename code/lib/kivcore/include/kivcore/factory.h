@@ -1,13 +1,13 @@
-// Factories bind the functions that a description names from the plug-in's shared
-// object. Making one only checks that the names it needs are there; the first
-// create() opens the shared object and looks them up, later ones only make
-// objects. A create() that fails leaves the factory as it was, and the next one
-// tries again. A factory keeps a reference to the loader; the objects that it
-// makes do not, and must go before it does. Factories take no lock: the registry
-// calls them with its own held, other callers serialise their calls.
+// Factories find the functions that a description names in the plug-in's shared object, and
+// create objects with them. The constructor only checks that the description has the names. The
+// first create() opens the shared object and looks up the functions; later calls only create
+// objects. A create() that fails leaves the factory unchanged, and the next call tries again. A
+// factory holds a reference to the loader. The objects that it creates do not, so release them
+// before the factory. Factories take no lock: the registry calls them while it holds its own, and
+// other callers must serialise their calls.
 //
-// Hosts seldom meet these: load_plugin makes them. Make one to register by hand what
-// lies outside a plug-in directory.
+// A host rarely needs these: load_plugin makes them. Make one to register, by hand, a plug-in
+// that is not in a plug-in directory.
 
 #ifndef KIVCORE_FACTORY_H
 #define KIVCORE_FACTORY_H
@@ -20,20 +20,19 @@
 
 namespace kivcore {
 
-// The factory for a description, chosen by "interface.flavor" and, unless that is
-// "native", by "interface.category" and "interface.type". Null when no factory
-// serves them. Raises es::null, as the factories do, when the description lacks a
-// binding. Neither argument is null, here and in the constructors below.
+// The factory for a description, chosen by "interface.flavor" and, unless that is "native", by
+// "interface.category" and "interface.type". Null if there is no factory for these values. Raises
+// es::null if the description lacks a binding, as the constructors below do. The arguments must
+// not be null, here and in the constructors below.
 KIVCORE_API morbase::ptr_refcount<plugins::factory> create_factory(
     morbase::ptr_refcount<loader> const& image_loader,
     morbase::ptr_refcount<plugins::info> const& description);
 
-// For a plug-in that exports one create function. That function takes no arguments
-// and returns a new object of a class derived from kivcore::plugin without having
-// taken a reference to it, or null.
+// For a plug-in that exports one create function. That function takes no arguments. It returns a
+// new object of a class derived from kivcore::plugin, or null. It must not retain the object.
 class KIVCORE_API factory_native : public plugins::factory {
   public:
-    // Raises es::null when the description has no "interface.bind.create".
+    // Raises es::null if the description has no "interface.bind.create".
     factory_native(morbase::ptr_refcount<loader> const& image,
                    morbase::ptr_refcount<plugins::info> const& record);
     ~factory_native() override;
@@ -41,10 +40,10 @@ class KIVCORE_API factory_native : public plugins::factory {
     factory_native(factory_native const&) = delete;
     factory_native& operator=(factory_native const&) = delete;
 
-    // What the create function made; null when it made nothing. Raises es::call when
-    // the shared object cannot be opened, es::null when it lacks the function. What
-    // the function throws passes through: it may be of a class that only the shared
-    // object knows, so do not keep it beyond this factory.
+    // The object that the create function returned, or null. Raises es::call if the shared object
+    // cannot be opened, es::null if it lacks the function. Exceptions of the function pass
+    // through. Their class may exist only in the shared object, so do not keep them longer than
+    // this factory.
     morbase::ptr_refcount<plugin> create() override;
 
   private:
@@ -53,12 +52,11 @@ class KIVCORE_API factory_native : public plugins::factory {
     plugin* (*create_function)() = nullptr;
 };
 
-// For a plug-in that exports the C functions of a file to read; makes c_file_read
-// objects.
+// For a plug-in that exports the C functions for reading a file. Creates c_file_read objects.
 class KIVCORE_API factory_c_file_read : public plugins::factory {
   public:
-    // Raises es::null unless the description names open, close, read, size and
-    // either seek or both get_pos and set_pos.
+    // Raises es::null unless the description names open, close, read, size, and either seek or
+    // both get_pos and set_pos.
     factory_c_file_read(morbase::ptr_refcount<loader> const& image,
                         morbase::ptr_refcount<plugins::info> const& record);
     ~factory_c_file_read() override;
@@ -66,8 +64,8 @@ class KIVCORE_API factory_c_file_read : public plugins::factory {
     factory_c_file_read(factory_c_file_read const&) = delete;
     factory_c_file_read& operator=(factory_c_file_read const&) = delete;
 
-    // Raises es::call when the shared object cannot be opened, es::null when it
-    // lacks a function that the description names and the reader needs.
+    // Raises es::call if the shared object cannot be opened, es::null if it lacks a function that
+    // the description names and the reader needs.
     morbase::ptr_refcount<plugin> create() override;
 
   private:
@@ -84,11 +82,11 @@ class KIVCORE_API factory_c_file_read : public plugins::factory {
     c_size_function size_function = nullptr;  // bound last: set when all others are
 };
 
-// The same for a file to write; makes c_file_write objects.
+// For a plug-in that exports the C functions for writing a file. Creates c_file_write objects.
 class KIVCORE_API factory_c_file_write : public plugins::factory {
   public:
-    // Raises es::null unless the description names open, close, write, flush, size
-    // and either seek or both get_pos and set_pos.
+    // Raises es::null unless the description names open, close, write, flush, size, and either
+    // seek or both get_pos and set_pos.
     factory_c_file_write(morbase::ptr_refcount<loader> const& image,
                          morbase::ptr_refcount<plugins::info> const& record);
     ~factory_c_file_write() override;

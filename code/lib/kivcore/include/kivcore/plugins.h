@@ -1,27 +1,25 @@
 // The registry of plug-ins, and the description of one plug-in.
 //
-// A registry maps plug-in ids to pairs of a factory and a description. Fill it
-// from disk (load_plugins, load_plugin) or by hand (register_with_id), list it
-// (find_plugins), read descriptions (describe_plugin) and make objects
-// (create_with_id). It owns one reference to every factory and description that
-// it holds; nothing is ever taken out of it but by the rule that a native plug-in
-// replaces a non-native one under the same id.
+// A registry maps each plug-in id to a factory and a description. Fill it from disk
+// (load_plugins, load_plugin) or by hand (register_with_id), list it (find_plugins), read
+// descriptions (describe_plugin) and create objects (create_with_id). It owns one reference to
+// each factory and description in it. Entries are never removed. An entry is replaced only when a
+// native plug-in takes over the id of a non-native one.
 //
-// A plug-in id is five fields joined by "/": category, type, key, developer id
-// and version. Fields are taken as they are and may be empty.
+// A plug-in id is five fields joined by "/": category, type, key, developer id and version.
+// Fields are used verbatim and may be empty.
 //
-// Any thread may call any operation of a registry. One mutex guards its table and
-// is held for every registration, look-up and creation, the factory's own create()
-// included, and while a search lists the ids: a create() that calls back into its own
-// registry is refused with an es::call. Objects that a registry made must be released
-// before it is, and before a native plug-in takes over their id; kivcore::instance sees to
-// that.
+// Any thread may call any operation of a registry. One mutex guards its table. It is held during
+// each registration, look-up and creation, including the factory's create(), and while a search
+// lists the ids. A create() that calls back into its own registry therefore raises es::call.
+// Release the objects of a registry before the registry itself, and before a native plug-in takes
+// over their id; kivcore::instance does this for you.
 //
-// Notices are printed: why a directory failed to load to standard error; refusals and
-// replacements, and what the XML library has against a description, to standard output. A
-// refusal says "native" of what is present, whatever flavor that has.
+// The registry prints notices. Standard error gets the reason when a directory fails to load.
+// Standard output gets refusals, replacements, and the XML library's reports on a description.
+// The text of a refusal calls the plug-in that is present "native", whatever its flavor.
 //
-// Operations but load_plugin raise std::bad_alloc besides what they say.
+// Every operation except load_plugin may raise std::bad_alloc, besides what its comment says.
 
 #ifndef KIVCORE_PLUGINS_H
 #define KIVCORE_PLUGINS_H
@@ -48,71 +46,71 @@ class KIVCORE_API plugins : public morbase::object_refcount {
     class info;
     class factory;
 
-    // An empty registry. root: the directory whose plugin.rng stands for the description's
-    // schema. It is only named: descriptions are not validated, and nothing need be there.
-    // Made with new and held by a ptr_refcount where instances are to share it.
+    // An empty registry. root is the directory of the schema for descriptions, plugin.rng. The
+    // path is only passed on: descriptions are not validated, and neither the directory nor the
+    // file has to exist. If instances share the registry, create it with new and hold it in a
+    // ptr_refcount.
     explicit plugins(std::string const& root);
     ~plugins() override;
 
     plugins(plugins const&) = delete;
     plugins& operator=(plugins const&) = delete;
 
-    // Enters the pair under every id of the description: one for each of the keys
-    // that its "interface.key" lists between "|". description is not null and is
-    // not written to from now on; maker may be null, for an interface that nothing
-    // serves. False, with a notice, as soon as one id is taken and the description
-    // may not replace what is there; ids entered before stay.
+    // Enters the pair under every id of the description: one id for each key that its
+    // "interface.key" lists, separated by "|". description must not be null and must not be
+    // changed afterwards. maker may be null if no factory serves the interface. If an id is taken
+    // and the description may not replace the present entry, prints a notice and returns false at
+    // once; the ids entered so far stay.
     bool register_with_info(morbase::ptr_refcount<info> description,
                             morbase::ptr_refcount<factory> maker);
 
-    // Enters maker under id with a description made from the id and the display
-    // name. False, with a notice, when id has not five fields or is taken. An entry made
-    // this way has no flavor, so a native plug-in of that id takes its place.
+    // Enters maker under id, with a description made from the id and the display name. Prints a
+    // notice and returns false if id does not have five fields or is taken. An entry made this
+    // way has no flavor, so a native plug-in with the same id replaces it.
     bool register_with_id(std::string const& id, morbase::ptr_refcount<factory> maker,
                           std::string const& name);
 
-    // A new object of the plug-in with this id, owned by the caller. Null when the
-    // id is unknown, when its entry has no factory, and when the factory made
-    // nothing. What the factory throws passes through: es::call for a shared object that
-    // cannot be opened, es::null for a function that it lacks, and whatever the plug-in's
-    // create function throws. The first object of a plug-in opens its shared object, and
-    // other threads wait for the lock meanwhile. Raises es::call for a call out of a
-    // create() of this registry.
+    // A new object of the plug-in with this id, owned by the caller. Null if the id is unknown,
+    // if its entry has no factory, or if the factory returned null. Exceptions of the factory
+    // pass through: es::call if the shared object cannot be opened, es::null if it lacks a
+    // function, and whatever the plug-in's create function throws. The first object of a plug-in
+    // opens its shared object; meanwhile other threads wait for the lock. Raises es::call if
+    // called from a create() of this registry.
     morbase::ptr_refcount<plugin> create_with_id(std::string const& id);
 
-    // The same, and hands out the factory that made the object, which keeps the
-    // object's shared object open. maker is set as soon as there is a factory, also when
-    // that then makes nothing or throws, and left alone otherwise.
+    // The same, and also returns the factory that made the object. The factory keeps the shared
+    // object open. maker is set as soon as a factory is found, even if that factory then returns
+    // null or throws; otherwise it is unchanged.
     morbase::ptr_refcount<plugin> create_with_id(std::string const& id,
                                                  morbase::ptr_refcount<factory>& maker);
 
-    // The ids that the regular expression, in PCRE's syntax, matches as a whole, sorted by
+    // The ids that the regular expression (PCRE syntax) matches as a whole, sorted by
     // plugin_id_less: versions of one plug-in together, the newest first. Empty if the pattern
-    // does not compile. The lock is held only while the ids are listed: they are matched
-    // without it, so a search never holds up other threads for as long as the pattern takes. A
-    // search has a budget of 10^10 steps times bytes, or 2 * 10^7 for each id if that is more,
-    // and shares it out evenly: an id whose match takes more, or too much memory or stack, is
-    // left out. A hostile pattern may take 10 seconds, and with more than some 20,000 ids longer
-    // in proportion. Raises std::bad_alloc.
+    // does not compile. The lock is held only while the ids are listed, not while they are
+    // matched, so a slow pattern does not hold up other threads.
+    //
+    // A search has a budget of 10^10 steps times bytes, or 2 * 10^7 for each id if that is more,
+    // and divides it evenly. An id whose match needs more than its share, or too much memory or
+    // stack, is left out. A hostile pattern may take 10 seconds; with more than about 20,000 ids,
+    // proportionally longer.
     std::vector<std::string> find_plugins(std::string const& expression) const;
 
-    // The description registered under id, shared with the caller, or null. It may outlive
-    // the registry, and holds no shared object open.
+    // The description registered under id, shared with the caller, or null. It may outlive the
+    // registry. It does not keep a shared object open.
     morbase::ptr_refcount<info> describe_plugin(std::string const& id) const;
 
-    // Loads every plug-in directory in dir, in the order in which the file system
-    // lists them. Hidden entries and plain files are passed over. Returns how many
-    // directories loaded; 0 when dir cannot be opened. The lock is taken for each
-    // registration anew: other threads see the plug-ins come in one by one. Raises nothing
-    // but std::bad_alloc.
+    // Loads every plug-in directory in dir, in the order in which the file system lists them.
+    // Skips hidden entries and plain files. Returns the number of directories that loaded, or 0
+    // if dir cannot be opened. Each registration takes the lock separately, so other threads see
+    // the plug-ins appear one by one. Raises only std::bad_alloc.
     int load_plugins(std::string const& dir);
 
-    // Loads the plug-in directory dir: registers every plug-in that its plugin.xml
-    // describes, bound to its darwin/x86/plugin.so, which is opened only when a
-    // first object is made. True when the description was read to its end without
-    // an error. Raises nothing: a failure is printed and false is returned; what
-    // was registered before it stays. A plug-in within whose description the document
-    // breaks off is not registered. A cancelled thread ends after this, not within.
+    // Loads the plug-in directory dir: registers every plug-in in its plugin.xml, bound to its
+    // darwin/x86/plugin.so. That file is opened only when the first object is created. Returns
+    // true if the description was read to the end without an error. Otherwise prints the reason
+    // and returns false; plug-ins registered so far stay. If the document breaks off within a
+    // plug-in's description, that plug-in is not registered. Raises nothing. If the thread is
+    // cancelled, it ends after this call, not within it.
     bool load_plugin(std::string const& dir);
 
   private:
@@ -123,58 +121,58 @@ class KIVCORE_API plugins : public morbase::object_refcount {
     morbase::mutex table_mutex;
 };
 
-// What is known about one plug-in: string keys with one string value each. Never
-// changed once it is registered, so any number of threads may read it.
+// What is known about one plug-in: string keys with one string value each. It does not change
+// once it is registered, so any number of threads may read it.
 class KIVCORE_API plugins::info : public morbase::object_refcount {
   public:
     ~info() override;
 
-    // The value of key. False, with value left as it was, when there is no such key.
+    // Sets value to the value of key. If there is no such key, returns false and leaves value
+    // unchanged.
     virtual bool get(std::string const& key, std::string& value) const = 0;
 
-    // Replaces keys by all keys that the regular expression matches as a whole, in
-    // ascending order. False, with keys empty, when there is none, or the pattern does not
-    // compile. The bounds are those of plugins::find_plugins.
+    // Sets keys to all keys that the regular expression matches as a whole, in ascending order.
+    // Returns false, with keys empty, if there are none or the pattern does not compile. The
+    // limits are those of plugins::find_plugins.
     virtual bool find(std::string const& expression, std::vector<std::string>& keys) const = 0;
 
   protected:
-    // For derived classes only: assigned through an info&, a record would keep its values.
+    // Protected, because assignment through an info& would not copy the values.
     info() = default;
     info(info const&) = default;
     info& operator=(info const&) = default;
 };
 
-// The value of a key in a description, or `absent` when there is no such key.
+// The value of a key in a description, or `absent` if there is no such key.
 inline std::string value_of(plugins::info const& description, std::string const& key,
                             std::string absent = "") {
     description.get(key, absent);
     return absent;
 }
 
-// Makes the objects of one plug-in. Hosts may derive from it to register objects of
-// their own.
+// Creates the objects of one plug-in. A host may derive from it to register objects of its own.
 class KIVCORE_API plugins::factory : public morbase::object_refcount {
   public:
     ~factory() override;
 
-    // A new object, owned by the caller; may be null. The registry calls this with
-    // its lock held, so no two calls overlap and a call must not come back to the
-    // registry. Callers outside a registry serialise their calls themselves.
+    // A new object, owned by the caller; may be null. The registry calls this with its lock held:
+    // calls do not overlap, and a call must not use the registry. Callers other than a registry
+    // must serialise their calls.
     virtual morbase::ptr_refcount<plugin> create() = 0;
 };
 
-// The one description class. Built by the registry or by a host that registers by
-// hand, by way of `values`; or read from a description file.
+// The only description class. It is read from a description file, or a host that registers by
+// hand fills in `values`.
 class KIVCORE_API
     __info  // NOLINT(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): public name
     : public plugins::info {
   public:
     __info();
 
-    // Reads the plugin element whose start tag is the document's current node, and
-    // leaves it on the element's end tag or at the end of the document. path is the
-    // plug-in directory, kept under "path". Raises es::call for a description that
-    // cannot be understood; what the reader raises passes through.
+    // Reads the plugin element whose start tag is the document's current node. Leaves the
+    // document on the element's end tag, or at its end. path is the plug-in directory, stored
+    // under "path". Raises es::call if the description cannot be understood. Exceptions of the
+    // reader pass through.
     __info(kivsys::xml::reader& document, std::string const& path);
 
     ~__info() override;
@@ -182,7 +180,7 @@ class KIVCORE_API
     bool get(std::string const& key, std::string& value) const override;
     bool find(std::string const& expression, std::vector<std::string>& keys) const override;
 
-    // Written only until the record is registered.
+    // Do not change these once the record is registered.
     std::map<std::string, std::string> values;
 
   private:
@@ -190,15 +188,15 @@ class KIVCORE_API
     void read_info(kivsys::xml::reader& document);
 };
 
-// Orders versions, the newest first: true when version a is greater than version
-// b. Up to four numbers between dots count, each meant to stay below 256; what is
-// no number counts as 0. Different texts may be the same version: neither is greater.
+// Orders versions, the newest first: true if version a is greater than version b. Compares up to
+// four numbers separated by dots, each expected to be below 256. A field that is not a number
+// counts as 0. Different texts may be the same version; then neither is greater.
 struct KIVCORE_API version_greater {
     bool operator()(std::string const& a, std::string const& b) const;
 };
 
-// Orders plug-in ids: by the text before the last "/", then the newest version first. A
-// strict weak order: ids whose versions are the same are equivalent.
+// Orders plug-in ids by the text before the last "/", then by version, the newest first. This is
+// a strict weak order: ids that differ only in how the version is written are equivalent.
 struct KIVCORE_API plugin_id_less {
     bool operator()(std::string const& a, std::string const& b) const;
 };
