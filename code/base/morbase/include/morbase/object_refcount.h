@@ -1,14 +1,13 @@
-// The base of every object that host, library and plug-ins share. The count of
-// its references lives in the object and starts at 0: the first ptr_refcount
-// that takes a new object holds its first reference, and the release of the
-// last one deletes it. Make such objects with new, and let no one else delete
-// them: one on the stack or inside another object would be deleted all the same.
-// Counting is atomic: any thread may retain and release. The object itself is as
-// safe between threads as its class says.
+// The base of every object that host, library and plug-ins share. The reference count is in the
+// object and starts at 0. The first ptr_refcount to a new object takes its first reference;
+// releasing the last one deletes it. Create such objects with new, and do not delete them
+// yourself. Do not put one on the stack or inside another object: it would be deleted all the
+// same. Counting is atomic: any thread may retain and release. Whether the object itself is
+// thread-safe is up to its class.
 //
-// Two traps. Objects that refer to each other are never deleted. And a destructor
-// must not hand its own object to a ptr_refcount: the count would come back to 0
-// and delete the object a second time.
+// Two traps. Objects that refer to each other are never deleted. A destructor must not create a
+// ptr_refcount to its own object: the count would return to 0 and the object would be deleted
+// twice.
 
 #ifndef MORBASE_OBJECT_REFCOUNT_H
 #define MORBASE_OBJECT_REFCOUNT_H
@@ -21,16 +20,16 @@ namespace morbase {
 
 class MORBASE_API object_refcount {
   public:
-    // Runs on the thread that gives back the last reference. Virtual, so that the code
-    // that made an object destroys it, whichever module lets go of it last.
+    // Runs on the thread that releases the last reference. Virtual, so that the module that
+    // created an object destroys it, whichever module releases it last.
     virtual ~object_refcount();
 
-    // Takes one reference. Whoever does so has another one or has just made the object,
-    // so nothing needs to be ordered with it.
+    // Takes a reference. The caller already has one or has just created the object, so relaxed
+    // order is enough.
     void retain() const noexcept { references.fetch_add(1, std::memory_order_relaxed); }
 
-    // Gives one reference back; deletes the object when it was the last. The thread that
-    // deletes sees what all others did with the object before they let go.
+    // Releases a reference; deletes the object if it was the last. The thread that deletes it
+    // sees everything that other threads did with the object before they released it.
     void release() const noexcept {
         if (references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
             delete this;
@@ -40,8 +39,8 @@ class MORBASE_API object_refcount {
   protected:
     object_refcount() noexcept = default;
 
-    // References belong to the object they were taken of: a copy starts without
-    // any, and assignment leaves both counts alone.
+    // The count is not copied: a copy starts without references, and assignment changes neither
+    // count.
     object_refcount(object_refcount const& /*other*/) noexcept {}
     object_refcount& operator=(object_refcount const& /*other*/) noexcept { return *this; }
 

@@ -1,4 +1,4 @@
-// Paths as texts: nothing is looked up and nothing is resolved. Any thread may call these.
+// Paths as texts, without access to the file system. Any thread may call this.
 
 #ifndef MORBASE_PATH_H
 #define MORBASE_PATH_H
@@ -9,9 +9,9 @@
 
 namespace morbase {
 
-// directory and name with exactly one separator between the two, however many
-// either brings along. An empty directory gives the name alone; one of separators only is
-// the root and stays it. Raises nothing but std::bad_alloc.
+// Joins directory and name with exactly one separator, however many there are at the end of
+// directory and at the start of name. If directory is empty, returns name unchanged. A directory
+// of separators only is the root and stays the root. Raises only std::bad_alloc.
 MORBASE_API std::string path_appended(std::string const& directory, std::string const& name,
                                       char separator);
 

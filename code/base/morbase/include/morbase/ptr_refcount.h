@@ -1,11 +1,10 @@
-// The pointer that holds one reference to an object_refcount, or to nothing.
-// Taking a non-null pointer and copying retain; destruction and reassignment
-// release. Moving passes the reference on. A ptr_refcount itself is used by one
-// thread at a time; the object that it refers to may be shared, through a
-// ptr_refcount of each thread's own.
+// A smart pointer that holds one reference to an object_refcount, or is null. Construction from a
+// pointer and copying retain; destruction and assignment release. A move transfers the reference.
+// Use a ptr_refcount from one thread at a time. Threads may share the object if each has its own
+// ptr_refcount.
 //
-// T derives from object_refcount or has a retain and a release of its own. Nothing
-// here raises; a destructor of T that does ends the process.
+// T derives from object_refcount, or has its own retain and release. Nothing here raises; if the
+// destructor of T throws, the process is terminated.
 
 #ifndef MORBASE_PTR_REFCOUNT_H
 #define MORBASE_PTR_REFCOUNT_H
@@ -21,16 +20,16 @@ class ptr_refcount {
   public:
     using element_type = T;
 
-    // Refers to nothing.
+    // Null.
     ptr_refcount() noexcept = default;
 
-    // Takes a reference of its own. Implicit, so that a function may return what it made
-    // with new. The count lies in the object: several may be made of one plain pointer.
+    // Takes a reference. Implicit, so that a function can return the result of new. The count is
+    // in the object, so several ptr_refcounts may be made from one plain pointer.
     ptr_refcount(T* object) noexcept : pointee(object) { retain(); }
     ptr_refcount(ptr_refcount const& other) noexcept : pointee(other.pointee) { retain(); }
     ptr_refcount(ptr_refcount&& other) noexcept : pointee(std::exchange(other.pointee, nullptr)) {}
 
-    // To a base of U, or to a constant one, as plain pointers convert.
+    // Converts as plain pointers do: to a base of U, or to const.
     template <typename U, typename = std::enable_if_t<std::is_convertible_v<U*, T*>>>
     ptr_refcount(ptr_refcount<U> const& other) noexcept : pointee(other.get()) {
         retain();
@@ -46,15 +45,15 @@ class ptr_refcount {
         }
     }
 
-    // By value: the old reference goes only after the new one is held. What its release
-    // runs, a destructor for one, finds the new object here already.
+    // By value: the old reference is released only after the new one is in place. Code that the
+    // release runs, for example a destructor, already finds the new object here.
     ptr_refcount& operator=(ptr_refcount other) noexcept {
         swap(other);
         return *this;
     }
 
-    // The object, to look at and not to keep: it lives as long as this or another
-    // reference does. Null when there is none, which -> and * must not meet.
+    // The object, or null. Borrowed: it lives as long as this or another reference to it. Do not
+    // use -> and * on null.
     T* get() const noexcept { return pointee; }
     T* operator->() const noexcept { return pointee; }
     T& operator*() const noexcept { return *pointee; }
@@ -64,7 +63,7 @@ class ptr_refcount {
 
     friend void swap(ptr_refcount& a, ptr_refcount& b) noexcept { a.swap(b); }
 
-    // Compared by which object it is. The order is total, so that these can be keys.
+    // Compares addresses. The order is total, so a ptr_refcount can be a key.
     friend bool operator==(ptr_refcount const& a, ptr_refcount const& b) noexcept {
         return a == b.get();
     }
@@ -75,8 +74,8 @@ class ptr_refcount {
         return a < b.get();
     }
 
-    // With a plain pointer as it is: made into a ptr_refcount for the comparison, an object
-    // without references would be deleted by it.
+    // Compares with a plain pointer without a temporary ptr_refcount, which would delete an
+    // object that has no references yet.
     friend bool operator==(ptr_refcount const& a, T const* b) noexcept { return a.pointee == b; }
     friend bool operator==(T const* a, ptr_refcount const& b) noexcept { return a == b.pointee; }
     friend bool operator!=(ptr_refcount const& a, T const* b) noexcept { return a.pointee != b; }

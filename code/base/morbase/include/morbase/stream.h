@@ -1,15 +1,13 @@
-// Abstract byte streams: rd reads and wr writes in order, rda and wra can also
-// seek. Positions, offsets and sizes are in bytes. Every result is negative for
-// a failure; which negative number is the stream's own to say. A stream is used by
-// one thread at a time. Buffers stay the caller's: a stream looks at them during the
-// call only. Who owns a stream, and whether its operations raise, is up to the class
-// that implements it.
+// Abstract byte streams: rd reads and wr writes in order; rda and wra can also seek. Positions,
+// offsets and sizes are in bytes. Every function returns a negative number on failure; which one
+// is up to the stream. Use a stream from one thread at a time. The caller owns the buffers, and a
+// stream uses them only during the call. Who owns a stream, and whether its operations raise, is
+// up to the class that implements it.
 //
-// tell, peek and size have versions here that work through seek and restore the position;
-// a stream that cannot seek answers -1. When a read or seek throws, they restore the
-// position and pass on what was thrown. Where the position cannot be restored they answer
-// -1 or throw, and it is where the failure left it. A stream that knows better overrides
-// them.
+// The default versions of tell, peek and size use seek and restore the position; without seek
+// they return -1. If a read or seek throws, they restore the position and rethrow. If the
+// position cannot be restored, they return -1 or throw, and the position is where the failure
+// left it. Override them if your stream has a better way.
 
 #ifndef MORBASE_STREAM_H
 #define MORBASE_STREAM_H
@@ -19,24 +17,23 @@
 
 namespace morbase::stream {
 
-// Bytes that come in order: a pipe, a socket.
+// A source that is read in order, for example a pipe or a socket.
 class MORBASE_API rd {
   public:
     virtual ~rd();
 
-    // Reads at most count bytes into buffer and moves on behind them. Returns
-    // how many were read, 0 at the end, negative for a failure. Fewer than count is
-    // no end: only 0 is.
+    // Reads at most count bytes into buffer and advances by as many. Returns the number of bytes
+    // read, 0 at the end, negative on failure. Only 0 means the end; a short read does not.
     virtual long long read(void* buffer, unsigned long long count) = 0;
 
-    // The position: how many bytes lie before it.
+    // The position: the number of bytes before it.
     virtual long long tell();
 
-    // Reads as read does, and leaves the position where it is.
+    // The same as read, but does not move the position.
     virtual long long peek(void* buffer, unsigned long long count);
 };
 
-// Bytes that are there as a whole and can be read anywhere: a file.
+// A source that can be read anywhere, for example a file.
 class MORBASE_API rda : public rd {
   public:
     ~rda() override;
@@ -56,13 +53,12 @@ class MORBASE_API wr {
   public:
     virtual ~wr();
 
-    // Writes at most count bytes and moves on behind them. Returns how many were
-    // written, negative for a failure. Fewer than count, which the result's type makes
-    // certain for a count beyond it, are no failure: write the rest with the next call.
+    // Writes at most count bytes and advances by as many. Returns the number of bytes written,
+    // negative on failure. A short write is not a failure: write the rest with the next call. It
+    // always happens if count exceeds the range of int.
     virtual int write(void const* buffer, unsigned long long count) = 0;
 
-    // Hands everything written so far to where it goes, past buffers of the stream's
-    // own. Returns 0 for success.
+    // Writes out everything that the stream has buffered. Returns 0 on success.
     virtual int flush() = 0;
 
     // The position at which the next byte is written.

@@ -1,10 +1,10 @@
-// A plug-in object that lists what is inside something that has directories and
-// files: an archive, a device, a service. Paths are the plug-in's own; start from
-// root(). One thread at a time uses a browser. Lists, maps and strings are the
-// caller's; what the plug-in raises passes through.
+// A plug-in object that lists directories and files, for example those inside an archive, on a
+// device or in a service. The plug-in defines the form of paths; start from root(). Use a browser
+// from one thread at a time. The caller owns lists, maps and strings. Exceptions of the plug-in
+// pass through.
 //
-// A path that is not there, or is a file's, has an empty list: can_browse tells it from a
-// directory that is empty. What is not there has no info and no url either.
+// The list of a path that does not exist, or is a file, is empty. Use can_browse to distinguish
+// it from an empty directory. A path that does not exist has no info and no url.
 
 #ifndef KIVCORE_BROWSER_H
 #define KIVCORE_BROWSER_H
@@ -29,27 +29,27 @@ class KIVCORE_API browser : public plugin {
     // "browser"
     std::string kind() override;
 
-    // Whether there is something at path that this browser can list.
+    // Whether path is something that this browser can list.
     virtual bool can_browse(std::string const& path) = 0;
 
-    // The path from which browsing starts; may be empty when the caller has to bring one.
+    // The path from which browsing starts. May be empty; then the caller must supply a path.
     virtual std::string root() = 0;
 
-    // Appends the directories and the files directly below path to the lists; a null
-    // list is not wanted.
+    // Appends the directories and the files directly below path to the lists. Pass null for a
+    // list that you do not need.
     virtual void get_list(std::string const& path,
                           std::vector<std::pair<std::string, std::string>>* dirs,
                           std::vector<std::pair<std::string, std::string>>* files) = 0;
 
-    // Fills info with what is known about path, all as text. Which keys there are is the
-    // plug-in's to say; other keys that info has stay.
+    // Adds what is known about path to info, all as text. The plug-in defines the keys; other
+    // keys in info stay.
     virtual void get_info(std::string const& path, std::map<std::string, std::string>& info) = 0;
 
-    // Gives what the matching reader's open takes for the file at path. Leaves url alone
-    // where there is no such file.
+    // Sets url to what the matching reader's open takes for the file at path. If there is no such
+    // file, leaves url unchanged.
     virtual void get_url(std::string const& path, std::string& url) = 0;
 
-    // The same, with the result returned; it is empty where nothing was filled in.
+    // The same, but return the result. It is empty if there is nothing to return.
     std::pair<entry_list, entry_list> list(std::string const& path);  // directories, files
     entry_list list_dirs(std::string const& path);
     entry_list list_files(std::string const& path);

@@ -1,20 +1,18 @@
-// A file behind plain C functions, and the reader and writer made of it.
+// The plain C functions of a C-style plug-in, and the reader and writer that adapt them.
 //
-// A C-style plug-in exports these functions under names of its choice. The handle
-// is whatever its open function stores; it belongs to the plug-in, which gets it
-// back by its close function. The strings and buffers handed to the functions
-// belong to the caller and are valid during the call only. No C++ exception may
-// leave a function. Results: 0 for success and negative for failure from open,
-// close and flush; the count of bytes, 0 at the end and negative for failure from
-// read and write; bytes from the start, negative for failure from the others.
+// A C-style plug-in exports these functions under names of its choice. The handle is the value
+// that its open function stores. The plug-in owns the handle and gets it back when its close
+// function is called. The caller owns the strings and buffers; they are valid only during the
+// call. No C++ exception may leave a function. open, close and flush return 0 on success,
+// negative on failure. read and write return the number of bytes, 0 at the end, negative on
+// failure. The others return bytes from the start, negative on failure.
 //
-// The adapters pass arguments and results on as they are, and buffer nothing. An
-// adapter owns the handle that open stored, until close. It holds no reference to
-// the shared object: it must go before the factory that made it. One thread at a
-// time uses an adapter.
+// The adapters pass arguments and results through unchanged, and do not buffer. An adapter owns
+// the handle that open stored, until close. It holds no reference to the shared object, so
+// release it before the factory that created it. Use an adapter from one thread at a time.
 //
-// Nothing is checked on the way: on a closed adapter every function but open and close
-// gets a null handle, and what it answers is the plug-in's.
+// The adapters check nothing. On a closed adapter, every function except open and close is called
+// with a null handle, and the result is up to the plug-in.
 
 #ifndef KIVCORE_C_FILE_H
 #define KIVCORE_C_FILE_H
@@ -28,10 +26,10 @@
 
 namespace kivcore {
 
-// (path, mode, where to store the handle). A failing open stores nothing: what it stores
-// counts as a handle whatever it returns, and is given to close.
+// (path, mode, where to store the handle). On failure it must not store anything: a stored value
+// counts as a handle, whatever open returns, and is passed to close.
 using c_open_function = int (*)(char const*, char const*, void**);
-// (handle), which nobody uses afterwards, also when this fails
+// (handle); the handle is not used afterwards, even if this fails
 using c_close_function = int (*)(void*);
 // (handle, target, count of bytes)
 using c_read_function = int (*)(void*, void*, unsigned int);
@@ -39,50 +37,52 @@ using c_read_function = int (*)(void*, void*, unsigned int);
 using c_write_function = int (*)(void*, void const*, unsigned int);
 // (handle)
 using c_flush_function = int (*)(void*);
-// (handle, offset in bytes, origin as in morbase::whence); gives the new position
+// (handle, offset in bytes, origin as in morbase::whence); returns the new position
 using c_seek_function = long long (*)(void*, long long, unsigned char);
-// (handle); gives the position
+// (handle); returns the position
 using c_get_pos_function = long long (*)(void*);
-// (handle, new position from the start); gives the new position
+// (handle, new position from the start); returns the new position
 using c_set_pos_function = long long (*)(void*, long long);
-// (handle); gives the size
+// (handle); returns the size
 using c_size_function = long long (*)(void*);
 
-// The reader made of such functions. factory_c_file_read makes these; a host that has
-// functions of its own may make one itself.
+// The reader that adapts such functions. factory_c_file_read creates these; a host may create one
+// from its own functions.
 class KIVCORE_API c_file_read : public reader {
   public:
-    // A closed reader. seek_file may be null when both get_pos and set_pos are given: it
-    // is then made of those two. The other functions are not null.
+    // A closed reader. seek_file may be null if both get_pos and set_pos are given; seek then
+    // uses these two. With seek_file, get_pos and set_pos may be null. The other functions must
+    // not be null.
     c_file_read(c_open_function open_file, c_close_function close_file, c_read_function read_file,
                 c_seek_function seek_file, c_get_pos_function get_pos, c_set_pos_function set_pos,
                 c_size_function file_size);
 
-    // Closes a handle that is still held; whatever the plug-in says to that is dropped.
+    // Closes a handle that is still held, and ignores a failure.
     ~c_file_read() override;
 
     c_file_read(c_file_read const&) = delete;
     c_file_read& operator=(c_file_read const&) = delete;
 
-    // Does not close a handle that is already held: close before opening again.
+    // Does not close a handle that is still held: call close before you open again.
     int open(std::string const& path, std::string const& mode) override;
 
-    // 0 when no handle is held.
+    // Returns 0 if no handle is held.
     int close() override;
 
-    // One call moves at most 2^32 - 1 bytes: a larger count is cut to its low 32 bits.
+    // A count above 2^32 - 1 is truncated to its low 32 bits.
     long long read(void* buffer, unsigned long long count) override;
 
-    // 0, with nothing called, for an unlisted origin when there is no seek function. Made
-    // of the pair, a seek adds to what get_pos or size answers, a failure included, which may
-    // come out as a valid position: a plug-in whose get_pos or size can fail binds seek.
+    // Without a seek function, adds offset to the result of get_pos or size, and passes the sum
+    // to set_pos. If get_pos or size fails, its negative result is added too, which may give a
+    // valid position: a plug-in whose get_pos or size can fail should bind seek. For an
+    // unlisted origin, it then calls nothing and returns 0.
     long long seek(long long offset, morbase::whence origin) override;
 
-    // By a seek of 0 when there is a seek function, else by get_pos.
+    // Calls seek with offset 0 if there is a seek function, otherwise get_pos.
     long long tell() override;
 
-    // The plug-in's own figure. The second form is there because a const member of the
-    // same name hides a virtual one: a call means the same through every base.
+    // The size that the plug-in reports. A const member alone would hide the virtual one of the
+    // base; with both forms, a call does the same through every base class.
     long long size() override;
     long long size() const;
 
@@ -97,39 +97,40 @@ class KIVCORE_API c_file_read : public reader {
     void* file_handle = nullptr;
 };
 
-// The writer made of such functions.
+// The writer that adapts such functions.
 class KIVCORE_API c_file_write : public writer {
   public:
-    // A closed writer; the same rule for seek_file.
+    // A closed writer. The rules for null are those of c_file_read.
     c_file_write(c_open_function open_file, c_close_function close_file,
                  c_write_function write_file, c_flush_function flush_file,
                  c_seek_function seek_file, c_get_pos_function get_pos, c_set_pos_function set_pos,
                  c_size_function file_size);
 
-    // Closes a handle that is still held; whatever the plug-in says to that is dropped.
+    // Closes a handle that is still held, and ignores a failure.
     ~c_file_write() override;
 
     c_file_write(c_file_write const&) = delete;
     c_file_write& operator=(c_file_write const&) = delete;
 
-    // Does not close a handle that is already held: close before opening again.
+    // Does not close a handle that is still held: call close before you open again.
     int open(std::string const& path, std::string const& mode) override;
 
-    // 0 when no handle is held.
+    // Returns 0 if no handle is held.
     int close() override;
 
-    // A count beyond 2^32 - 1 is cut to its low 32 bits, as in read: a larger transfer
-    // takes several calls.
+    // A count above 2^32 - 1 is truncated to its low 32 bits. Use several calls for a larger
+    // transfer.
     int write(void const* buffer, unsigned long long count) override;
     int flush() override;
 
-    // 0, with nothing called, for an unlisted origin when there is no seek function. Made
-    // of the pair, a seek adds to what get_pos or size answers, a failure included, which may
-    // come out as a valid position: a plug-in whose get_pos or size can fail binds seek.
+    // Without a seek function, adds offset to the result of get_pos or size, and passes the sum
+    // to set_pos. If get_pos or size fails, its negative result is added too, which may give a
+    // valid position: a plug-in whose get_pos or size can fail should bind seek. For an
+    // unlisted origin, it then calls nothing and returns 0.
     long long seek(long long offset, morbase::whence origin) override;
 
-    // By get_pos when there is one, else by a seek of 0. Both forms for the reason given
-    // at c_file_read::size, here and below.
+    // Calls get_pos if there is one, otherwise seek with offset 0. For the const forms see
+    // c_file_read::size.
     long long tell() override;
     long long tell() const;
     long long size() override;

@@ -1,11 +1,12 @@
-// A reader of media made of tracks, and the records that describe a track. Tracks
-// and frames are counted from 0. One thread at a time uses a frame_reader; records
-// never change, so any number of threads may read them.
+// A reader of media that consist of tracks, and the records that describe a track. Tracks and
+// frames are numbered from 0. Use a frame_reader from one thread at a time. Records never change,
+// so any number of threads may read them.
 //
-// kind() is that of every reader. Whether an object is more is for a cast to tell, and
-// for kivcore::create<frame_reader>. What the stream operations are about, the file or
-// the selected track, is the plug-in's to say, and so is what the bytes of a frame are: the
-// record tells no sample or pixel format. Operations raise what the plug-in raises.
+// kind() returns the kind of every reader. Use dynamic_cast to find out whether a reader is also
+// a frame_reader, or create it with kivcore::create<frame_reader>. The plug-in decides whether
+// the stream operations work on the file or on the selected track. It also decides what the bytes
+// of a frame are: the record has no sample or pixel format. Exceptions of the plug-in pass
+// through.
 
 #ifndef KIVCORE_FRAME_READER_H
 #define KIVCORE_FRAME_READER_H
@@ -32,34 +33,34 @@ class KIVCORE_API frame_reader : public reader {
     // How many tracks there are; 0 while nothing is open.
     virtual unsigned int track_count() = 0;
 
-    // The record of a track, shared with the caller; null when there is no such track.
-    // Like every object of a plug-in it must be released before the factory.
+    // The record of a track, shared with the caller; null if there is no such track. Like every
+    // object of a plug-in, it must be released before the factory.
     virtual morbase::ptr_refcount<media_information> track_information(unsigned int track) = 0;
 
-    // Makes track the one that the operations below are about. 0 for success,
-    // negative when there is no such track.
+    // Selects the track for the operations below. Returns 0 on success, negative if there is no
+    // such track.
     virtual int select_track(unsigned int track) = 0;
 
-    // The number of the frame that is read next; negative for a failure.
+    // The number of the frame that is read next; negative on failure.
     virtual long long tell_frame() = 0;
 
-    // Moves to a frame, the end included. Its number, or negative for a failure.
+    // Moves to a frame, or to the end. Returns the new frame number, negative on failure.
     virtual long long seek_frame(long long frame) = 0;
 
-    // Reads one frame into buffer, which has room for capacity bytes, and moves on to
-    // the next. The frame's bytes, 0 at the end, negative for a failure or when the
-    // frame does not fit; the position then stays.
+    // Reads one frame into buffer, which has room for capacity bytes, and moves to the next
+    // frame. Returns the number of bytes in the frame, 0 at the end, negative on failure or if
+    // the frame does not fit. After a negative result the position is unchanged.
     virtual long long read_frame(void* buffer, unsigned long long capacity) = 0;
 
   protected:
     frame_reader();
 };
 
-// What is known about one track of any kind. Shared through ptr_refcount; never
-// changed once it is made. A cast tells which kind it is, as `type` does.
+// What is known about one track of any kind. Shared through ptr_refcount, and never changed. Use
+// `type` or dynamic_cast to find out which kind it is.
 class KIVCORE_API frame_reader::media_information : public morbase::object_refcount {
   public:
-    // The underlying type is fixed: plug-ins may bring values that are not listed.
+    // The underlying type is fixed, so that plug-ins may use values that are not listed.
     enum media_type : unsigned int {
         video = 0,
         audio = 1,
@@ -75,9 +76,9 @@ class KIVCORE_API frame_reader::media_information : public morbase::object_refco
 
     ~media_information() override;
 
-    // The record as lines of "label: value", each ended by a newline. For people, and in
-    // English; programs read the fields. Raises std::bad_alloc; a plug-in's own records
-    // may raise more.
+    // The record as lines of "label: value", each ending with a newline. The text is English and
+    // for people; programs should read the fields. Raises std::bad_alloc; records of a plug-in's
+    // own classes may raise other exceptions.
     virtual std::string describe() const = 0;
 
     media_type const type;
@@ -104,12 +105,12 @@ class KIVCORE_API frame_reader::video_media_information : public media_informati
     morbase::timecode const start_timecode;
     unsigned int const pixel_width;
     unsigned int const pixel_height;
-    float const pixel_aspect_ratio;  // of one pixel, its width over its height
-    unsigned int const field_order;  // a number of the plug-in's
+    float const pixel_aspect_ratio;  // width of a pixel divided by its height
+    unsigned int const field_order;  // defined by the plug-in
 };
 
-// A track of sound. A frame is a run of samples of every channel; the last one of a track
-// may be shorter than frame_data_size and samples_per_frame say.
+// A track of sound. A frame is a run of samples of every channel. The last frame of a track may
+// be shorter than frame_data_size and samples_per_frame.
 class KIVCORE_API frame_reader::audio_media_information : public media_information {
   public:
     // The fields below, in their order.
@@ -128,9 +129,9 @@ class KIVCORE_API frame_reader::audio_media_information : public media_informati
     unsigned int const total_samples;      // of one channel
     unsigned int const channels;
     unsigned int const bits_per_sample;
-    unsigned int const eighth_value;  // reserved: kept, without a meaning, not printed
+    unsigned int const eighth_value;  // reserved: stored, but has no meaning and is not printed
     float const sample_rate;          // samples per second
-    int const offset_from_video;      // samples; which way is the plug-in's to say
+    int const offset_from_video;      // samples; the plug-in defines the sign
 };
 
 }  // namespace kivcore

@@ -1,7 +1,7 @@
-// Typed creation for hosts. An instance owns an object of a plug-in together with
-// what must outlive it, and releases them in order: the object, the factory that
-// made it, the registry. It moves and does not copy. One thread at a time uses an
-// instance; the object asks what its interface asks.
+// Typed creation for hosts. An instance owns an object of a plug-in together with what must
+// outlive it, and releases them in order: the object, the factory that created it, the registry.
+// It can be moved but not copied. Use an instance from one thread at a time; for the object,
+// follow the rules of its interface.
 //
 //     auto file = kivcore::create<kivcore::reader>(registry, "io/read/gzip/kivcore/1.0");
 //     if (file && file->open("input.gz", "r") == 0) ...
@@ -18,15 +18,15 @@
 
 namespace kivcore {
 
-// Interface: a class derived from kivcore::plugin, or another one that the object is too.
+// Interface: a class derived from kivcore::plugin, or another base class of the object.
 template <typename Interface>
 class instance {
   public:
     // Holds nothing.
     instance() noexcept = default;
 
-    // The other one holds nothing afterwards. What an assignment replaces is released at
-    // once, in the order above.
+    // The other instance is empty afterwards. An assignment releases what it replaces at once, in
+    // the order above.
     instance(instance&& other) noexcept { swap(other); }
     instance& operator=(instance&& other) noexcept {
         instance(std::move(other)).swap(*this);
@@ -37,8 +37,8 @@ class instance {
     instance& operator=(instance const&) = delete;
     ~instance() = default;
 
-    // The object, null when there is none. It lives as long as the instance: a
-    // ptr_refcount that outlived the instance may be left with an object without its code.
+    // The object, or null if there is none. Use it only while the instance lives: a ptr_refcount
+    // that outlives the instance may refer to an object whose code is gone.
     Interface* get() const noexcept { return object; }
     Interface* operator->() const noexcept { return object; }
     Interface& operator*() const noexcept { return *object; }
@@ -60,13 +60,13 @@ class instance {
     morbase::ptr_refcount<plugins> registry;
     morbase::ptr_refcount<plugins::factory> maker;
     morbase::ptr_refcount<plugin> owned;
-    Interface* object = nullptr;  // what `owned` holds, as the interface
+    Interface* object = nullptr;  // the same object as `owned`
 };
 
-// A new object of the plug-in with this id, as an Interface. Holds nothing when the
-// id is unknown, when the object is not of that interface, and without a registry.
-// What the plug-in's factory throws passes through. Any thread may call this, but no
-// create() of a plug-in in this registry: that raises es::call.
+// A new object of the plug-in with this id, as an Interface. The result is empty if the id is
+// unknown, if the object does not implement the interface, or if registry is null. Exceptions of
+// the plug-in's factory pass through. Any thread may call this, except within a create() of a
+// plug-in in this registry: that raises es::call.
 template <typename Interface>
 instance<Interface> create(morbase::ptr_refcount<plugins> const& registry, std::string const& id) {
     instance<Interface> made;

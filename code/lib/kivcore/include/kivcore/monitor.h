@@ -1,7 +1,7 @@
-// A plug-in object that watches something and tells a handler what changes. What it
-// has to tell is told inside poll, on the thread that calls it: a host needs no thread of
-// its own for it and no lock in its handler. One thread at a time uses a monitor. Its
-// operations raise what the plug-in raises.
+// A plug-in object that watches something and reports changes to a handler. It calls the handler
+// only inside poll, on the thread that calls poll, so a host needs no extra thread, and no lock
+// in its handler. Use a monitor from one thread at a time. Exceptions of the plug-in pass
+// through.
 
 #ifndef KIVCORE_MONITOR_H
 #define KIVCORE_MONITOR_H
@@ -23,40 +23,39 @@ class KIVCORE_API monitor : public plugin {
     // "monitor"
     std::string kind() override;
 
-    // Watches path from now on and tells sink, which is not null, stays the caller's and
-    // must live until stop or the monitor's end. 0 for success, negative for a failure: one
-    // is a monitor that was started and not stopped since, which goes on as it was.
+    // Starts to watch path and to report changes to sink. sink must not be null. The caller owns
+    // it and must keep it alive until stop, or until the monitor is destroyed. Returns 0 on
+    // success, negative on failure. Starting a monitor again without stop fails and changes
+    // nothing.
     virtual int start(std::string const& path, handler* sink) = 0;
 
-    // Delivers what has happened, waiting up to timeout_ms milliseconds for it; -1
-    // waits without a limit. Returns the number of events, 0 at the time limit,
-    // negative for a failure, when not started, and when the end of what is watched has been
-    // told.
+    // Delivers events, waiting up to timeout_ms milliseconds for one; -1 waits without a limit.
+    // Returns the number of events, or 0 if the time has run out. Returns a negative number on
+    // failure, if the monitor is not started, and after terminate was called.
     virtual int poll(int timeout_ms) = 0;
 
-    // Watches no longer. 0 for success, negative for a failure and when not started. Also
-    // called for after terminate, before the next start; destroying the monitor stops it too.
+    // Stops watching. Returns 0 on success, negative on failure or if the monitor is not started.
+    // Also call it after terminate, before the next start. Destroying the monitor stops it too.
     virtual int stop() = 0;
 };
 
-// Receives what a monitor sees, on the thread that polls. Owned by whoever made it; not
-// reference counted. Whether it may throw, or call the monitor back, is the plug-in's to
-// say.
+// Receives the events of a monitor, on the thread that calls poll. Owned by its creator; not
+// reference counted. Whether it may throw, or call the monitor, is up to the plug-in.
 class KIVCORE_API monitor::handler {
   public:
-    // What happened. The underlying type is fixed: a plug-in may tell of more than these.
+    // What happened. The underlying type is fixed, so that a plug-in may report other values.
     enum e_change : int { k_created = 0, k_modified = 1, k_removed = 2 };
 
     virtual ~handler() = 0;
 
-    // Writes "<LEVEL> message" to standard error as one line, formatted as printf does
-    // and of any length. Writes nothing when format is null or cannot be formatted.
-    // Any thread may call this version.
+    // Writes "<LEVEL> message" to standard error as one line of any length, formatted as by
+    // printf. Writes nothing if format is null or formatting fails. Any thread may call this
+    // version.
     virtual void log(kivsys::_severity::severity severity, char const* format, ...)
         __attribute__((format(printf, 3, 4)));
 
-    // The watched thing is gone and nothing more will come: stop, and start anew where that
-    // makes sense. Does nothing here.
+    // What was watched no longer exists, and no more events will come. Call stop, and start again
+    // if that makes sense. This version does nothing.
     virtual void terminate();
 
     // Something happened to path, which is valid during the call.

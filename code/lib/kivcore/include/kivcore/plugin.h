@@ -1,8 +1,8 @@
-// The base of every object that a plug-in makes. Such an object is reference
-// counted and belongs to whoever holds it. Its code lies in the plug-in's shared
-// object, which stays open only while the factory that made the object does: let
-// objects go before the registry and its factories, and before a native plug-in
-// takes over their id. kivcore::instance keeps that order by itself.
+// The base of every object that a plug-in creates. Such an object is reference counted; each
+// holder owns a reference. Its code is in the plug-in's shared object, which stays open only as
+// long as the factory that created the object exists. So release objects before the registry and
+// its factories, and before a native plug-in takes over their id. kivcore::instance does this for
+// you.
 
 #ifndef KIVCORE_PLUGIN_H
 #define KIVCORE_PLUGIN_H
@@ -14,12 +14,12 @@
 
 namespace kivcore {
 
-// What every interface derives from. A plug-in implements one of the interfaces, or
-// derives from this one and names a kind of its own.
+// The base of every interface. A plug-in implements one of the interfaces, or derives from this
+// class and returns its own kind.
 class KIVCORE_API plugin : public morbase::object_refcount {
   public:
-    // The answers of kind(). They exist from the library's load to its unload, so that
-    // static objects of hosts may use them, at both ends.
+    // The results of kind(). They exist from the library's load to its unload, so the
+    // constructors and destructors of a host's static objects may use them.
     static std::string const k_kind_browser;
     static std::string const k_kind_monitor;
     static std::string const k_kind_reader;
@@ -27,12 +27,12 @@ class KIVCORE_API plugin : public morbase::object_refcount {
 
     ~plugin() override = 0;
 
-    // The name of the interface that the object implements. Any thread may ask. It is for
-    // people and for a first look; the interface itself is had by a dynamic_cast.
+    // The name of the interface that the object implements. Any thread may call this. The name is
+    // for people and for a quick check; use dynamic_cast to get the interface itself.
     virtual std::string kind() = 0;
 
   protected:
-    // For derived classes only: a copy has no references, as object_refcount says.
+    // For derived classes only. A copy starts without references; see object_refcount.
     plugin() noexcept = default;
     plugin(plugin const&) noexcept = default;
     plugin& operator=(plugin const&) noexcept = default;

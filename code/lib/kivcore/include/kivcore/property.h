@@ -1,12 +1,11 @@
-// Typed values that print themselves and compare: a string, bytes, an integer, a
-// real number, a list and a map. They are plain objects of whoever makes them.
-// Lists and maps refer to their elements and do not own them: keep every element
-// alive while a container that refers to it is described or compared, and delete
-// it afterwards. No element may be null, and no container may hold itself: its text
-// would have no end. Nothing is locked: one thread at a time, or any number that only
-// read.
+// Typed values that can be printed and compared: a string, bytes, an integer, a real number, a
+// list and a map. They are plain objects, owned by their creator. Lists and maps refer to their
+// elements and do not own them. Keep every element alive while a container that refers to it is
+// described or compared, and delete it afterwards. No element may be null, and no container may
+// contain itself: describing it would not end. Nothing is locked: use a value from one thread at
+// a time, or from any number that only read.
 //
-// Texts are for people: nothing is escaped in them, and they are not read back.
+// Texts are for people: nothing is escaped, and there is no parser for them.
 
 #ifndef KIVCORE_PROPERTY_H
 #define KIVCORE_PROPERTY_H
@@ -21,9 +20,9 @@
 
 namespace kivcore {
 
-class constraint;  // reserved: declared here and defined nowhere
+class constraint;  // reserved: declared here, defined nowhere
 
-// A typed value. Copied and compared by what it holds.
+// A typed value. It is copied and compared by its content.
 class KIVCORE_API property {
   public:
     virtual ~property();
@@ -31,26 +30,26 @@ class KIVCORE_API property {
     // The number of the concrete class: 1 string, 2 binary, 3 int, 4 real, 5 list, 6 map.
     virtual int kind() const = 0;
 
-    // Appends the value's text to out. Raises std::bad_alloc; out may then hold a part.
+    // Appends the value's text to out. Raises std::bad_alloc; then out may contain part of the
+    // text.
     virtual void describe(std::string& out) const = 0;
 
-    // Values of different kinds are neither equal nor ordered: a row of mixed kinds cannot
-    // be sorted by these.
+    // Values of different kinds are neither equal nor ordered, so a list of mixed kinds cannot be
+    // sorted.
     virtual bool operator==(property const& other) const = 0;
     virtual bool operator<(property const& other) const = 0;
 
-    // False, for every property and constraint.
+    // Always false.
     bool satisfies(constraint const& c) const;
 
   protected:
-    // For derived classes only: assigned through a property&, a value would keep what it holds.
+    // Protected, because assignment through a property& would not copy the content.
     property() = default;
     property(property const&) = default;
     property& operator=(property const&) = default;
 };
 
-// Compares as the member does. From C++20 on, two values of derived classes would otherwise
-// match the members of both equally well.
+// Calls the member. Without it, comparing two derived classes would be ambiguous from C++20 on.
 template <typename A, typename B,
           typename = std::enable_if_t<std::is_convertible_v<A const*, property const*> &&
                                       std::is_convertible_v<B const*, property const*>>>
@@ -58,8 +57,7 @@ bool operator==(A const& a, B const& b) {
     return a.operator==(static_cast<property const&>(b));
 }
 
-// Printed between double quotes, up to its first NUL; nothing is escaped. Ordered
-// by unsigned bytes.
+// Printed in double quotes, up to the first NUL, without escapes. Ordered by unsigned bytes.
 class KIVCORE_API property_string : public property {
   public:
     explicit property_string(std::string const& value);
@@ -77,7 +75,7 @@ class KIVCORE_API property_string : public property {
 
 KIVCORE_API bool operator>=(property_string const& a, property_string const& b);
 
-// Printed as Base64. Compared by unsigned bytes. Owns a copy of them.
+// Printed as Base64. Owns a copy of its bytes and compares them as unsigned bytes.
 class KIVCORE_API property_binary : public property {
   public:
     explicit property_binary(morbase::buffer const& value);
@@ -111,8 +109,8 @@ class KIVCORE_API property_int : public property {
     long long held;
 };
 
-// Printed with six digits after the decimal point of the calling thread's locale. Compared as
-// IEEE has it: NaN is equal to nothing.
+// Printed with six digits after the decimal point of the calling thread's locale. Compared by the
+// rules of IEEE 754: NaN is not equal to anything.
 class KIVCORE_API property_real : public property {
   public:
     explicit property_real(double value);
@@ -128,8 +126,8 @@ class KIVCORE_API property_real : public property {
     double held;
 };
 
-// Printed as [a, b]. Copies share the elements. Compared by which elements these
-// are, never by what the elements hold.
+// Printed as [a, b]. Copies share the elements. Compared by the addresses of the elements, never
+// by their content.
 class KIVCORE_API property_list : public property {
   public:
     explicit property_list(std::list<property*> const& value);
@@ -145,8 +143,8 @@ class KIVCORE_API property_list : public property {
     std::list<property*> held;
 };
 
-// Printed as {"key": a, "key": b}, keys in byte order. Copies share the elements.
-// Compared by keys and by which elements these are.
+// Printed as {"key": a, "key": b}, keys in byte order. Copies share the elements. Compared by
+// keys and by the addresses of the elements.
 class KIVCORE_API property_map : public property {
   public:
     explicit property_map(std::map<std::string, property*> const& value);

@@ -1,6 +1,6 @@
-// A plug-in object that reads a file or another source of bytes: a seekable
-// stream that can be opened and closed. One thread at a time uses a reader. Its
-// operations answer failures with negative numbers, and raise what the plug-in raises.
+// A plug-in object that reads a file or another source of bytes: a seekable stream that can be
+// opened and closed. Use a reader from one thread at a time. Its operations return negative
+// numbers on failure. Exceptions of the plug-in pass through.
 
 #ifndef KIVCORE_READER_H
 #define KIVCORE_READER_H
@@ -20,13 +20,13 @@ class KIVCORE_API reader : public plugin, public morbase::stream::rda {
     // "reader"
     std::string kind() override;
 
-    // Opens path; mode is the plug-in's to interpret, and "r" is what every reader
-    // takes. 0 for success, negative for a failure. Close before opening again: what an
-    // open reader does is the plug-in's to say.
+    // Opens path. The plug-in interprets mode; every reader accepts "r". Returns 0 on success,
+    // negative on failure. Close a reader before you open it again: what open does on an open
+    // reader is up to the plug-in.
     virtual int open(std::string const& path, std::string const& mode) = 0;
 
-    // Lets go of what was opened; the reader can be opened again. 0 for success, negative
-    // for a failure.
+    // Closes what was opened; the reader can be opened again. Returns 0 on success, negative on
+    // failure.
     virtual int close() = 0;
 };
 

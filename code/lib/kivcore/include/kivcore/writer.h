@@ -1,6 +1,6 @@
-// A plug-in object that writes a file or another sink of bytes: a seekable
-// stream that can be opened and closed. One thread at a time uses a writer. Its
-// operations answer failures with negative numbers, and raise what the plug-in raises.
+// A plug-in object that writes a file or another sink of bytes: a seekable stream that can be
+// opened and closed. Use a writer from one thread at a time. Its operations return negative
+// numbers on failure. Exceptions of the plug-in pass through.
 
 #ifndef KIVCORE_WRITER_H
 #define KIVCORE_WRITER_H
@@ -20,13 +20,13 @@ class KIVCORE_API writer : public plugin, public morbase::stream::wra {
     // "writer"
     std::string kind() override;
 
-    // Opens path; mode is the plug-in's to interpret, and "w" is what every writer
-    // takes. 0 for success, negative for a failure. Close before opening again: what an
-    // open writer does is the plug-in's to say.
+    // Opens path. The plug-in interprets mode; every writer accepts "w". Returns 0 on success,
+    // negative on failure. Close a writer before you open it again: what open does on an open
+    // writer is up to the plug-in.
     virtual int open(std::string const& path, std::string const& mode) = 0;
 
-    // 0 for success, negative for a failure; what was written is safe only then. A writer
-    // that goes without it has nobody to tell of a failure.
+    // Returns 0 on success, negative on failure. The data is safe only after close has succeeded.
+    // A writer that is destroyed without close cannot report a failure.
     virtual int close() = 0;
 };
 

@@ -1,5 +1,6 @@
-// The calling thread's error state in the XML library belongs to the host: its structured
-// error handler, which the library would prefer to a reader's own, and its last error.
+// The calling thread's error state in the XML library belongs to the host. It consists of a
+// structured error handler, which the XML library would prefer to a reader's own, and the last
+// error.
 
 #ifndef KIVSYS_HOST_ERRORS_ASIDE_H
 #define KIVSYS_HOST_ERRORS_ASIDE_H
@@ -8,10 +9,10 @@
 
 namespace kivsys::xml {
 
-// Sets that state aside while it lives, and puts it back at its end, on the same thread. Readers
-// do so in each of their calls. Whoever makes many calls in a row saves time with one around
-// them all: within it, others do nothing. Raises std::bad_alloc when memory runs out in the
-// first call of all.
+// Sets that state aside while it lives. Its destructor, on the same thread, restores the state.
+// Readers do this in each call. To save time, create one around a sequence of calls: nested ones
+// do nothing. The first constructor call initialises the XML library, and raises std::bad_alloc
+// if memory runs out.
 class KIVSYS_API host_errors_aside {
   public:
     host_errors_aside();

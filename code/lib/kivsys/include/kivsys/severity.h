@@ -1,5 +1,4 @@
-// How much a message matters, and the names of the eight levels. The larger the number,
-// the more it matters.
+// How severe a message is, and the names of the eight levels. A larger number is more severe.
 
 #ifndef KIVSYS_SEVERITY_H
 #define KIVSYS_SEVERITY_H
@@ -10,8 +9,8 @@ namespace kivsys {
 
 // Holds the enumeration, so that its short names stay out of kivsys itself.
 struct _severity {  // NOLINT(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): public name
-    // The numbers are part of the interface of plug-ins. The underlying type is fixed: a
-    // value from outside that is not listed is no undefined behaviour.
+    // The numbers are part of the interface of plug-ins. The underlying type is fixed, so that a
+    // value from outside that is not listed is not undefined behaviour.
     enum severity : unsigned int {
         k_debug = 0,
         k_info = 1,
@@ -24,8 +23,8 @@ struct _severity {  // NOLINT(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl
     };
 };
 
-// The name of a level in capitals ("DEBUG" to "EMERGENCY"), "UNKNOWN" for any
-// other value. The text is static: nobody frees it. Any thread may call this.
+// The name of a level in capitals ("DEBUG" to "EMERGENCY"), or "UNKNOWN" for any other value. The
+// text is static: do not free it. Any thread may call this.
 KIVSYS_API char const* cstr_with_severity(_severity::severity level) noexcept;
 
 }  // namespace kivsys
