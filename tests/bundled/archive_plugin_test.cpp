@@ -460,7 +460,7 @@ TEST_F(archive_plugin, the_data_before_a_file_is_bounded) {
     std::string const tar = make(k_writings[4], {{"zeros", zeros, AE_IFREG, 100}, {"f", "x"}});
     EXPECT_EQ(failure(EFBIG), read("archive:" + tar + "!/f"));
     EXPECT_EQ((entry_list{{"zeros", "archive:" + tar + "!/zeros"}}), browser->list_files(tar));
-    EXPECT_EQ("too much has to be decompressed to come to the next entry yes",
+    EXPECT_EQ("too much data must be decompressed to reach the next entry yes",
               browser->info(tar)["damage"] + ' ' + browser->info(tar)["limit"]);
 
     // A map of 4,500,000 parts of a sparse file; rights that are compared pair by pair.

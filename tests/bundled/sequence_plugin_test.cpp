@@ -72,8 +72,8 @@ TEST_F(sequence_plugin, a_pattern_has_exactly_one_number_field) {
     std::pair<std::string, std::vector<std::string>> const refused[] = {
         {"has no number field, such as #### or %04d, in its last component",
          {"a1", "a####/", "a%%"}},
-        {"has more than one number field; a # in the names is written %#", {"a#.#", "a%d%04d"}},
-        {"has a % that begins none of %d, %04d (with any width), %% and %#",
+        {"has more than one number field; write %# for a # in the names", {"a#.#", "a%d%04d"}},
+        {"has a % that is not part of %d, %04d (with any width), %% or %#",
          {"a%s", "a%n%d", "a%4d", "a%99999999999999999999d", "a%", "a%04"}},
         {"has a number field of more than 18 digits", {"a%019d"}},
     };
@@ -97,8 +97,8 @@ TEST_F(sequence_plugin, names_the_file_that_is_missing_or_cannot_be_used) {
     } const refused[] = {
         {"shot.####.dpx", -ENOENT, "shot.0005.dpx",
          "is missing: the sequence runs from shot.0003.dpx to shot.0009.dpx"},
-        {"n%d", -ENOENT, "n%d", "describes no file that is there"},
-        {"d%d", -EINVAL, "d2", "is no regular file"},
+        {"n%d", -ENOENT, "n%d", "does not match any file"},
+        {"d%d", -EINVAL, "d2", "is not a regular file"},
         {"l%d", -ENOENT, "l2", "cannot be used: No such file or directory"},
         {"none/l%d", -ENOENT, "none/", "cannot be used: No such file or directory"},
     };

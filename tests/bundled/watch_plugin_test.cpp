@@ -356,7 +356,7 @@ TEST_F(watch_plugin, lost_events_cause_a_warning_and_a_comparison) {
               (lines{"removed doomed", "created new", "created new/sub"}));
     EXPECT_EQ(sink.logged,
               lines{"WARNING watch: events below " + root +
-                    " were lost, modifications among them may go unreported; poll more often or "
+                    " were lost, so some modifications may not be reported; poll more often or "
                     "raise fs.inotify.max_queued_events"});
 }
 
@@ -369,7 +369,7 @@ TEST_F(watch_plugin, a_directory_that_cannot_be_watched_causes_a_warning) {
     write("file");
     EXPECT_EQ(reports(), lines{"created file"});
     ASSERT_EQ(sink.logged.size(), 1U);
-    EXPECT_NE(sink.logged[0].find(": File name too long; what happens in it goes unreported"),
+    EXPECT_NE(sink.logged[0].find(": File name too long; changes in it are not reported"),
               std::string::npos);
 }
 

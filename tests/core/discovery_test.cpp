@@ -182,18 +182,17 @@ TEST_F(discovery, a_description_that_would_take_long_or_much_memory_is_refused) 
         twice += {'\0', c};
     }
     std::string const piece =
-        "line 1: a tag, section, internal subset or processing instruction is longer than 32768 "
-        "bytes, or a comment than 2097152";
-    std::string const around = "an element and those around it have more than 1024 attributes";
-    std::string const entities =
-        "the entities of the document take more than 4194304 bytes where it refers to them";
+        "line 1: a tag, CDATA section, internal subset or processing instruction is longer than "
+        "32768 bytes, or a comment is longer than 2097152 bytes";
+    std::string const around =
+        "an element and its ancestors have more than 1024 attributes in total";
+    std::string const entities = "the references to entities expand to more than 4194304 bytes";
     std::string const ids =
-        "the description has more than 100000 ids, or more than 6291456 bytes "
-        "of them";
+        "the description has more than 100000 ids, or they take more than 6291456 bytes";
     std::tuple<char const*, std::string, std::string> const table[] = {
         {"a file of over 16 MiB", std::string((16 << 20) + 1, ' '),
          "the description \"" + files.path("hostile/plugin.xml") +
-             "\" is larger than 16777216 bytes, the most that is read"},
+             "\" is larger than the limit of 16777216 bytes"},
         {"attributes", tag(100000), piece},
         {"attributes in UTF-16", encoded("UTF-16", tag(100000)), piece},
         {"attributes in ISO-8859-1", declared("ISO-8859-1", tag(100000)), piece},
@@ -209,7 +208,7 @@ TEST_F(discovery, a_description_that_would_take_long_or_much_memory_is_refused) 
         {"references to ids",
          "<!DOCTYPE a [<!ATTLIST a r IDREF #IMPLIED>]><a>" +
              row(5001, [](int) { return "<a r='i'/>"; }) + "</a>",
-         "the document has more than 5000 attributes, the most where some refer to ids"},
+         "the document has more than 5000 attributes, the limit if some refer to ids"},
         {"a long entity", expanded, entities},
         {"a long entity in UTF-7",
          "<?xml version='1.0' encoding='UTF-7'?>" + encoded("UTF-7", expanded), entities},
@@ -222,16 +221,16 @@ TEST_F(discovery, a_description_that_would_take_long_or_much_memory_is_refused) 
          "<!DOCTYPE a [<!ENTITY e ''>]><a>" + row(150000, [](int) { return "&e;"; }) + "</a>",
          entities},
         {"an entity that is spelled", subset(entity + "<!ENTITY f '&#38;e;'>") + "&f;",
-         R"(an entity spells a reference with "&#38;": write "&")"},
+         R"(an entity writes a reference with "&#38;": use "&")"},
         {"parameter entities", subset("<!ENTITY % e0 ''>" + row(40, doubled) + "%e40;"),
-         "a document type with parameter entities allows 4 references to them, and 8 to others: "
-         "the document has more"},
+         "a document with parameter entities may have 4 references to them and 8 to other "
+         "entities: this one has more"},
         {"an entity that stands for itself in a comment",
          "<!DOCTYPE a [<!-- <!ENTITY e '&f;'> -->" + entity +
              "<!ENTITY f '&e;&e;'>]><a b='&f;&f;&f;'/>",
          entities},
         {"a declared prefix", subset("<!ATTLIST a p:b CDATA ''>"),
-         "the document type declares an attribute with a prefix, or a namespace"},
+         "the document type declares a namespace, or an attribute with a prefix"},
         {"a comment of over 2 MiB", "<a><!--" + std::string(9 << 18, 'c') + "--></a>", piece},
         {"elements", "<a>" + row(500000, [](int) { return "<b/>"; }) + "</a>",
          "the document has more than 500000 elements and processing instructions"},
@@ -289,7 +288,7 @@ TEST_F(discovery, a_description_may_be_in_any_encoding) {
     EXPECT_FALSE(load("encoded"));
     EXPECT_EQ(err,
               "failed to load plugin: the document is not valid in its encoding, "
-              "\"Shift_JIS\", from byte " +
+              "\"Shift_JIS\", at byte " +
                   std::to_string(valid.size()) + "\n");
     EXPECT_FALSE(plugins.describe_plugin(id_of("before")) == nullptr);
 }

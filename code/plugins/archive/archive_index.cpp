@@ -116,8 +116,8 @@ bool archive_index::add(archive_walk const& walk) {
     added.link = walk.link();
     path_bytes += added.path.size() + added.link.size();
     if (entries.size() >= k_most_entries || path_bytes > most_path_bytes(entries.size())) {
-        limit("the archive has too many entries or too long paths: what comes after entry " +
-              std::to_string(entries.size()) + " is not listed");
+        limit("the archive has too many entries or its paths are too long: entries after number " +
+              std::to_string(entries.size()) + " are not listed");
         return false;
     }
     // Entries share the few names of formats there are; a set's elements stay in place.

@@ -171,7 +171,7 @@ ssize_t archive_source::next_decoded(void const** data) {
 
 std::string archive_source::message() const {
     if (failed == EFBIG) {
-        return "too much has to be decompressed to come to the next entry";
+        return "too much data must be decompressed to reach the next entry";
     }
     char const* const text = decoder ? archive_error_string(decoder.get()) : nullptr;
     return text != nullptr ? text : "cannot read the archive's file";

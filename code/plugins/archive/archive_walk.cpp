@@ -119,7 +119,7 @@ int archive_walk::next() {
 // them. A zip archive has a directory there: who found it went to it.
 int archive_walk::at_end() {
     if (is_format(ARCHIVE_FORMAT_TAR) && source.is_exhausted()) {
-        return stop(-EBADMSG, "the mark at the end of the archive is missing");
+        return stop(-EBADMSG, "the end marker of the archive is missing");
     }
     bool const is_plain_zip = is_format(ARCHIVE_FORMAT_ZIP) && !source.is_compressed();
     if (is_plain_zip && has_entries && !source.was_sought()) {
@@ -185,7 +185,8 @@ std::string archive_walk::message() const {
         return source.message();
     }
     std::string text = handle ? text_or_empty(archive_error_string(handle.get())) : "";
-    return !text.empty() ? text : "the archive is damaged or cut";  // libarchive need not say why
+    // libarchive may give no reason.
+    return !text.empty() ? text : "the archive is damaged or incomplete";
 }
 
 // libarchive has numbers of its own for damage, and the system's for some of the rest. Only

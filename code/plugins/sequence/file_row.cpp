@@ -43,7 +43,7 @@ int file_row::find(std::string const& pattern) {
         return refuse_with_errno(listed, -unlisted);
     }
     if (numbers.empty()) {
-        return refuse(-ENOENT, pattern, "describes no file that is there");
+        return refuse(-ENOENT, pattern, "does not match any file");
     }
     int const gap = refuse_gap(numbers);
     if (gap != 0) {
@@ -90,7 +90,7 @@ int file_row::measure(std::size_t files) {
             return refuse_with_errno(directory_path + name, errno);
         }
         if (!S_ISREG(status.st_mode)) {
-            return refuse(-EINVAL, directory_path + name, "is no regular file");
+            return refuse(-EINVAL, directory_path + name, "is not a regular file");
         }
         if (status.st_size > LLONG_MAX - total) {
             return refuse(-EOVERFLOW, directory_path + name, "makes the sequence too large");

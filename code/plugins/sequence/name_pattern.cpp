@@ -69,9 +69,9 @@ std::size_t name_pattern::parse_field(std::string const& text, std::size_t at,
         found = is_decimal ? width_of_conversion(text.substr(at + 1, end - at - 1)) : 0;
     }
     if (found == 0) {
-        problem = "has a % that begins none of %d, %04d (with any width), %% and %#";
+        problem = "has a % that is not part of %d, %04d (with any width), %% or %#";
     } else if (width != 0) {
-        problem = "has more than one number field; a # in the names is written %#";
+        problem = "has more than one number field; write %# for a # in the names";
     } else if (found > k_max_digits) {
         problem = "has a number field of more than 18 digits";
     }

@@ -156,7 +156,7 @@ int directory_monitor::read_events() {
 void directory_monitor::take(inotify_event const& event) {
     if ((event.mask & IN_Q_OVERFLOW) != 0) {
         pending.add_warning("watch: events below " + root_shown +
-                            " were lost, modifications among them may go unreported; poll more "
+                            " were lost, so some modifications may not be reported; poll more "
                             "often or raise fs.inotify.max_queued_events");
         rescan_due = true;
         return;
@@ -262,7 +262,7 @@ void directory_monitor::warn_of(std::vector<tree::problem> const& problems) {
     for (tree::problem const& one : problems) {
         pending.add_warning("watch: cannot watch " + shown(one.path) + ": " +
                             std::generic_category().message(one.error) +
-                            "; what happens in it goes unreported");
+                            "; changes in it are not reported");
     }
 }
 

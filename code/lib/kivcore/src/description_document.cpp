@@ -74,7 +74,7 @@ std::string text_of_file(std::string const& path) {
     off_t const size = file.size();
     if (size > static_cast<off_t>(k_most_bytes)) {
         refuse(morbase::string_with_format(
-            "the description \"%s\" is larger than %zu bytes, the most that is read", path.c_str(),
+            "the description \"%s\" is larger than the limit of %zu bytes", path.c_str(),
             k_most_bytes));
     }
     std::string text(static_cast<std::size_t>(std::max<off_t>(size, 0)), '\0');
@@ -104,7 +104,7 @@ void description_document::count_ids(plugins::info const& description) {
     ids_length += keys.size() + count * each;
     if (ids > k_most_ids || ids_length > k_most_bytes_of_ids) {
         refuse(morbase::string_with_format(
-            "the description has more than %zu ids, or more than %zu bytes of them", k_most_ids,
+            "the description has more than %zu ids, or they take more than %zu bytes", k_most_ids,
             k_most_bytes_of_ids));
     }
 }

@@ -87,8 +87,8 @@ bool bounded_document::awaits_end_of_comment(_xmlTextReader* parser) noexcept {
 std::string bounded_document::exceeded(_xmlTextReader* parser) {
     if (is_piece_too_long) {
         return morbase::string_with_format(
-            "line %d: a tag, section, internal subset or processing instruction is longer than "
-            "%zu bytes, or a comment than %zu",
+            "line %d: a tag, CDATA section, internal subset or processing instruction is longer "
+            "than %zu bytes, or a comment is longer than %zu bytes",
             place.first, k_longest_piece, k_longest_comment);
     }
     if (has_failed) {
@@ -126,7 +126,7 @@ std::string bounded_document::exceeded_by_type(_xmlTextReader* parser) {
                 most_attributes = k_most_attributes_with_references;
             }
             if (is_in_namespace(declared)) {
-                return "the document type declares an attribute with a prefix, or a namespace";
+                return "the document type declares a namespace, or an attribute with a prefix";
             }
             ++count;
         }
@@ -145,13 +145,13 @@ std::string bounded_document::exceeded_by_attributes(_xmlTextReader* parser) {
     attributes += count;
     if (std::accumulate(around.begin(), around.end(), std::size_t{0}) > k_most_attributes_around) {
         return morbase::string_with_format(
-            "an element and those around it have more than %zu attributes",
+            "an element and its ancestors have more than %zu attributes in total",
             k_most_attributes_around);
     }
     if (attributes > most_attributes) {
         return morbase::string_with_format(
             "the document has more than %zu attributes%s", most_attributes,
-            most_attributes < k_most_attributes ? ", the most where some refer to ids" : "");
+            most_attributes < k_most_attributes ? ", the limit if some refer to ids" : "");
     }
     return {};
 }

@@ -105,7 +105,7 @@ class entities {
         }
         declared += name.size() + end;
         if (declared > k_most_declared) {
-            refuse(morbase::string_with_format("entities are declared in more than %zu bytes",
+            refuse(morbase::string_with_format("the entity declarations take more than %zu bytes",
                                                k_most_declared));
         }
         by_name[name].values.push_back(text.substr(1, end - 1));
@@ -129,7 +129,7 @@ class entities {
         for_each_reference(value, [&](std::string_view name, std::size_t at) {
             if (is_number(name, "38", "26") &&
                 from(value, at + name.size() + 2).substr(0, 1) != "#") {
-                refuse(R"(an entity spells a reference with "&#38;": write "&")");
+                refuse(R"(an entity writes a reference with "&#38;": use "&")");
             }
             total = std::min(total + length(name), k_most_expanded + 1);
         });
@@ -162,8 +162,8 @@ void bound_references_beside_parameters(std::string_view text) {
     });
     if (parameters > k_most_parameter_references || others > k_most_references_beside) {
         refuse(morbase::string_with_format(
-            "a document type with parameter entities allows %zu references to them, and %zu to "
-            "others: the document has more",
+            "a document with parameter entities may have %zu references to them and %zu to other "
+            "entities: this one has more",
             k_most_parameter_references, k_most_references_beside));
     }
 }
@@ -182,10 +182,8 @@ void bound_entities(std::string_view text) {
     for_each_reference(text, [&](std::string_view name, std::size_t /*at*/) {
         total += declared.length(name);
         if (total > k_most_expanded) {
-            refuse(
-                morbase::string_with_format("the entities of the document take more than %zu "
-                                            "bytes where it refers to them",
-                                            k_most_expanded));
+            refuse(morbase::string_with_format(
+                "the references to entities expand to more than %zu bytes", k_most_expanded));
         }
     });
 }

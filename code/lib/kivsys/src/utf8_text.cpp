@@ -69,8 +69,8 @@ utf8_document converted(std::string& text, std::string const& encoding) {
         left = from->use;
         if (xmlCharEncInFunc(converter.get(), to.get(), from.get()) < 0) {
             made.failure = morbase::string_with_format(
-                "the document is not valid in its encoding, \"%s\", from byte %zu",
-                encoding.c_str(), text.size() - from->use);
+                "the document is not valid in its encoding, \"%s\", at byte %zu", encoding.c_str(),
+                text.size() - from->use);
         }
     }
     made.text.assign(reinterpret_cast<char const*>(to->content), to->use);
