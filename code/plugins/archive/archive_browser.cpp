@@ -1,10 +1,9 @@
-// The browser of archives. What is not an archive, or has no such entry, has an empty list, no
-// info and no url. Running out of memory raises std::bad_alloc, and nothing else is raised.
+// The browser of archives. For a path that is not an archive, or not an entry of one, the list is
+// empty and there is no info and no url. Raises only std::bad_alloc, if memory runs out.
 //
-// What info has is in plugin.xml, which is installed.
+// The keys of info are documented in plugin.xml, which is installed.
 //
-// The index of the archive that was asked for last is kept until another one is asked for
-// or the file changes.
+// The index of the last archive is kept until another archive is used or the file changes.
 
 #include <cerrno>
 #include <ctime>
@@ -35,8 +34,8 @@ struct type_name {
     char const* name;
 };
 
-// A hard link has the type of what it leads to, and is shown as a link all the same: its
-// data is with the other entry.
+// A hard link has the type of its target, but is shown as a link, because its data is in the
+// other entry.
 std::string type_of(archive_index::entry const& entry) {
     constexpr type_name k_names[] = {
         {AE_IFREG, "file"},          {AE_IFDIR, "directory"},
@@ -55,7 +54,7 @@ std::string type_of(archive_index::entry const& entry) {
     return "unknown";
 }
 
-// rwxr-xr-x, with the letters of ls for the bits above: capital where the x is missing.
+// rwxr-xr-x, with the letters of ls for the higher bits: capital if the x is missing.
 std::string permissions_text(unsigned int permissions) {
     std::string text = "rwxrwxrwx";
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -74,7 +73,7 @@ std::string permissions_text(unsigned int permissions) {
     return text;
 }
 
-// Empty for a time whose year is beyond counting.
+// Empty if the year does not fit.
 std::string time_text(time_t time) {
     tm parts = {};
     char text[64];
@@ -116,7 +115,7 @@ std::string last_name(std::string path) {
     return path.substr(path.rfind('/') + 1);
 }
 
-// The path of a directory, whether or not it was written with its slash.
+// The path of a directory with a slash at the end.
 std::string as_directory(std::string inner) {
     if (!inner.empty() && inner.back() != '/') {
         inner += '/';
@@ -128,7 +127,7 @@ void append(kivcore::browser::entry_list& to, kivcore::browser::entry_list&& fro
     to.insert(to.end(), std::make_move_iterator(from.begin()), std::make_move_iterator(from.end()));
 }
 
-// Whether an operation succeeded. Running out of memory is not taken for an archive's fault.
+// Whether an operation succeeded. Raises std::bad_alloc if memory ran out.
 bool succeeded(int result) {
     if (result == -ENOMEM) {
         throw std::bad_alloc();
@@ -152,7 +151,7 @@ class archive_browser : public kivcore::browser {
     std::unique_ptr<archive_index> index;
 };
 
-// Parses the text and has the index of the archive that it names. False if either fails.
+// Parses the text and loads the index of its archive. False if either fails.
 bool archive_browser::look_up(std::string const& text, archive_path& path) {
     if (!parse(text, path)) {
         return false;
@@ -175,7 +174,7 @@ bool archive_browser::has_directory(std::string const& text) {
            index->has_directory(as_directory(path.inner));
 }
 
-// For an archive's own path its beginning is enough.
+// For an archive's own path, reads only the beginning of the archive.
 bool archive_browser::can_browse(std::string const& text) {
     archive_path path;
     if (!parse(text, path)) {
@@ -233,7 +232,7 @@ text_map archive_browser::info_of(std::string const& text) {
     if (is_root) {
         put_root(info, *index);
     }
-    // What is missing at the end may have been in any directory.
+    // The missing entries may have been in any directory.
     if (is_root || info["type"] == "directory") {
         put(info, "damage", readable(index->damage()));
         put(info, "limit", index->is_limited() ? "yes" : "");

@@ -23,7 +23,7 @@ int open_file(std::string const& path, archive_file& result) {
         return -ENOENT;
     }
     archive_file opened;
-    // The clock that the system takes the times of files from, and read first.
+    // The clock that the system uses for file times. Read it before the status.
     timespec now = {};
     clock_gettime(CLOCK_REALTIME_COARSE, &now);
     opened.descriptor = bundled::open_for_reading(path.c_str());

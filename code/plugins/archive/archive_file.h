@@ -1,5 +1,5 @@
-// An archive's file, opened, and the state that it was in: it shows later whether what was learnt
-// about the archive still holds.
+// An open archive file, and its status at that time. The status shows later whether the file has
+// changed.
 
 #ifndef KIVCORE_ARCHIVE_FILE_H
 #define KIVCORE_ARCHIVE_FILE_H
@@ -15,16 +15,16 @@ namespace kivcore_archive {
 struct archive_file {
     bundled::descriptor descriptor;
     struct stat status = {};
-    // Whether every later change to the file shows in its status. Right after a change it need
-    // not: another one may follow with the same time.
+    // Whether every later change to the file shows in its status. This is false if the file has
+    // just been changed, because another change could have the same time.
     bool is_settled = false;
 };
 
-// Opens a regular file for reading, and nothing that could block. 0, or a negative errno value
-// with result as it was.
+// Opens a regular file for reading; refuses anything that could block. Returns 0, or a negative
+// errno value with result unchanged.
 int open_file(std::string const& path, archive_file& result);
 
-// Whether the status is still that of the unchanged file.
+// Whether a file with this status is the same and unchanged.
 bool is_unchanged(archive_file const& file, struct stat const& now);
 
 }  // namespace kivcore_archive

@@ -18,14 +18,14 @@ bool begins_with(std::string const& text, std::string const& start) {
     return text.compare(0, start.size(), start) == 0;
 }
 
-// The smallest path after all that begin with this directory's.
-std::string behind(std::string directory) {
+// The smallest string after all paths in this directory.
+std::string end_of_directory(std::string directory) {
     directory.back() = '/' + 1;
     return directory;
 }
 
-// The bytes of the paths of those directories that lead to one entry and not to the one sorted
-// before it. Stops counting once they exceed room.
+// The total path length of the directories that contain this entry but not the one sorted before
+// it. Stops counting once it exceeds room.
 std::size_t new_directory_bytes(std::string const& before, std::string const& path,
                                 std::size_t room) {
     auto const differ = std::mismatch(path.begin(), path.end(), before.begin(), before.end()).first;
@@ -45,10 +45,10 @@ int archive_index::read(std::string const& archive) {
     if (result != 0) {
         return result;
     }
-    bundled::descriptor const opened = std::move(file.descriptor);  // closed at the end
+    bundled::descriptor const opened = std::move(file.descriptor);  // closed on return
     archive_walk walk;
-    // The first entry must be readable: what fails before it is not an archive. A later failure is
-    // damage, and what was found so far is of use. A limit may be passed by any entry.
+    // The first entry must be readable, otherwise this is not an archive. A later failure is
+    // damage, and the entries so far are kept. Any entry may exceed a limit.
     result = walk.start(opened.get(), {0, file.status.st_size, ""});
     if (result == 0) {
         result = walk.next();
@@ -69,14 +69,14 @@ int archive_index::read(std::string const& archive) {
         damage_text = walk.message();
         limited = result == -EFBIG;
     }
-    // Stable: entries of one path keep the archive's order, which their ordinals count.
+    // Stable, because ordinals number the entries of one path in the archive's order.
     std::stable_sort(entries.begin(), entries.end(),
                      [](entry const& a, entry const& b) { return a.path < b.path; });
     bound_directories();
     return 0;
 }
 
-// Drops the entries that have directories for which there is no room.
+// Drops the entries whose directories exceed the limit.
 void archive_index::bound_directories() {
     std::size_t const count = entries.size();
     std::size_t room = most_path_bytes(count);
@@ -108,7 +108,7 @@ bool archive_index::is_of(std::string const& archive) const {
     return path == archive && stat(archive.c_str(), &now) == 0 && is_unchanged(file, now);
 }
 
-// False when the index is full.
+// False if the index is full.
 bool archive_index::add(archive_walk const& walk) {
     archive_entry* const from = walk.entry();
     entry added;
@@ -120,7 +120,7 @@ bool archive_index::add(archive_walk const& walk) {
               std::to_string(entries.size()) + " are not listed");
         return false;
     }
-    // Entries share the few names of formats there are; a set's elements stay in place.
+    // Entries share the few names of formats; elements of a set do not move.
     added.format = &*formats.insert(walk.entry_format()).first;
     if (archive_entry_size_is_set(from) != 0) {
         added.size = archive_entry_size(from);
@@ -155,7 +155,7 @@ void archive_index::list(std::string const& directory, name_list& dirs, name_lis
             child.inner = at->path.substr(0, slash + 1);
             child.ordinal = 1;
             dirs.emplace_back(name, text_of(child));
-            at = first_from(at, behind(child.inner));  // past all that is inside
+            at = first_from(at, end_of_directory(child.inner));  // past all that is inside
         } else {
             child.ordinal = child.inner == at->path ? child.ordinal + 1 : 1;
             child.inner = at->path;

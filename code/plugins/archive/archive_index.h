@@ -1,9 +1,9 @@
-// What is in one archive, as its directory lists it or as one pass over it shows: read
-// once, then asked any number of times without touching the file.
+// The content of one archive, from its directory or from one pass over it. It is read once;
+// queries do not access the file.
 //
-// The entries are sorted by path. A directory is the range of paths that begin with its
-// own, whether the archive has an entry for it or not, so there is no tree to build or to
-// descend: depth costs nothing, and a list takes a binary search for each line.
+// The entries are sorted by path. A directory is the range of paths that begin with its own path,
+// whether or not the archive has an entry for it. So there is no tree: depth costs nothing, and a
+// list takes one binary search for each line.
 
 #ifndef KIVCORE_ARCHIVE_INDEX_H
 #define KIVCORE_ARCHIVE_INDEX_H
@@ -26,13 +26,13 @@ struct archive_path;
 class archive_index {
   public:
     struct entry {
-        std::string path;                     // as entry_path of archive_path.h gives it
-        std::string link;                     // where a link leads; empty for what is none
-        std::string const* format = nullptr;  // belongs to the index
+        std::string path;                     // as returned by entry_path of archive_path.h
+        std::string link;                     // target of a link; empty if it is not a link
+        std::string const* format = nullptr;  // owned by the index
         std::optional<long long> size;
         std::optional<time_t> modified;
-        unsigned int type = 0;         // AE_IFREG and its like
-        unsigned int permissions = 0;  // the lower twelve bits of a mode
+        unsigned int type = 0;         // AE_IFREG and so on
+        unsigned int permissions = 0;  // the low twelve bits of a mode
         bool is_hard_link = false;
         bool is_encrypted = false;
     };
@@ -42,21 +42,21 @@ class archive_index {
     archive_index(archive_index const&) = delete;
     archive_index& operator=(archive_index const&) = delete;
 
-    // Reads an archive into an empty index. 0, or negative as of archive_walk when there is
-    // none. One that is damaged further on is read up to there.
+    // Reads an archive into an empty index. Returns 0, or a negative value of archive_walk if it
+    // is not an archive. If the archive is damaged later, reads it up to the damage.
     int read(std::string const& archive);
 
-    // Whether it is this archive that was read, and the file is still the same.
+    // Whether this archive was read, and its file has not changed.
     bool is_of(std::string const& archive) const;
 
-    // The directories and files directly below a directory, "" or with a slash at its end, as
-    // (name to show, path) in the order of their bytes. Entries of the same name follow each
-    // other in the archive's order, with their number shown.
+    // The directories and files directly below a directory, as (name to show, path), ordered by
+    // their bytes. The directory is "" or ends with a slash. Entries with the same name keep the
+    // archive's order, and show their number.
     void list(std::string const& directory, name_list& dirs, name_list& files) const;
 
     bool has_directory(std::string const& directory) const;
 
-    // The entry with the wanted inner path and ordinal, a directory's included; null if there is
+    // The entry with this inner path and ordinal, which may be a directory; null if there is
     // none.
     entry const* find(archive_path const& wanted) const;
 
@@ -64,10 +64,10 @@ class archive_index {
     std::string const& compression() const noexcept { return outer_compression; }
     std::string const& format() const noexcept { return archive_format; }
 
-    // Why the index ends before the archive does; empty when it does not.
+    // Why the index is incomplete; empty if it is complete.
     std::string const& damage() const noexcept { return damage_text; }
 
-    // Whether that is because of archive_limits.h, and not of the archive's state.
+    // Whether the reason is a limit of archive_limits.h rather than damage.
     bool is_limited() const noexcept { return limited; }
 
   private:

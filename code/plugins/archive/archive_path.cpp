@@ -12,15 +12,15 @@ namespace kivcore_archive {
 namespace {
 
 constexpr char k_scheme[] = "archive:";
-constexpr char k_parent[] = "..";  // the one component that hosts must not get to resolve
+constexpr char k_parent[] = "..";  // hosts must not resolve this component
 
 struct code_range {
     unsigned long first;
     unsigned long last;
 };
 
-// Not fit to be shown: controls, direction marks and overrides, line and paragraph separators, the
-// byte order mark, noncharacters.
+// Not printable: controls, direction marks and overrides, line and paragraph separators, the byte
+// order mark, noncharacters.
 constexpr code_range k_unprintable[] = {
     {0x0000, 0x001f}, {0x007f, 0x009f}, {0x061c, 0x061c}, {0x200e, 0x200f},
     {0x2028, 0x202e}, {0x2066, 0x2069}, {0xfeff, 0xfeff}, {0xfffe, 0xffff},
@@ -76,7 +76,7 @@ bool parse_ordinal(std::string const& digits, unsigned int& ordinal) {
     return error == std::errc() && stop == end && ordinal > 0;
 }
 
-// The next component from position on, which is moved past the slash at its end.
+// The next component. Moves position past the slash at its end.
 std::string next_component(std::string const& path, std::size_t& position) {
     std::size_t const slash = std::min(path.find('/', position), path.size());
     std::string component = path.substr(position, slash - position);
@@ -84,7 +84,7 @@ std::string next_component(std::string const& path, std::size_t& position) {
     return component;
 }
 
-// The length of the printable character at this position; 0 where there is none.
+// The length of the printable character at this position; 0 if there is none.
 std::size_t printable_length(std::string const& text, std::size_t position) {
     auto const found = bundled::decoded(text, position);
     bool const is_unprintable =

@@ -1,20 +1,20 @@
-// The reader of files in archives. It takes the paths that the browser gives as urls, with
-// the mode "r" or "rb".
+// The reader of files in archives. Open it with a url of the browser and the mode "r" or "rb".
 //
-// Reading streams: what is decompressed is one piece at a time. The position is a number
-// until bytes are read; forward of the piece at hand the next ones are fetched, back of it
-// the file is read again from its start. It is read through the descriptor that open made: a
-// file that takes the archive's place afterwards is not seen.
+// Reading is streamed: one piece is decompressed at a time. A seek only sets the position. A read
+// after the current piece fetches the next ones; a read before it starts the file again. All
+// reads use the descriptor from open, so a file that replaces the archive later is not seen.
 //
-// Failures are negative errno values. open: EINVAL for a path or a mode that is not valid, ENOENT
-// for no such archive or no such file in it, EISDIR for a directory, ELOOP for a link, which is not
-// followed, EOPNOTSUPP for a device and its like, EACCES for an encrypted file, EBADMSG for what is
-// not an archive or is damaged before the file, EBUSY while a file is open, which stays so, EFBIG
-// for an archive beyond what archive_limits.h allows, and the system's error for opening the
-// archive. read: EBADMSG for damaged data, after the pieces before the damage were given,
-// EOPNOTSUPP for a compression inside the archive that libarchive lacks. seek: EINVAL for a
-// position before the start, EOVERFLOW for one beyond counting. All but open and close: EBADF while
-// nothing is open. All: ENOMEM.
+// Failures are negative errno values.
+//
+// open: EINVAL for an invalid path or mode; ENOENT if the archive or the file in it does not
+// exist; EISDIR for a directory; ELOOP for a link, which is not followed; EOPNOTSUPP for a device
+// or another special file; EACCES for an encrypted file; EBADMSG if it is not an archive or is
+// damaged before the file; EBUSY while a file is open, which stays open; EFBIG if the archive
+// exceeds a limit of archive_limits.h; or the system's error for opening the archive.
+//
+// read: EBADMSG for damaged data, after all data before the damage; EOPNOTSUPP for a compression
+// that libarchive does not support. seek: EINVAL for a position before the start; EOVERFLOW for
+// one that does not fit. All except open and close: EBADF while nothing is open. All: ENOMEM.
 
 #include <algorithm>
 #include <cerrno>
@@ -37,10 +37,10 @@ namespace {
 
 constexpr long long k_beyond_any_end = std::numeric_limits<long long>::max();
 
-// The data of one file: the piece at hand, and how to come to others.
+// The data of one file: the current piece, and how to get to others.
 class file_data {
   public:
-    // The session is at the beginning of the file.
+    // The session must be at the beginning of the file.
     file_data(std::unique_ptr<archive_session> from, archive_path wanted)
         : session(std::move(from)),
           path(std::move(wanted)),
@@ -48,10 +48,10 @@ class file_data {
 
     std::unique_ptr<archive_session> end_session() noexcept { return std::move(session); }
 
-    // Copies what is at the position. How much, 0 at the end, negative for a failure.
+    // Copies bytes from the position. Returns their number, 0 at the end, negative on failure.
     long long read_at(long long position, void* buffer, unsigned long long count);
 
-    // What the archive says, or found once by reading to the end.
+    // The size from the archive, or found once by reading to the end.
     long long size();
 
   private:
@@ -62,15 +62,15 @@ class file_data {
     std::unique_ptr<archive_session> session;
     archive_path path;
     long long known_size;
-    // From start to end, the piece at hand: a hole up to data_start, then the data.
+    // The current piece, from start to end: a hole up to data_start, then the data.
     long long start = 0;
     long long data_start = 0;
     long long end = 0;
     char const* data = nullptr;
-    int state = 1;  // what the last fetch gave
+    int state = 1;  // result of the last fetch
 };
 
-// A failure stays in state: until the next start, nothing more is fetched.
+// A failure stays in state, so nothing more is fetched until the next start.
 int file_data::start_over() {
     start = data_start = end = 0;
     int const result = session->go_to(path);
@@ -78,12 +78,13 @@ int file_data::start_over() {
     return result;
 }
 
-// Goes on to the next piece. 1, 0 at the end (a hole may come before it), negative.
+// Moves to the next piece. Returns 1, 0 at the end (possibly after a hole), or a negative value
+// on failure.
 int file_data::fetch() {
     void const* fetched = nullptr;
     unsigned long long count = 0;
     long long offset = end;
-    start = data_start = end;  // the current piece is gone, even when there is no next one
+    start = data_start = end;  // the old piece is invalid, even if there is no next one
     state = session->next_data(fetched, count, offset);
     if (state < 0) {
         return state;
@@ -93,7 +94,7 @@ int file_data::fetch() {
         offset = std::max(offset, end);
     }
     if (offset < end || count > static_cast<unsigned long long>(k_beyond_any_end - offset)) {
-        state = -EBADMSG;  // pieces that overlap or lead beyond any file
+        state = -EBADMSG;  // pieces overlap, or exceed the largest offset
         return state;
     }
     data_start = offset;
@@ -102,8 +103,8 @@ int file_data::fetch() {
     return state;
 }
 
-// Fetches the piece with the position. 1, 0 when the position is at the end or after it, negative
-// for a failure.
+// Fetches the piece that contains the position. Returns 1, 0 if the position is at or after the
+// end, negative on failure.
 int file_data::bring(long long position) {
     if (position < start) {
         int const failed = start_over();
@@ -145,7 +146,7 @@ long long file_data::size() {
     return known_size;
 }
 
-// Returns -ENOMEM when memory runs out, instead of raising.
+// Returns -ENOMEM if memory runs out, instead of raising.
 template <typename Operation>
 auto guarded(Operation operation) -> decltype(operation()) {
     try {
@@ -215,7 +216,7 @@ int archive_reader::close() {
     return 0;
 }
 
-// The session waits for whoever opens the next file of the archive.
+// Keeps the session for the next reader of the archive.
 void archive_reader::end_file() noexcept {
     if (file) {
         parked->put(file->end_session());
@@ -230,7 +231,7 @@ long long archive_reader::read(void* buffer, unsigned long long count) {
     return guarded([&] { return read_on(static_cast<char*>(buffer), count); });
 }
 
-// A failure after bytes that were read is reported by the next call.
+// If some bytes were read before a failure, the next call reports the failure.
 long long archive_reader::read_on(char* buffer, unsigned long long count) {
     unsigned long long done = 0;
     while (done < count) {

@@ -41,19 +41,19 @@ int archive_session::open(std::string const& archive) {
 }
 
 int archive_session::go_to(archive_path const& wanted) {
-    is_sound = false;  // running out of memory leaves it so
+    is_sound = false;  // stays false if memory runs out
     kept_file = nullptr;
     side.reset();
     auto const known = places.find({wanted.inner, wanted.ordinal});
     bool const is_known = known != places.end();
-    // After a step back, main may be before an entry that is known.
+    // After a step back, main may be before a known entry.
     bool const is_ahead = !is_known || (known->second.number > number && !can_jump());
     int const result = is_ahead ? search(wanted) : go_back(known->second, wanted);
     is_sound = result != -ENOMEM && result != -EIO;
     return result;
 }
 
-// Goes on with main until the wanted entry.
+// Advances main to the wanted entry.
 int archive_session::search(archive_path const& wanted) {
     if (!is_started) {
         begin();
@@ -64,7 +64,7 @@ int archive_session::search(archive_path const& wanted) {
             auto const here = places.find({wanted.inner, wanted.ordinal});
             if (here != places.end() && here->second.number == number) {
                 is_touched = true;
-                // Data before it in a 7z archive is decompressed when its own is read.
+                // In a 7z archive, reading an entry's data decompresses the data before it.
                 bool const is_far = main.is_format(ARCHIVE_FORMAT_7ZIP) &&
                                     passed > most_skipped(file.status.st_size);
                 return is_far ? -EFBIG : refuse_entry(main.entry());
@@ -90,7 +90,7 @@ int archive_session::go_back(place to, archive_path const& wanted) {
     return search(wanted);
 }
 
-// Main before the first entry.
+// Moves main before the first entry.
 void archive_session::begin() {
     is_started = true;
     number = 0;
@@ -99,10 +99,11 @@ void archive_session::begin() {
     state = result == 0 ? 1 : result;
 }
 
-// Main to the next entry, with that kept which it passes. As of archive_walk::next.
+// Advances main to the next entry and keeps the file that it passes. Returns what
+// archive_walk::next returns.
 int archive_session::step() {
     if (number > 0 && is_keeping && state == 1 && !keep_entry()) {
-        is_keeping = false;  // what failed was reading, which going past it need not do
+        is_keeping = false;  // reading the data failed; skipping it may still work
         begin();
     }
     if (state != 1) {
@@ -118,7 +119,7 @@ int archive_session::step() {
     return state;
 }
 
-// 1, or negative when the entries are too many.
+// Returns 1, or a negative value if there are too many entries.
 int archive_session::note_entry() {
     std::string name = main.path();
     path_bytes += name.size();
@@ -140,7 +141,7 @@ bool archive_session::can_jump() const {
     return !main.is_compressed() && !main.is_format(ARCHIVE_FORMAT_7ZIP);
 }
 
-// The part of the file that has the entry as its first one.
+// The part of the file whose first entry is this one.
 std::optional<file_part> archive_session::part_from(place to) {
     if (main.is_format(ARCHIVE_FORMAT_TAR)) {
         return file_part{to.header, file.status.st_size, ""};
@@ -152,7 +153,7 @@ std::optional<file_part> archive_session::part_from(place to) {
     return directory->single(file.descriptor.get(), to.number - 1);
 }
 
-// Has side at the entry, or null when it is not the one that is there.
+// Moves side to the entry. If another entry is there, sets side to null and returns false.
 bool archive_session::jump(place to, archive_path const& wanted) {
     auto const part = part_from(to);
     if (!part) {
@@ -167,7 +168,7 @@ bool archive_session::jump(place to, archive_path const& wanted) {
     return false;
 }
 
-// Keeps the file that main is at, if there is room for it. False when it could not be read.
+// Keeps main's current file if there is room for it. False if it cannot be read.
 bool archive_session::keep_entry() {
     auto const expected = size_of(main.entry());
     auto const room = static_cast<long long>(k_most_kept_bytes - kept_bytes);
@@ -184,7 +185,8 @@ bool archive_session::keep_entry() {
     return true;
 }
 
-// The data of main's entry into content, which has its size and zeros.
+// Reads the data of main's entry into content, which already has the entry's size and is filled
+// with zeros.
 bool archive_session::take_data(std::string& content) {
     void const* data = nullptr;
     unsigned long long size = 0;

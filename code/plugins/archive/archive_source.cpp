@@ -14,20 +14,20 @@ namespace kivcore_archive {
 
 namespace {
 
-// What is read at once: little where a format looks for something, and more with each read that
-// continues from there, until a system call costs next to nothing.
+// The size of one read: small after a seek, when a format searches for something, and larger with
+// each sequential read, until the cost of a system call hardly matters.
 constexpr std::size_t k_first_block = std::size_t{8} * 1024;
 constexpr std::size_t k_largest_block = std::size_t{64} * 1024;
 
 struct compression_mark {
     int filter;
     char const* (*version)();
-    char const* bytes;  // that such a file begins with, "?" for any
+    char const* bytes;  // at the start of such a file; "?" matches any byte
     std::size_t size;
 };
 
-// A libarchive that was built without the library for a compression would start a program instead.
-// Such a library has no version, and the compression counts as unknown.
+// If libarchive was built without the library for a compression, it would start a program
+// instead. In that case the version is null, and the compression counts as unknown.
 constexpr compression_mark k_marks[] = {
     {ARCHIVE_FILTER_GZIP, archive_zlib_version, "\x1f\x8b\x08", 3},
     {ARCHIVE_FILTER_BZIP2, archive_bzlib_version, "BZh?1AY&SY", 10},
@@ -42,7 +42,7 @@ bool begins_with(char const* data, std::size_t size, compression_mark const& mar
                       [](char wanted, char c) { return wanted == '?' || wanted == c; });
 }
 
-// archive_read_open2 goes on without the memory for where to read from, and crashes.
+// Replaces archive_read_open2, which crashes if it cannot allocate the callback data.
 int open_reader(archive* reader, archive_source* source, archive_read_callback* read,
                 archive_skip_callback* skip) {
     archive_read_set_read_callback(reader, read);
@@ -61,8 +61,8 @@ void free_archive::operator()(archive_entry* freed) const {
     archive_entry_free(freed);
 }
 
-// Only one compression is removed: the size of what several contain has no bound, and a step of the
-// outer ones may take for ever without producing a byte.
+// Removes only one compression: the content of nested ones can be of any size, and a step of the
+// outer ones may run for ever without producing a byte.
 int archive_source::open(archive* reader, int descriptor, file_part const& from) {
     file = descriptor;
     part = from;
@@ -125,7 +125,7 @@ int archive_source::drain() {
     return got < 0 ? -failed : 0;
 }
 
-// The next bytes of the part. How many, 0 at the end, -1.
+// The next bytes of the part. Returns their number, 0 at the end, -1 on failure.
 ssize_t archive_source::next_piece(void const** data) {
     long long const in_file = file_size() - position;
     if (in_file <= 0) {
@@ -147,7 +147,7 @@ ssize_t archive_source::next_piece(void const** data) {
     return got;
 }
 
-// The next bytes without their compression. How many, 0 at the end, -1.
+// The next decompressed bytes. Returns their number, 0 at the end, -1 on failure.
 ssize_t archive_source::next_decoded(void const** data) {
     std::size_t count = 0;
     la_int64_t offset = 0;
@@ -197,7 +197,7 @@ ssize_t archive_source::read_decoded(archive* reader, void* source, void const**
     return got;
 }
 
-// No further than there are bytes: a skip must not hide that a file is cut.
+// Does not skip past the end: that would hide that a file is truncated.
 std::int64_t archive_source::skip_part(archive*, void* source, std::int64_t count) {
     auto& self = *static_cast<archive_source*>(source);
     auto const skipped = std::min<long long>(count, std::max(self.size() - self.position, 0LL));

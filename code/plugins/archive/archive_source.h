@@ -1,6 +1,5 @@
-// The bytes of an archive as libarchive's formats get them: part of a file, without its
-// compression. The descriptor is read at positions of its own, so that nobody else who reads
-// through it matters.
+// The bytes of an archive as libarchive's formats see them: part of a file, decompressed. The
+// source reads the descriptor with pread, so other users of the descriptor do not interfere.
 
 #ifndef KIVCORE_ARCHIVE_SOURCE_H
 #define KIVCORE_ARCHIVE_SOURCE_H
@@ -24,7 +23,7 @@ struct free_archive {
 using archive_handle = std::unique_ptr<archive, free_archive>;
 using entry_handle = std::unique_ptr<archive_entry, free_archive>;
 
-// What is in the file from begin to end, and after it the bytes of tail.
+// The bytes of the file from begin to end, followed by the bytes of tail.
 struct file_part {
     long long begin = 0;
     long long end = 0;
@@ -37,32 +36,31 @@ class archive_source {
     archive_source(archive_source const&) = delete;
     archive_source& operator=(archive_source const&) = delete;
 
-    // Opens the reader, a new handle with its formats, on the part from its beginning. Destroy the
-    // handle before the source. The descriptor stays owned by the caller. 0, or negative: failure()
-    // and the reader's own error say why.
+    // Opens the reader, a new handle with its formats, at the beginning of the part. Destroy the
+    // handle before the source. The caller keeps ownership of the descriptor. Returns 0, or a
+    // negative value; then failure() and the reader's own error give the reason.
     int open(archive* reader, int descriptor, file_part const& from);
 
-    // Reads on through another descriptor of the same file.
+    // Continues with another descriptor of the same file.
     void attach(int descriptor) noexcept { file = descriptor; }
 
-    // How many bytes may be decompressed from here on. Negative: any number.
+    // Limits how many bytes may be decompressed from now on. Negative: no limit.
     void allow(long long bytes) noexcept { allowed = bytes; }
     long long left() const noexcept { return allowed; }
 
-    // Decompresses what the format left. 0 or negative.
+    // Decompresses what the format has not read. Returns 0, or a negative value on failure.
     int drain();
 
     bool is_compressed() const noexcept { return decoder != nullptr; }
     std::string compression() const;  // "gzip"; empty for none
 
-    // Whether the format asked for more than there is, and whether it left the order of the
-    // bytes. forget() has both false again.
+    // Whether the format tried to read past the end, and whether it has sought. forget() resets
+    // both.
     bool is_exhausted() const noexcept { return exhausted; }
     bool was_sought() const noexcept { return sought; }
     void forget() noexcept { exhausted = sought = false; }
 
-    // What kept the source from giving its bytes: an errno value, 0 for nothing. EFBIG for more
-    // than was allowed.
+    // Why the source failed: an errno value, 0 for no failure, EFBIG if the limit was exceeded.
     int failure() const noexcept { return failed; }
     std::string message() const;
 

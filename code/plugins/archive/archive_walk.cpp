@@ -16,9 +16,9 @@ namespace kivcore_archive {
 
 namespace {
 
-// libarchive converts names to the characters of the thread's locale, and loses those that
-// the locale lacks: while one of these lives, the thread has UTF-8. Without such a locale in
-// the system, the thread keeps its own.
+// libarchive converts names to the encoding of the thread's locale, and loses characters that the
+// locale lacks. So the thread uses UTF-8 while one of these lives. If the system has no such
+// locale, the thread keeps its own.
 class locale_scope {
   public:
     explicit locale_scope(locale_t locale) : previous(uselocale(locale)) {}
@@ -30,8 +30,9 @@ class locale_scope {
     locale_t previous;
 };
 
-// Chosen by name: among all formats there are some whose entries refer to other files. Fails only
-// for lack of memory, and must not be ignored: without one half of it, a zip is read otherwise.
+// Names each format, because some of the others have entries that refer to other files. Fails
+// only if memory runs out. Do not ignore that: without one half of its support, a zip would be
+// read differently.
 bool support_formats(archive* handle) {
     return archive_read_support_format_zip(handle) == ARCHIVE_OK &&
            archive_read_support_format_tar(handle) == ARCHIVE_OK &&
@@ -42,7 +43,7 @@ std::string text_or_empty(char const* text) {
     return text != nullptr ? text : "";
 }
 
-// libarchive has no number for what it does not know to decompress, and calls it damage.
+// libarchive has no error number for an unsupported compression, and reports it as damage.
 bool is_about_support(std::string const& message) {
     constexpr char const* k_phrases[] = {"nsupported", "not supported", "Unknown codec"};
     return std::any_of(std::begin(k_phrases), std::end(k_phrases), [&](char const* phrase) {
@@ -82,7 +83,7 @@ int archive_walk::start(int descriptor, file_part const& part) {
     source.allow(left);
     errno = 0;
     int const result = source.open(handle.get(), descriptor, part);
-    source.forget();  // the formats look for what they know anywhere in the file
+    source.forget();  // to recognise the format, libarchive seeks and reads anywhere in the file
     left = source.left();
     return result == ARCHIVE_OK && errno != ENOMEM ? 0 : failure();
 }
@@ -104,7 +105,7 @@ int archive_walk::next() {
         return at_end();
     }
     has_entries = true;
-    // A warning is about a part of the entry, for example a name in wrong characters.
+    // A warning concerns part of the entry, for example a name in a wrong encoding.
     bool const has_entry = result == ARCHIVE_OK || result == ARCHIVE_WARN;
     if (!has_entry || errno == ENOMEM) {
         return failure();
@@ -114,9 +115,9 @@ int archive_walk::next() {
     return has_short_acl ? 1 : stop(-EFBIG, "the access control list of an entry is too long");
 }
 
-// libarchive is content with an archive that ends where an entry could begin. A tar archive
-// has two empty blocks at its end: whoever looks for them beyond the last byte did not find
-// them. A zip archive has a directory there: who found it went to it.
+// libarchive accepts an archive that ends where an entry could begin. A tar archive ends with two
+// empty blocks: if libarchive read past the last byte, they are missing. A zip archive ends with
+// a directory: if libarchive did not seek to it, it is missing.
 int archive_walk::at_end() {
     if (is_format(ARCHIVE_FORMAT_TAR) && source.is_exhausted()) {
         return stop(-EBADMSG, "the end marker of the archive is missing");
@@ -146,7 +147,7 @@ std::string archive_walk::link() const {
     return text_or_empty(hard != nullptr ? hard : archive_entry_symlink(entry()));
 }
 
-// What libarchive calls a zip archive has the compression of the last entry.
+// For zip, libarchive's name of the format includes the compression of the last entry.
 std::string archive_walk::format() const {
     return is_format(ARCHIVE_FORMAT_ZIP) ? "ZIP" : entry_format();
 }
@@ -166,7 +167,7 @@ long long archive_walk::header_position() const {
 int archive_walk::next_data(void const*& data, unsigned long long& size, long long& offset) {
     std::size_t count = 0;
     la_int64_t position = offset;
-    source.allow(-1);  // whoever asks for data gets it
+    source.allow(-1);  // no limit for data that the caller requests
     errno = 0;
     int const result = archive_read_data_block(handle.get(), &data, &count, &position);
     if (result != ARCHIVE_OK && result != ARCHIVE_EOF) {
@@ -189,10 +190,9 @@ std::string archive_walk::message() const {
     return !text.empty() ? text : "the archive is damaged or incomplete";
 }
 
-// libarchive has numbers of its own for damage, and the system's for some of the rest. Only
-// those that say something else than damage are passed on. It may go on without memory that it
-// did not get, and take an archive for another: so errno is 0 before each call, and looked at
-// after.
+// libarchive uses its own numbers for damage, and errno values for some other failures. Only
+// failures other than damage are passed on. If an allocation fails, libarchive may continue and
+// misread the archive, so errno is set to 0 before each call and checked afterwards.
 int archive_walk::failure() const {
     if (errno == ENOMEM || archive_errno(handle.get()) == ENOMEM) {
         return -ENOMEM;

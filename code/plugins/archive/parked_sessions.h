@@ -1,12 +1,12 @@
-// The sessions that wait for the next reader of their archive: those of the files that were
-// closed last, whichever reader they were opened through. A host may open every file of an
-// archive with a new reader, so that no single one of them could keep the session.
+// Sessions that wait for the next reader of their archive: those of the most recently closed
+// files, of any reader. They are not kept by the reader, because a host may open every file of an
+// archive with a new one.
 //
-// A session that waits has its archive closed. What it holds is memory: the names that it met, the
-// files that it kept, and what the decompressor needs. It is released when sessions of other
-// archives take its place, or with the shared object and its last reader.
+// The archive of a waiting session is closed. The session only uses memory: for the names so far,
+// the kept files and the decompressor. It is released when sessions of other archives take its
+// place, or with the shared object and its last reader.
 //
-// Any thread may use it: a session that was taken is the taker's alone.
+// Any thread may use it. A session that was taken belongs to the caller alone.
 
 #ifndef KIVCORE_ARCHIVE_PARKED_SESSIONS_H
 #define KIVCORE_ARCHIVE_PARKED_SESSIONS_H
@@ -23,19 +23,19 @@ namespace kivcore_archive {
 
 class parked_sessions {
   public:
-    // The one of the shared object. Readers hold on to it: one that is destroyed at the end of
-    // the process may outlive the statics.
+    // The only instance in the shared object. Each reader holds a reference, because a reader
+    // that is destroyed at the end of the process may outlive static objects.
     static std::shared_ptr<parked_sessions> shared();
 
-    // A session of the archive, awake. Null when there is none or the archive has changed.
+    // A session of the archive, awake. Null if there is none or the archive has changed.
     std::unique_ptr<archive_session> take(std::string const& archive);
 
-    // Leaves a session for the next reader, if it can be used again.
+    // Keeps a session for the next reader, if it is reusable.
     void put(std::unique_ptr<archive_session> session);
 
   private:
     std::mutex lock;
-    // The last one first, null ones at the end.
+    // The most recent first, null ones at the end.
     std::array<std::unique_ptr<archive_session>, k_most_parked> waiting;
 };
 

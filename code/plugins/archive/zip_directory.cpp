@@ -10,7 +10,7 @@ namespace kivcore_archive {
 
 namespace {
 
-// Sizes of the records, without what varies, and of all at the end without a comment.
+// Sizes of the fixed parts of the records.
 constexpr std::size_t k_entry_size = 46;
 constexpr std::size_t k_end_size = 22;
 constexpr std::size_t k_locator_size = 20;
@@ -22,10 +22,10 @@ constexpr long long k_most_tail = 16384;
 // A larger directory is not read: all of it must be in memory.
 constexpr long long k_most_directory = 256LL * 1024 * 1024;
 
-constexpr std::uint64_t k_in_extra = 0xffffffff;  // a field that is in the zip64 extra instead
+constexpr std::uint64_t k_in_extra = 0xffffffff;  // the field is in the zip64 extra instead
 
 struct location {
-    std::uint64_t offset;  // as the archive says, of a directory
+    std::uint64_t offset;  // of the directory, as stored in the archive
     std::uint64_t size;
     long long end;  // where it ends in the file
 };
@@ -48,7 +48,7 @@ void append_number(std::string& bytes, std::uint64_t number, std::size_t size) {
     }
 }
 
-// Empty when not all of it can be read.
+// Empty if not all of it can be read.
 std::string bytes_at(int descriptor, long long offset, long long size) {
     std::string bytes(static_cast<std::size_t>(size), '\0');
     std::size_t done = 0;
@@ -63,7 +63,7 @@ std::string bytes_at(int descriptor, long long offset, long long size) {
     return bytes;
 }
 
-// The zip64 record of a directory that the locator before the end record leads to.
+// Reads the zip64 end record, to which the locator before the end record points.
 bool find_large(int descriptor, std::string const& locator, location& result) {
     auto const at = static_cast<long long>(number_at(locator, 8, 8));
     std::string const end = at >= 0 ? bytes_at(descriptor, at, k_end64_size) : "";
@@ -92,8 +92,8 @@ bool find_directory(int descriptor, long long file_size, location& result) {
     return true;
 }
 
-// Where the entry's data is, of a record whose size is known to be right. The zip64 extra has
-// those of three fields that the record has no room for, in this order.
+// Where the entry's data is. The caller has checked the size of the record. The zip64 extra
+// contains, in this order, those of three fields that do not fit in the record.
 std::uint64_t data_offset(std::string const& bytes, std::size_t record, std::size_t extra,
                           std::size_t extra_end) {
     std::uint64_t const offset = number_at(bytes, record + 42, 4);
@@ -125,14 +125,14 @@ bool zip_directory::read(int descriptor, long long file_size) {
     }
     auto const size = static_cast<long long>(where.size);
     directory = where.end - size;
-    // Other data may come before the archive, which the offsets in it leave out.
+    // There may be other data before the archive, which its offsets do not include.
     auto const shift = directory - static_cast<long long>(where.offset);
     if (where.offset > static_cast<std::uint64_t>(directory) ||
         !add_records(bytes_at(descriptor, directory, size), shift)) {
         records.clear();
         return false;
     }
-    // As libarchive has them: sorted, and one at each place.
+    // The same as in libarchive: sorted, and only one record for each position.
     std::stable_sort(records.begin(), records.end(),
                      [](record const& a, record const& b) { return a.data < b.data; });
     auto const same = [](record const& a, record const& b) { return a.data == b.data; };
@@ -140,7 +140,7 @@ bool zip_directory::read(int descriptor, long long file_size) {
     return true;
 }
 
-// False for bytes that are not all records of entries.
+// False if the bytes are not entirely records of entries.
 bool zip_directory::add_records(std::string const& bytes, long long shift) {
     std::size_t at = 0;
     while (bytes.size() - at >= k_entry_size && bytes.compare(at, 4, "PK\x01\x02") == 0) {
@@ -161,8 +161,9 @@ bool zip_directory::add_records(std::string const& bytes, long long shift) {
     return at == bytes.size();
 }
 
-// The entry's data and all after it, up to the directory; then the entry's record, unchanged but
-// for the place of its data, and an end record in the form that has room for any size.
+// The part of the file from the entry's data up to the directory, followed by the entry's record,
+// with only the position of its data changed, and end records in the zip64 form, which fits any
+// size.
 std::optional<file_part> zip_directory::single(int descriptor, std::size_t number) const {
     if (number >= records.size()) {
         return std::nullopt;

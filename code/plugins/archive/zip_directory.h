@@ -1,9 +1,9 @@
-// The directory at the end of a zip archive, for going straight to one entry: libarchive only goes
-// forward. What an entry's record says is left to libarchive, which is given an archive of that one
-// entry.
+// The directory at the end of a zip archive, used to go directly to an entry, because libarchive
+// only goes forward. libarchive still interprets the entry's record: it gets an archive that
+// consists of that one entry.
 //
-// Nothing depends on a directory that can be read: without one, and where an entry is not the
-// one that was looked for, the archive is read in its order.
+// A readable directory is not required: without one, or if an entry is not the wanted one, the
+// archive is read in order.
 
 #ifndef KIVCORE_ZIP_DIRECTORY_H
 #define KIVCORE_ZIP_DIRECTORY_H
@@ -19,18 +19,18 @@ namespace kivcore_archive {
 
 class zip_directory {
   public:
-    // Finds the entries of the descriptor's archive. False, with none, when the directory is
+    // Finds the entries of the descriptor's archive. False, without entries, if the directory is
     // missing or malformed.
     bool read(int descriptor, long long file_size);
 
-    // An archive of one entry, the number-th from 0 in the order of their data, which is
-    // libarchive's. None when it cannot be made.
+    // An archive that consists of one entry: the number-th, from 0, in the order of their data,
+    // which is libarchive's order. Empty if it cannot be made.
     std::optional<file_part> single(int descriptor, std::size_t number) const;
 
   private:
     struct record {
         long long data;    // where the entry's own header is
-        long long offset;  // where its record in the directory is, and how long
+        long long offset;  // position and size of its record in the directory
         std::size_t size;
     };
 

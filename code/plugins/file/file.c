@@ -1,16 +1,16 @@
 // Plain files, through the C functions of a reader and a writer.
 //
-// A handle keeps its own position and transfers with pread and pwrite. Two kinds of handle cannot:
-// pipes and terminals have no positions, and what is opened for appending writes to the end,
-// wherever that is by then. Those are sequential: they transfer at the system's position, and can
-// only seek to where they are.
+// A handle keeps its own position and transfers with pread and pwrite. Two kinds of handle cannot
+// do this: pipes and terminals have no positions, and a file opened for appending is always
+// written at its current end. These handles are sequential: they transfer at the system's
+// position, and can only seek to the position where they are.
 //
-// Failures are negative errno values. A transfer that fails half-way gives the count
-// that it moved; the failure comes with the next one. Nothing is buffered here.
+// Failures are negative errno values. A transfer that fails half-way returns the number of bytes
+// moved; the next one reports the failure. Nothing is buffered.
 //
-// A read from a file or a block device waits for all that it is asked for. From anything else, a
-// pipe for example, it gives what is there as soon as there is something: more may take long to
-// come, or may come only after the host has answered.
+// A read from a file or a block device waits for all requested bytes. A read from anything else,
+// for example a pipe, returns as soon as it has some: more may take long to arrive, or may arrive
+// only after the host has answered.
 
 #include <errno.h>
 #include <fcntl.h>
@@ -23,12 +23,12 @@
 
 #include "shared/stream.h"
 
-// What a handle points to. Its functions lock nothing: one thread at a time uses a handle.
+// What a handle points to. Not locked: use a handle from one thread at a time.
 struct file {
     int descriptor;
     bool sequential;
     bool is_live;        // neither a regular file nor a block device
-    long long position;  // the next transfer's; kept up to date for sequential handles too
+    long long position;  // of the next transfer; also kept up to date for sequential handles
 };
 
 struct mode {
@@ -38,7 +38,8 @@ struct mode {
 
 static struct mode const k_read_modes[] = {{"r", O_RDONLY}, {"rb", O_RDONLY}};
 
-// Those of fopen that write, without the reading: only "r+" writes into what is there.
+// The writing modes of fopen, but without reading. Only "r+" overwrites existing content in
+// place.
 static struct mode const k_write_modes[] = {
     {"w", O_WRONLY | O_CREAT | O_TRUNC},
     {"wb", O_WRONLY | O_CREAT | O_TRUNC},
@@ -59,7 +60,7 @@ static int flags_of(char const* name, struct mode const* modes, size_t count) {
     return -EINVAL;
 }
 
-// A directory opens for reading, and then every read fails: refused at once.
+// Opening a directory for reading would succeed, but every read would fail, so refuse it now.
 static int refuse_directory(int descriptor, struct stat* status) {
     if (fstat(descriptor, status) != 0) {
         return -errno;
@@ -67,8 +68,7 @@ static int refuse_directory(int descriptor, struct stat* status) {
     return S_ISDIR(status->st_mode) ? -EISDIR : 0;
 }
 
-// Leaves *handle alone unless it succeeds. A sequential file that has no position starts
-// counting at 0.
+// Leaves *handle unchanged on failure. A sequential file without a position starts at 0.
 static int open_file(char const* path, int flags, void** handle) {
     int const descriptor = open_descriptor(AT_FDCWD, path, flags);
     if (descriptor < 0) {
@@ -91,7 +91,7 @@ static int open_file(char const* path, int flags, void** handle) {
     return 0;
 }
 
-// At most count bytes, however few the system gives at once; 0 at the end.
+// One system call: reads at most count bytes, possibly fewer; 0 at the end.
 static ssize_t read_some(struct file const* file, char* target, size_t count) {
     ssize_t moved = 0;
     do {
@@ -127,7 +127,7 @@ EXPORTED int file_close(void* handle) {
     }
     int const failure = close(file->descriptor) == 0 ? 0 : errno;
     free(file);
-    // An interrupted close has closed: trying again might hit another thread's file.
+    // An interrupted close has closed the descriptor. Retrying might close another thread's file.
     return failure == EINTR ? 0 : -failure;
 }
 
@@ -136,7 +136,7 @@ EXPORTED int file_read(void* handle, void* target, unsigned int count) {
     if (file == NULL) {
         return -EBADF;
     }
-    // Near the largest position: the system would refuse a count that leads beyond it.
+    // The system would refuse a count that exceeds the largest position.
     long long const ahead = LLONG_MAX - file->position;
     size_t const wanted = ahead < (long long)bounded(count) ? (size_t)ahead : bounded(count);
     size_t done = 0;
@@ -164,14 +164,14 @@ EXPORTED int file_write(void* handle, void const* source, unsigned int count) {
         done += (size_t)moved;
         file->position += moved;
     }
-    // Others may append too: the system knows where these bytes went.
+    // Others may append too, so ask the system for the position.
     off_t const end = file->sequential ? lseek(file->descriptor, 0, SEEK_CUR) : -1;
     file->position = end >= 0 ? end : file->position;
     return done > 0 || moved == 0 ? (int)done : (int)moved;
 }
 
-// The system has what was written already. Nothing is promised about the disk: a host that flushes
-// often would pay for it each time.
+// Nothing to do: the system already has the data. There is no promise about the disk, because
+// syncing would make frequent flushes slow.
 EXPORTED int file_flush(void* handle) {
     return handle != NULL ? 0 : -EBADF;
 }
@@ -191,8 +191,8 @@ EXPORTED long long file_size(void* handle) {
     if (!S_ISBLK(status.st_mode)) {
         return -ESPIPE;
     }
-    // A device's stat has no size. This moves the system's position, which does no harm: only
-    // appending uses it, and moves it to the end by itself.
+    // stat does not report the size of a device. Moving the system's position is harmless: only
+    // appending uses it, and moves it to the end itself.
     off_t const end = lseek(file->descriptor, 0, SEEK_END);
     return end >= 0 ? end : -errno;
 }

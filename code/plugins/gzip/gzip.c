@@ -1,11 +1,11 @@
-// Gzip files, through the C functions of a reader and of a writer, which use zlib's inflate and its
-// gzFile. The gzFile is not for reading: it takes a member that is cut off after its first byte, or
-// whose first bytes are damaged, for the end of the file, and it drops what it decompressed before
-// damage.
+// Gzip files, through the C functions of a reader and of a writer. The writer uses zlib's gzFile.
+// The reader uses inflate instead, for two reasons. A gzFile mistakes a member that is cut off
+// after its first byte, or whose first bytes are damaged, for the end of the file. And it drops
+// data that it decompressed before damage.
 //
-// A handle keeps the position that its host sees. zlib's own stream is brought there
-// only when bytes are moved, so a seek costs nothing until then and a seek past the
-// end of a writer's data that is followed by no write leaves no trace in the file.
+// A handle keeps the position that its host sees. zlib's stream moves there only when bytes are
+// transferred. So a seek is free until then, and a writer's seek past the end changes the file
+// only if a write follows.
 //
 // Failures are negative errno values: EBADMSG for content that is not a gzip file, is cut short or
 // is damaged.
@@ -22,32 +22,32 @@
 
 #include "shared/stream.h"
 
-// Of what is compressed. In place of zlib's 8 KiB: fewer calls of the system.
+// For compressed data. Larger than zlib's 8 KiB, for fewer system calls.
 enum { k_buffer_size = 256 * 1024 };
 
-// As zlib takes it: the largest window, and the format is gzip's and no other.
+// For zlib: the largest window, and only the gzip format.
 static int const k_gzip_window = 15 + 16;
 
 struct reader {
     int descriptor;
-    bool rewindable;  // false for a pipe: what was read from it is gone
+    bool rewindable;  // false for a pipe, which cannot be read twice
     bool in_member;   // false between a member's trailer and the next one's header
     long long position;
-    long long produced;  // how much was decompressed: the position of zlib's stream
+    long long produced;  // bytes decompressed so far: the position of zlib's stream
     long long size;      // -1 until the end has been seen
     z_stream stream;
     unsigned char input[k_buffer_size];
-    unsigned char skipped[64 * 1024];  // takes what comes before the position
+    unsigned char skipped[64 * 1024];  // receives the data before the position
 };
 
 struct writer {
     gzFile stream;
-    int failure;  // the first one: the file is damaged for good
+    int failure;  // the first one; from then on the file is damaged
     long long position;
 };
 
-// Reads until there are at least so many bytes, 1 or 2, for zlib to take. Positive when there are,
-// 0 when the file ends first.
+// Reads until zlib's input has at least `least` bytes (1 or 2). Positive on success, 0 if the
+// file ends first.
 static int fill(struct reader* reader, unsigned int least) {
     z_stream* const stream = &reader->stream;
     while (stream->avail_in < least) {
@@ -68,9 +68,9 @@ static int fill(struct reader* reader, unsigned int least) {
     return 1;
 }
 
-// Positive at the start of a further member, 0 at the end. What follows the last member is
-// ignored, as gzip does, unless it begins like one: half of the two bytes that a member begins
-// with is enough, or one that is cut off or damaged there would go unnoticed.
+// Positive at the start of another member, 0 at the end. Data after the last member is ignored,
+// as gzip does, unless it begins like a member. One of a member's first two bytes is enough for
+// that; otherwise a member that is cut off or damaged there would not be noticed.
 static int start_next_member(struct reader* reader) {
     int const got = fill(reader, 2);
     unsigned int const left = reader->stream.avail_in;
@@ -83,8 +83,8 @@ static int start_next_member(struct reader* reader) {
     return 1;
 }
 
-// One step of decompression to where the stream's output goes. Positive when there may be more
-// to do, 0 at the end. A failure stays until the next rewind.
+// One step of decompression into the stream's output. Positive if there may be more to do, 0 at
+// the end. A failure persists until the next rewind.
 static int decompress_some(struct reader* reader) {
     if (!reader->in_member) {
         return start_next_member(reader);
@@ -93,7 +93,7 @@ static int decompress_some(struct reader* reader) {
     switch (inflate(&reader->stream, Z_NO_FLUSH)) {
         case Z_OK:
             return 1;
-        case Z_STREAM_END:  // the trailer was there, and right
+        case Z_STREAM_END:  // the trailer was present and correct
             reader->in_member = false;
             return 1;
         case Z_BUF_ERROR:
@@ -106,8 +106,8 @@ static int decompress_some(struct reader* reader) {
     }
 }
 
-// The next bytes: 0 at the end. A failure comes after all that can be decompressed before it. A
-// pipe is not waited for once there is something to give.
+// Decompresses the next bytes; 0 at the end. Reports a failure only after all data before it.
+// Does not wait for a pipe once there is something to return.
 static int decompress(struct reader* reader, void* target, unsigned int count) {
     z_stream* const stream = &reader->stream;
     stream->next_out = target;
@@ -125,7 +125,7 @@ static int decompress(struct reader* reader, void* target, unsigned int count) {
     return got > 0 ? (int)got : result;
 }
 
-// Positive when it succeeds.
+// Positive on success.
 static int rewind_stream(struct reader* reader) {
     if (lseek(reader->descriptor, 0, SEEK_SET) < 0) {
         return -errno;
@@ -137,7 +137,7 @@ static int rewind_stream(struct reader* reader) {
     return 1;
 }
 
-// Brings zlib's stream to the reader's position, or to the end when that comes before.
+// Moves zlib's stream to the reader's position, or to the end if that comes first.
 static int catch_up(struct reader* reader) {
     int got = reader->position < reader->produced ? rewind_stream(reader) : 1;
     while (got > 0 && reader->produced < reader->position) {
@@ -148,8 +148,8 @@ static int catch_up(struct reader* reader) {
     return got < 0 ? got : 0;
 }
 
-// Also refuses an empty file. This is the first read, so what cannot be read, a directory, fails
-// here as well.
+// Also refuses an empty file. This is the first read, so a file that cannot be read, such as a
+// directory, also fails here.
 static int refuse_plain_content(struct reader* reader) {
     int const got = fill(reader, 2);
     if (got <= 0) {
@@ -164,14 +164,14 @@ EXPORTED int gzip_reader_close(void* handle) {
     if (reader == NULL) {
         return -EBADF;
     }
-    // Nothing is lost when the close of a file that was read fails.
+    // The file was only read, so a failing close loses nothing.
     inflateEnd(&reader->stream);
     close(reader->descriptor);
     free(reader);
     return 0;
 }
 
-// Leaves *handle alone unless it succeeds.
+// Leaves *handle unchanged on failure.
 EXPORTED int gzip_reader_open(char const* path, char const* mode, void** handle) {
     if (strcmp(mode, "r") != 0 && strcmp(mode, "rb") != 0) {
         return -EINVAL;
@@ -216,7 +216,7 @@ EXPORTED int gzip_reader_read(void* handle, void* target, unsigned int count) {
     return got;
 }
 
-// Decompresses everything once to find the end; the position stays.
+// Decompresses everything once to find the end. The position does not change.
 EXPORTED long long gzip_reader_size(void* handle) {
     struct reader* reader = handle;
     if (reader == NULL) {
@@ -229,14 +229,14 @@ EXPORTED long long gzip_reader_size(void* handle) {
         return -ESPIPE;
     }
     long long const position = reader->position;
-    reader->position = LLONG_MAX;  // no file gets there: it stops at the end
+    reader->position = LLONG_MAX;  // larger than any file, so it stops at the end
     int const result = catch_up(reader);
     reader->position = position;
     return result < 0 ? result : reader->size;
 }
 
-// Also leads to after the end, where a read then finds nothing. What cannot be read twice refuses
-// positions before zlib's own, which may differ from the host's.
+// The position may be after the end; a read there returns 0. A pipe refuses positions before
+// zlib's position, which may differ from the host's.
 EXPORTED long long gzip_reader_seek(void* handle, long long offset, unsigned char origin) {
     struct reader* reader = handle;
     if (reader == NULL) {
@@ -253,7 +253,7 @@ EXPORTED long long gzip_reader_seek(void* handle, long long offset, unsigned cha
     return position;
 }
 
-// Takes over the descriptor, also when it fails. Null when memory runs out.
+// Takes ownership of the descriptor, even on failure. Null if memory runs out.
 static gzFile open_stream(int descriptor, char const* mode) {
     gzFile stream = gzdopen(descriptor, mode);
     if (stream == NULL) {
@@ -264,8 +264,8 @@ static gzFile open_stream(int descriptor, char const* mode) {
     return stream;
 }
 
-// zlib's error for the stream, 0 for none. Ask right after the call that may have failed, while
-// errno is still that call's.
+// zlib's error for the stream, or 0. Call it right after the call that may have failed, before
+// errno changes.
 static int failure_of(gzFile stream) {
     int code = Z_OK;
     gzerror(stream, &code);
@@ -281,8 +281,8 @@ static int failure_of(gzFile stream) {
     }
 }
 
-// "w" or "a", then a "b" or nothing, then a level from 1 to 9 or nothing. zlib itself takes
-// any letters, and some of them change what is written.
+// Accepts "w" or "a", an optional "b" and an optional level from 1 to 9. zlib accepts any
+// letters, and some of them change what is written.
 static bool is_write_mode(char const* mode) {
     if (mode[0] != 'w' && mode[0] != 'a') {
         return false;
@@ -292,7 +292,7 @@ static bool is_write_mode(char const* mode) {
     return rest[has_level ? 1 : 0] == '\0';
 }
 
-// Leaves *handle alone unless it succeeds.
+// Leaves *handle unchanged on failure.
 EXPORTED int gzip_writer_open(char const* path, char const* mode, void** handle) {
     if (!is_write_mode(mode)) {
         return -EINVAL;
@@ -302,7 +302,8 @@ EXPORTED int gzip_writer_open(char const* path, char const* mode, void** handle)
     if (descriptor < 0) {
         return descriptor;
     }
-    // Before the stream: to close that again would add an empty member to the file.
+    // Allocate before opening the stream: closing the stream would add an empty member to the
+    // file.
     struct writer* writer = calloc(1, sizeof *writer);
     if (writer == NULL) {
         close(descriptor);
@@ -317,13 +318,13 @@ EXPORTED int gzip_writer_open(char const* path, char const* mode, void** handle)
     return 0;
 }
 
-// Writes what is left and the trailer: the file is whole only when this succeeds.
+// Writes the remaining data and the trailer. The file is complete only if this succeeds.
 EXPORTED int gzip_writer_close(void* handle) {
     struct writer* writer = handle;
     if (writer == NULL) {
         return -EBADF;
     }
-    // The first failure is the cause; that the trailer fails as well is its consequence.
+    // Report the first failure: a failure to write the trailer is only its consequence.
     int const earlier = writer->failure;
     int const code = gzclose(writer->stream);
     int const failure = code == Z_ERRNO && errno != 0 ? -errno : -EIO;
@@ -342,7 +343,8 @@ EXPORTED int gzip_writer_write(void* handle, void const* source, unsigned int co
     if (writer->failure != 0 || count == 0) {
         return writer->failure;
     }
-    // Never back: no seek leads before the end of what is written. Forward fills with zeros.
+    // Only forward, which fills the gap with zeros: gzip_writer_seek refuses positions before the
+    // end.
     if (writer->position != gztell(writer->stream)) {
         gzseek(writer->stream, writer->position, SEEK_SET);
     }
@@ -355,7 +357,7 @@ EXPORTED int gzip_writer_write(void* handle, void const* source, unsigned int co
     return written;
 }
 
-// All that was written can be read from the file after this. It costs compression.
+// After this, everything written so far can be read from the file. It makes compression worse.
 EXPORTED int gzip_writer_flush(void* handle) {
     struct writer* writer = handle;
     if (writer == NULL) {
@@ -368,13 +370,13 @@ EXPORTED int gzip_writer_flush(void* handle) {
     return writer->failure;
 }
 
-// What this handle has written, before compression.
+// The bytes written through this handle, before compression.
 EXPORTED long long gzip_writer_size(void* handle) {
     struct writer* writer = handle;
     return writer != NULL ? gztell(writer->stream) : -EBADF;
 }
 
-// Never to before the end: what is compressed cannot be overwritten.
+// Refuses positions before the end, because compressed data cannot be overwritten.
 EXPORTED long long gzip_writer_seek(void* handle, long long offset, unsigned char origin) {
     struct writer* writer = handle;
     if (writer == NULL) {

@@ -12,7 +12,7 @@ namespace sequence {
 
 namespace {
 
-// The callers return numbers: which file is at fault, and why, must be printed here.
+// The callers return only numbers, so print here which file is at fault, and why.
 int refuse(int code, std::string const& subject, std::string const& reason) {
     std::string const line = "sequence: " + subject + " " + reason + "\n";
     std::fputs(line.c_str(), stderr);
@@ -65,7 +65,7 @@ int file_row::list_numbers(std::vector<long long>& numbers) {
     return -failure;
 }
 
-// Without the missing file every byte after it would be in another's place, and no reader could
+// Without the missing file, every later byte would be at a wrong position, and no host could
 // notice.
 int file_row::refuse_gap(std::vector<long long> const& numbers) const {
     auto const before_gap =
@@ -79,7 +79,7 @@ int file_row::refuse_gap(std::vector<long long> const& numbers) const {
                       names.name_of(numbers.back()));
 }
 
-// Sizes are taken once: positions must keep their meaning while the row is read.
+// Reads the sizes only once, so that positions keep their meaning while the sequence is open.
 int file_row::measure(std::size_t files) {
     ends.reserve(files);
     long long total = 0;

@@ -1,5 +1,5 @@
-// The files of one sequence, found once and described by what they were then: names from a pattern,
-// sizes, and where each begins when they are joined. It keeps their directory open and none of the
+// The files of one sequence, as they were when it was opened: their names from a pattern, their
+// sizes, and where each begins when they are joined. It keeps the directory open, but none of the
 // files.
 
 #ifndef SEQUENCE_FILE_ROW_H
@@ -17,21 +17,21 @@ namespace sequence {
 
 class file_row {
   public:
-    // Finds the files of a pattern, which may have a directory in front. 0, or a negative errno
-    // value, after a line on standard error that says what is wrong. Call it once, on a new row.
-    // Raises std::bad_alloc.
+    // Finds the files of a pattern, which may begin with a directory. Returns 0, or a negative
+    // errno value after printing the reason to standard error. Call it only once. Raises
+    // std::bad_alloc.
     int find(std::string const& pattern);
 
-    std::size_t count() const { return ends.size(); }  // at least 1 when found
+    std::size_t count() const { return ends.size(); }  // at least 1 after find
     std::string path(std::size_t index) const;
     long long begin(std::size_t index) const { return index == 0 ? 0 : ends[index - 1]; }
     long long end(std::size_t index) const { return ends[index]; }
     long long size() const { return ends.back(); }
 
-    // The file with the byte at position; the last one when position is the end.
+    // The file that contains the byte at position; the last file if position is the end.
     std::size_t index_at(long long position) const;
 
-    // Opens a file to read. Holds the negative errno value when that fails. Raises
+    // Opens a file for reading. On failure the result holds the negative errno value. Raises
     // std::bad_alloc.
     bundled::descriptor open_file(std::size_t index) const;
 

@@ -21,8 +21,8 @@ std::size_t end_of_run(std::string const& text, char const* characters, std::siz
     return std::min(text.find_first_not_of(characters, at), text.size());
 }
 
-// The width that "d", "04d" and their like ask for; 0 for anything else, "4d"
-// included: it pads with spaces, which names of files hardly are.
+// The width in "d", "04d" and so on; 0 for anything else. "4d" is refused because it pads with
+// spaces, which file names hardly ever contain.
 std::size_t width_of_conversion(std::string const& conversion) {
     if (conversion == "d") {
         return 1;
@@ -57,7 +57,7 @@ std::string name_pattern::parse(std::string const& text) {
     return problem;
 }
 
-// Reads the field that begins at `at`, and gives where it ends.
+// Parses the field that begins at `at`. Returns its end.
 std::size_t name_pattern::parse_field(std::string const& text, std::size_t at,
                                       std::string& problem) {
     bool const is_conversion = text[at] == '%';

@@ -1,20 +1,20 @@
-// Numbered files as a kivcore::multi_file_reader. The pattern that is opened, and which
-// files belong to it, are the matter of name_pattern.h and file_row.h.
+// Numbered files as a kivcore::multi_file_reader. For the pattern that it opens see
+// name_pattern.h, for the files that belong to it file_row.h.
 //
-// One file is open at a time, the one that was read last. A position is between 0 and
-// the size; a seek to anywhere else is refused. A file without bytes holds no position:
-// where it is selected, the current file is the next one that has some.
+// Only one file is open at a time, the one that was read last. A position is between 0 and the
+// size; other seeks are refused. An empty file contains no position: if it is selected, the
+// current file is the next one that is not empty.
 //
 // Failures are negative errno values:
-//   EBADF     nothing is open; close gives 0
-//   EBUSY     open, and something is open already
-//   EINVAL    a mode other than "r" and "rb", a file, origin or position that is not there;
-//             open also for a pattern without exactly one number field and for files of which
-//             one is not regular
-//   ENOENT    open, when no file is there or one is missing in between
-//   EIO       read, of a file that has become shorter than it was
-//   ENOMEM, EOVERFLOW   open; and whatever the system reports on opening or reading
-// A read that fails half-way gives what comes before, and the failure the next time.
+//   EBADF     nothing is open (close returns 0)
+//   EBUSY     open: something is open already
+//   EINVAL    a mode other than "r" and "rb", or a file, origin or position that does not exist;
+//             open: a pattern without exactly one number field, or a file that is not regular
+//   ENOENT    open: no file matches, or one is missing in between
+//   EIO       read: a file has become shorter
+//   ENOMEM, EOVERFLOW   open; and any error of the system on opening or reading
+// A read that fails half-way returns the data before the failure; the next read reports the
+// failure.
 
 #include <algorithm>
 #include <cerrno>
@@ -54,8 +54,8 @@ class sequence_reader final : public kivcore::multi_file_reader {
 
     std::unique_ptr<sequence::file_row> row;  // null while closed
     long long position = 0;
-    bundled::descriptor file;    // of the file that was read last
-    std::size_t file_index = 0;  // its number, while there is one
+    bundled::descriptor file;    // the file that was read last
+    std::size_t file_index = 0;  // its index, if one is open
 };
 
 int sequence_reader::open(std::string const& path, std::string const& mode) {
@@ -101,21 +101,21 @@ long long sequence_reader::read(void* buffer, unsigned long long count) {
     return done;
 }
 
-// At least one byte of the file at the position, or a failure.
+// Reads at least one byte from the file at the position, or fails.
 long long sequence_reader::read_some(char* target, long long wanted) {
     std::size_t const index = row->index_at(position);
     int const failure = use_file(index);
     if (failure != 0) {
         return failure;
     }
-    auto const most = std::min<long long>(wanted, SSIZE_MAX);  // which may have 32 bits
+    auto const most = std::min<long long>(wanted, SSIZE_MAX);  // SSIZE_MAX may have only 32 bits
     auto const count = static_cast<std::size_t>(std::min(most, row->end(index) - position));
     ssize_t const moved = bundled::read_at(file.get(), target, count, position - row->begin(index));
     return moved != 0 ? moved : -EIO;
 }
 
-// Opens the file unless it is the open one, which is closed first: there may be more
-// files than a process may have descriptors.
+// Opens the file unless it is open already. Closes the former one first: there may be more files
+// than a process may have descriptors.
 int sequence_reader::use_file(std::size_t index) try {
     if (file.is_open() && file_index == index) {
         return 0;

@@ -1,4 +1,4 @@
-// The owner of a file descriptor, for whoever uses the system's calls directly.
+// The owner of a file descriptor, for code that uses system calls directly.
 
 #ifndef BUNDLED_DESCRIPTOR_H
 #define BUNDLED_DESCRIPTOR_H
@@ -20,7 +20,8 @@ class descriptor {
     explicit descriptor(int opened = -1) noexcept : number(opened) {}
     descriptor(descriptor&& other) noexcept : number(std::exchange(other.number, -1)) {}
 
-    // Swaps: what was held is closed with the other, at once when that is a temporary.
+    // Swaps. The old descriptor is closed when other is destroyed: at once if other is a
+    // temporary.
     descriptor& operator=(descriptor&& other) noexcept {
         std::swap(number, other.number);
         return *this;
@@ -28,14 +29,14 @@ class descriptor {
 
     ~descriptor() {
         if (is_open()) {
-            ::close(number);  // where a failure matters, the owner has released and closed it
+            ::close(number);  // an owner that needs the result releases and closes it itself
         }
     }
 
     descriptor(descriptor const&) = delete;
     descriptor& operator=(descriptor const&) = delete;
 
-    // Hands the number over to the caller, who closes it.
+    // Transfers ownership to the caller, who must close the descriptor.
     int release() noexcept { return std::exchange(number, -1); }
 
     int get() const noexcept { return number; }
@@ -45,13 +46,14 @@ class descriptor {
     int number;
 };
 
-// Opens a file to read, without waiting for the writer of a FIFO. Holds the negative errno value
-// when that fails. A relative path counts from the directory.
+// Opens a file for reading, without waiting for the writer of a FIFO. On failure the result holds
+// the negative errno value. A relative path is relative to the directory.
 inline descriptor open_for_reading(char const* path, int directory = AT_FDCWD) {
     return descriptor(open_descriptor(directory, path, O_RDONLY | O_NONBLOCK));
 }
 
-// Reads at most count bytes at an offset: how many, 0 at the end, or a negative errno value.
+// Reads at most count bytes at an offset. Returns the number of bytes read, 0 at the end, or a
+// negative errno value.
 inline ssize_t read_at(int opened, void* buffer, std::size_t count, long long offset) {
     ssize_t got = -1;
     do {

@@ -1,5 +1,5 @@
-// The entries of a directory. std::filesystem is of no use here: its iterator ends the process
-// when memory runs out.
+// The entries of a directory. std::filesystem does not work here: its iterator terminates the
+// process if memory runs out.
 
 #ifndef BUNDLED_DIRECTORY_H
 #define BUNDLED_DIRECTORY_H
@@ -16,8 +16,8 @@ struct close_directory {
 };
 using directory_handle = std::unique_ptr<DIR, close_directory>;
 
-// Shows every entry of an open directory to visit, "." and ".." among them, in the file system's
-// order. 0, or an errno value when the directory cannot be read on.
+// Calls visit with every entry of an open directory, including "." and "..", in the file system's
+// order. Returns 0, or an errno value if reading the directory fails.
 template <typename visitor>
 int visit_entries(directory_handle const& opened, visitor const& visit) {
     for (;;) {

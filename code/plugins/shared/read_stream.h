@@ -1,5 +1,5 @@
-// What the readers that are written in C++ agree on: how they refuse to open, and where a seek
-// leads. Failures are negative errno values.
+// What the readers in C++ share: when they refuse to open, and the target of a seek. Failures are
+// negative errno values.
 
 #ifndef BUNDLED_READ_STREAM_H
 #define BUNDLED_READ_STREAM_H
@@ -13,8 +13,8 @@
 
 namespace bundled {
 
-// 0 when a reader may go on to open. -EBUSY when it has something open, which then stays
-// so; -EINVAL for a mode other than "r" and "rb".
+// Returns 0 if a reader may open. Returns -EBUSY if it has something open, which stays open, and
+// -EINVAL for a mode other than "r" and "rb".
 inline int refuse_open(bool is_open, std::string const& mode) {
     if (is_open) {
         return -EBUSY;
@@ -22,7 +22,7 @@ inline int refuse_open(bool is_open, std::string const& mode) {
     return mode == "r" || mode == "rb" ? 0 : -EINVAL;
 }
 
-// As seek_target of stream.h, for an open reader that knows its position.
+// seek_target of stream.h for an open reader, which knows its position.
 inline long long seek_target(kivcore::reader& file, long long offset, morbase::whence origin) {
     auto const size = [](void* asked) { return static_cast<kivcore::reader*>(asked)->size(); };
     return ::seek_target(&file, size, file.tell(), offset, origin);

@@ -1,10 +1,10 @@
-// What the plug-ins in C and in C++ share: opening a descriptor, the bound of one transfer, and
-// where a seek leads. Failures are negative errno values.
+// What the plug-ins in C and in C++ share: opening a descriptor, the limit of one transfer, and
+// the target of a seek. Failures are negative errno values.
 
 #ifndef BUNDLED_STREAM_H
 #define BUNDLED_STREAM_H
 
-// NOLINTBEGIN(modernize-deprecated-headers): C has no others
+// NOLINTBEGIN(modernize-deprecated-headers): C does not have the others
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
@@ -12,8 +12,8 @@
 
 #define EXPORTED __attribute__((visibility("default")))
 
-// A descriptor, owned by the caller, that no program which the host starts inherits. A relative
-// path counts from the directory, which may be AT_FDCWD.
+// Opens a descriptor, owned by the caller. Programs that the host starts do not inherit it. A
+// relative path is relative to the directory, which may be AT_FDCWD.
 static inline int open_descriptor(int directory, char const* path, int flags) {
     int descriptor = -1;
     do {
@@ -22,14 +22,15 @@ static inline int open_descriptor(int directory, char const* path, int flags) {
     return descriptor >= 0 ? descriptor : -errno;
 }
 
-// How much of a count one call moves: the result has to fit an int.
+// Limits the count of one call, because its result must fit an int.
 static inline unsigned int bounded(unsigned int count) {
     return count < INT_MAX ? count : INT_MAX;
 }
 
-// The position to which a seek leads, which may be after the end: -EINVAL for one before the
-// start or an unknown origin, -EOVERFLOW for one beyond counting. The size is asked for only where
-// the seek counts from the end: finding it may fail, or cost much. What it fails with is passed on.
+// The target position of a seek, which may be after the end. -EINVAL for a target before the
+// start or an unknown origin, -EOVERFLOW for a target that does not fit. Calls size only if the
+// offset is from the end, because finding the size may be slow or fail; then its failure is
+// returned.
 static inline long long seek_target(void* handle, long long (*size)(void*), long long position,
                                     long long offset, int origin) {
     long long base = 0;

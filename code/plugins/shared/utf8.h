@@ -1,4 +1,4 @@
-// Decoding of UTF-8, for showing texts whose origin is not known.
+// Decoding of UTF-8, to show texts of unknown origin.
 
 #ifndef BUNDLED_UTF8_H
 #define BUNDLED_UTF8_H
@@ -10,11 +10,11 @@ namespace bundled {
 
 struct character {
     unsigned long code = 0;
-    std::size_t length = 0;  // in bytes; 0 where the text is not UTF-8
+    std::size_t length = 0;  // in bytes; 0 if the text is not UTF-8
 };
 
-// The character that begins at a position, which is inside the text. Overlong forms and surrogates
-// are not UTF-8.
+// The character that begins at position, which must be inside the text. Overlong forms and
+// surrogates are not UTF-8.
 inline character decoded(std::string const& text, std::size_t position) {
     constexpr unsigned long k_least[] = {0, 0, 0x80, 0x800, 0x10000};  // by length
     auto const lead = static_cast<unsigned char>(text[position]);

@@ -14,7 +14,7 @@ namespace sound {
 
 namespace {
 
-// libsndfile's number of a container, and the four characters it is shown by.
+// libsndfile's number of a container, and its four-character code.
 struct container_code {
     int format;
     char code[5];
@@ -73,7 +73,7 @@ int decoder::prepare() {
     }
     facts = stream->facts();
     frame.resize(std::size_t{k_frame_samples} * channels() * (bits_per_sample() / 8));
-    // A number that is too large for a size is no better than none.
+    // Treat a number that is too large for a size as unknown.
     is_counted = facts.samples >= 0 && facts.samples <= LLONG_MAX / frame_bytes();
     sample_count = is_counted ? facts.samples : 0;
     return is_counted || load(0) >= 0 ? 0 : -EBADMSG;
@@ -97,7 +97,7 @@ long long decoder::samples() {
         sample_count = std::max(sample_count, count);
     } else {
         skip_to(LLONG_MAX);
-        is_cut = is_cut || !is_counted;  // the file is not what it was
+        is_cut = is_cut || !is_counted;  // the file has changed
     }
     is_counted = true;
     return sample_count;
@@ -110,7 +110,7 @@ bool decoder::reaches(long long sample) {
     return sample <= sample_count;
 }
 
-// Frames are often asked for twice: a read that ends inside one continues in it.
+// Keeps the last frame: a read that ends inside a frame continues in it.
 long long decoder::load(long long wanted) {
     if (wanted == loaded) {
         return loaded_bytes;
@@ -122,9 +122,9 @@ long long decoder::load(long long wanted) {
     return is_after_end(wanted) && !is_cut ? 0 : -EBADMSG;
 }
 
-// From the file's start: also the way out of failures that a source does not recover
-// from. Others may have written to the file since; the buffers are made for what it was.
-// libsndfile is not asked again about MPEG audio: it prints a warning each time.
+// Starts again from the file's start. This also helps after failures from which a source does not
+// recover. The file may have been written to since, so this fails if its format no longer fits
+// the buffers. MPEG audio does not go through libsndfile again, which prints a warning each time.
 bool decoder::restart() {
     next = -1;
     stream.reset();  // before another one moves the descriptor
@@ -142,8 +142,8 @@ bool decoder::restart() {
     return true;
 }
 
-// Brings the stream to the start of a frame. After damage it may refuse every seek, where a
-// new one goes past the damage; and what no seek reaches, decoding may.
+// Moves the stream to the start of a frame. After damage a stream may refuse every seek, while a
+// new stream can seek past the damage. If no seek works, decoding may.
 bool decoder::move_to(long long wanted) {
     if (next == wanted) {
         return true;
@@ -157,7 +157,8 @@ bool decoder::seek_to(long long wanted) {
     return has_arrived;
 }
 
-// Decodes up to a frame, from where the stream is if that is before it.
+// Decodes up to a frame, from the present position if that is before the frame, otherwise from
+// the start.
 bool decoder::skip_to(long long wanted) {
     if ((next < 0 || next > wanted) && !restart()) {
         return false;
@@ -170,8 +171,9 @@ bool decoder::skip_to(long long wanted) {
     return true;
 }
 
-// Bytes, 0 at the end, negative for damage. A source may put silence in the place of damaged
-// parts and report an error with it: a full frame with an error is not a frame.
+// Decodes the next frame. Returns its bytes, 0 at the end, negative for damage. A source may
+// replace damaged parts with silence and report an error, so a full frame with an error counts as
+// damaged.
 long long decoder::decode_next() {
     long long const count = std::max(stream->read(frame.data(), k_frame_samples), 0LL);
     bool const has_failed = stream->failed();

@@ -19,7 +19,8 @@ struct delete_mpeg {
 
 using mpeg_handle = std::unique_ptr<mpg123_handle, delete_mpeg>;
 
-// libmpg123 seeks as well, but not to the same samples: a frame depends on many before it.
+// libmpg123 can seek, but does not then give the same samples, because a frame depends on many
+// frames before it.
 class mpeg_source final : public source {
   public:
     mpeg_source(mpeg_handle opened, int read_from, properties const& facts) noexcept
@@ -46,15 +47,16 @@ long long mpeg_source::read(void* target, long long count) {
     return static_cast<long long>(done / each);
 }
 
-// Floats at the stream's own rate, without what the encoder put before and after the sound.
-// MPG123_NO_FRANKENSTEIN would end the sound where a header's count of frames does.
+// Floats at the stream's own rate, without the padding of the encoder before and after the sound.
+// MPG123_NO_FRANKENSTEIN is not set: it would end the sound after the number of frames in a
+// header.
 bool set_up(mpg123_handle* stream) {
     long const flags = MPG123_FORCE_FLOAT | MPG123_GAPLESS | MPG123_QUIET;
     return mpg123_param(stream, MPG123_REMOVE_FLAGS, MPG123_AUTO_RESAMPLE, 0) == MPG123_OK &&
            mpg123_param(stream, MPG123_ADD_FLAGS, flags, 0) == MPG123_OK;
 }
 
-// From the file's start; null on failure.
+// Opens the file from its start; null on failure.
 mpeg_handle open_handle(int descriptor, properties& facts) {
     mpeg_handle stream(mpg123_new(nullptr, nullptr));
     if (!stream || !set_up(stream.get()) || lseek(descriptor, 0, SEEK_SET) < 0 ||
@@ -71,8 +73,9 @@ mpeg_handle open_handle(int descriptor, properties& facts) {
     return stream;
 }
 
-// By a handle of its own, as the position of this one has to stay. mpg123_scan would count past
-// a change of format, and give up on gapless sound where the header counts too many frames.
+// Uses a separate handle, because this one must keep its position. mpg123_scan does not work: it
+// counts past a change of format, and gives up on gapless sound if the header counts too many
+// frames.
 long long mpeg_source::count() {
     off_t const position = lseek(descriptor, 0, SEEK_CUR);
     properties ignored = {};
@@ -87,7 +90,8 @@ long long mpeg_source::count() {
 
 }  // namespace
 
-// A header's count of frames is not a length: it lacks what was appended to the file.
+// The samples are unknown, because the number of frames in a header does not include what was
+// appended to the file.
 std::unique_ptr<source> open_mpeg_source(int descriptor, int format) {
     properties facts = {format, 0, 0, true, -1, false};
     mpeg_handle stream = open_handle(descriptor, facts);

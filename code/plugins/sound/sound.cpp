@@ -1,12 +1,13 @@
-// Sound files as a kivcore::frame_reader with one track, of what decoder.h gives. The
-// stream operations are about the same samples: one position, in bytes, serves both.
+// Sound files as a kivcore::frame_reader with one track, which consists of the frames of
+// decoder.h. The stream operations read the same samples and share the position, which is in
+// bytes.
 //
-// A position is between 0 and the size; a seek to anywhere else is refused. At a position inside a
-// frame, read_frame gives that whole frame from its start, and the position is after it then.
+// A position is between 0 and the size; other seeks are refused. If the position is inside a
+// frame, read_frame reads that frame from its start and moves to its end.
 //
-// Failures are negative errno values, listed in plugin.xml, which is installed. A read that meets
-// damage half-way gives what comes before it, and the failure the next time. Counts and sizes that
-// the record's 32 bits cannot hold are shown as the largest number.
+// Failures are negative errno values, listed in plugin.xml, which is installed. A read that
+// reaches damage half-way returns the data before it; the next read reports the failure. Counts
+// and sizes that do not fit the record's 32 bits are shown as the largest number.
 
 #include <algorithm>
 #include <cerrno>
@@ -23,7 +24,7 @@
 
 namespace {
 
-// For the record's 32 bits: a number too large is better shown as the largest than wrapped.
+// For the record's 32 bits: the largest number is better than one that wraps around.
 unsigned int saturated(long long count) {
     return static_cast<unsigned int>(std::min<long long>(count, UINT_MAX));
 }
@@ -81,7 +82,7 @@ long long sound_reader::read(void* buffer, unsigned long long count) {
     if (!sound) {
         return -EBADF;
     }
-    // Frame by frame, as they are decoded: the first and the last may be wanted in part.
+    // Frame by frame; the first and the last may be read in part.
     auto const wanted = static_cast<long long>(std::min<unsigned long long>(count, LLONG_MAX));
     auto* const target = static_cast<unsigned char*>(buffer);
     long long done = 0;
@@ -136,7 +137,7 @@ long long sound_reader::tell_frame() {
     if (!sound) {
         return -EBADF;
     }
-    // The last frame may be short: its end is not a multiple.
+    // The last frame may be short, so its end need not be a multiple of the frame's size.
     bool const is_end = position == known_bytes();
     return is_end ? divided_up(position, sound->frame_bytes()) : position / sound->frame_bytes();
 }
@@ -145,7 +146,7 @@ long long sound_reader::seek_frame(long long frame) {
     if (!sound) {
         return -EBADF;
     }
-    // The frame before it, if any, has at least one sample.
+    // The frame before it, if there is one, must have at least one sample.
     if (frame < 0 || frame > LLONG_MAX / sound->frame_bytes() ||
         !sound->reaches((frame - 1) * sound::decoder::k_frame_samples + 1)) {
         return -EINVAL;

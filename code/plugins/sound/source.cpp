@@ -14,7 +14,7 @@ namespace sound {
 
 namespace {
 
-// The encodings that 16 bits hold without loss.
+// The encodings that fit into 16 bits without loss.
 constexpr std::array<int, 20> k_narrow_encodings = {
     SF_FORMAT_PCM_S8,    SF_FORMAT_PCM_U8,       SF_FORMAT_PCM_16,       SF_FORMAT_ULAW,
     SF_FORMAT_ALAW,      SF_FORMAT_IMA_ADPCM,    SF_FORMAT_MS_ADPCM,     SF_FORMAT_GSM610,
@@ -23,8 +23,8 @@ constexpr std::array<int, 20> k_narrow_encodings = {
     SF_FORMAT_DPCM_16,   SF_FORMAT_ALAC_16,      SF_FORMAT_DWVW_12,      SF_FORMAT_DWVW_16,
 };
 
-// The encodings, FLAC's among them, in which libsndfile's seek arrives at the very sample. In the
-// others it does not (Vorbis, Opus, ALAC), or is refused.
+// The encodings, including those of FLAC, in which libsndfile seeks to the exact sample. In the
+// others it does not (Vorbis, Opus, ALAC), or refuses.
 constexpr std::array<int, 11> k_seekable_encodings = {
     SF_FORMAT_PCM_S8, SF_FORMAT_PCM_U8,    SF_FORMAT_PCM_16,   SF_FORMAT_PCM_24,
     SF_FORMAT_PCM_32, SF_FORMAT_FLOAT,     SF_FORMAT_DOUBLE,   SF_FORMAT_ULAW,
@@ -55,7 +55,7 @@ class sndfile_source final : public source {
 
     bool failed() const override { return sf_error(stream.get()) != SF_ERR_NO_ERROR; }
 
-    // An error may be left over though the seek arrived: what is decoded could not be trusted.
+    // If an error remains although the seek succeeded, the decoded samples could not be trusted.
     bool seek(long long sample) override {
         return sf_seek(stream.get(), sample, SEEK_SET) == sample && !failed();
     }
@@ -79,8 +79,7 @@ std::unique_ptr<source> open_source(int descriptor) {
         stream.reset();
         return open_mpeg_source(descriptor, info.format);
     }
-    // libsndfile gives the largest number for a length that it does not know, and then its
-    // seek fails.
+    // libsndfile returns the largest number for an unknown length; its seek then fails.
     long long const samples = info.frames == SF_COUNT_MAX ? -1 : info.frames;
     properties const facts = {
         info.format,

@@ -1,8 +1,9 @@
-// A sound file's samples from its first one on, in the forms that decoder.h promises. libsndfile
-// reads all formats but MPEG audio: it takes its length from the file's size where no header
-// has it, and stops there. So libmpg123, which it decodes with, is used directly for that.
+// The samples of a sound file, from the first one on, in the forms that decoder.h promises.
+// libsndfile reads all formats except MPEG audio. If no header has the length of MPEG audio,
+// libsndfile estimates it from the file's size and stops there. So libmpg123, which libsndfile
+// uses for it, is used directly.
 //
-// One thread at a time uses a source.
+// Use a source from one thread at a time.
 
 #ifndef SOUND_SOURCE_H
 #define SOUND_SOURCE_H
@@ -15,8 +16,8 @@ struct properties {
     int format;  // libsndfile's number for container and encoding
     int channels;
     int sample_rate;
-    bool is_float;      // or integers of 16 bits
-    long long samples;  // of one channel, as the file has it; negative when it does not
+    bool is_float;      // otherwise 16-bit integers
+    long long samples;  // of one channel, according to the file; negative if unknown
     bool seeks;         // whether seek() may be called
 };
 
@@ -29,19 +30,19 @@ class source {
 
     properties const& facts() const noexcept { return found; }
 
-    // Decodes up to count samples of every channel. How many came: fewer at the end and at
-    // damage, which failed() tells apart.
+    // Decodes up to count samples of every channel. Returns their number: fewer at the end and at
+    // damage, which failed() distinguishes.
     virtual long long read(void* target, long long count) = 0;
 
-    // Whether the last call met damage.
+    // Whether the last call found damage.
     virtual bool failed() const = 0;
 
-    // Moves to a sample, exactly: what is read there is what reading from the start would
-    // give. False on failure; the source is then nowhere.
+    // Moves to the exact sample: a read there gives the same as reading from the start. False on
+    // failure; then the position is unspecified.
     virtual bool seek(long long sample) = 0;
 
-    // The samples of one channel, for a file that does not have the number: counted without
-    // decoding them. Negative where that cannot be done. Where read() goes on stays as it is.
+    // Counts the samples of one channel without decoding them, for a file that does not have the
+    // number. Negative if that is not possible. Does not change the position of read().
     virtual long long count() { return -1; }
 
   protected:
@@ -51,11 +52,11 @@ class source {
     properties found;
 };
 
-// Opens what a descriptor has, from the file's start. The descriptor is borrowed and its
-// position is moved. Null for what is not a sound file, and when memory runs out.
+// Opens the descriptor's file from its start. The caller keeps the descriptor; its position
+// changes. Null if it is not a sound file, or if memory runs out.
 std::unique_ptr<source> open_source(int descriptor);
 
-// The same for what libsndfile found to be MPEG audio of this format.
+// The same for a file that libsndfile has recognised as MPEG audio of this format.
 std::unique_ptr<source> open_mpeg_source(int descriptor, int format);
 
 }  // namespace sound

@@ -11,7 +11,7 @@ void notices::clear() {
     unseen.clear();
 }
 
-// A removal ends the wait for the old content: what is made under the name later is new.
+// A removal resets the path: what is created under the same name later is new.
 void notices::add_change(std::string const& path, monitor::handler::e_change change) {
     if (change == monitor::handler::k_modified && unseen.count(path) != 0) {
         return;
@@ -32,7 +32,7 @@ void notices::add_end() {
     queue.push_back({kind::end, {}, {}});
 }
 
-void notices::tell_first(monitor::handler& sink) {
+void notices::deliver_first(monitor::handler& sink) {
     notice const first = std::move(queue.front());
     queue.pop_front();
     switch (first.what) {

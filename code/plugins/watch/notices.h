@@ -1,6 +1,6 @@
-// What a handler is still to be told, in order. Telling is kept apart from finding
-// out, so that a handler is free to throw or to stop the monitor: the rest of the
-// queue is here, and no walk over anything is under way.
+// The calls that a handler has yet to receive, in order. The queue separates delivery from
+// detection, so that a handler may throw or stop the monitor: the other notices stay in the
+// queue, and no loop over other data is interrupted.
 
 #ifndef WATCH_NOTICES_H
 #define WATCH_NOTICES_H
@@ -18,15 +18,15 @@ class notices {
     bool empty() const { return queue.empty(); }
     void clear();
 
-    // A modification is dropped while a creation or modification of the same path is
-    // the last that waits for it: whoever is told looks at the new content anyway.
+    // Drops a modification if the last waiting notice of the same path is a creation or
+    // modification: the handler will see the new content anyway.
     void add_change(std::string const& path, kivcore::monitor::handler::e_change change);
     void add_warning(std::string const& text);
     void add_end();
 
-    // Takes the first notice off the queue, then tells it to sink: a handler that
-    // throws has had it. Not for an empty queue.
-    void tell_first(kivcore::monitor::handler& sink);
+    // Removes the first notice from the queue, then delivers it to sink, so it is not delivered
+    // again if the handler throws. The queue must not be empty.
+    void deliver_first(kivcore::monitor::handler& sink);
 
   private:
     enum class kind { change, warning, end };
@@ -38,7 +38,7 @@ class notices {
     };
 
     std::deque<notice> queue;
-    std::unordered_set<std::string> unseen;  // paths whose content nobody has looked at yet
+    std::unordered_set<std::string> unseen;  // paths with a waiting creation or modification
 };
 
 }  // namespace watch

@@ -20,23 +20,22 @@ namespace {
 constexpr unsigned int k_wanted_events = IN_CREATE | IN_DELETE | IN_MODIFY | IN_MOVED_FROM |
                                          IN_MOVED_TO | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
 
-// The directory was removed, or became something else, before it was listed. The events that say so
-// are on their way.
+// The directory was removed or replaced before it was listed. The events for that will follow.
 bool is_gone(int error) {
     return error == ENOENT || error == ENOTDIR;
 }
 
-// Every further directory would fail as well.
+// Every other directory would fail as well.
 bool is_exhaustion(int error) {
     return error == ENOSPC || error == ENOMEM;
 }
 
-// Whether the entry is the directory itself, or the one above.
+// Whether the entry is the directory itself or its parent.
 bool is_own_name(dirent const& entry) {
     return std::strcmp(entry.d_name, ".") == 0 || std::strcmp(entry.d_name, "..") == 0;
 }
 
-// A link to a directory is not one, and what cannot be found out does not count as one.
+// A link to a directory does not count as one, nor does an entry of unknown type.
 bool is_directory(int parent, dirent const& entry) {
     struct stat status = {};
     return entry.d_type == DT_DIR ||
@@ -45,7 +44,7 @@ bool is_directory(int parent, dirent const& entry) {
             S_ISDIR(status.st_mode));
 }
 
-// Needs no permission for the directory itself.
+// Needs no permission on the directory itself.
 bundled::descriptor opened_directory(int parent, std::string const& path, int flags) {
     return bundled::descriptor(open_descriptor(parent, path.c_str(), O_PATH | O_DIRECTORY | flags));
 }
@@ -77,7 +76,7 @@ bool tree::add(std::string const& path, bool is_directory, findings& found) {
         found.changes.push_back({path, true});
     }
     if (is_directory) {
-        descend({path}, found);  // a failure is among the findings
+        descend({path}, found);  // found contains any failure
     }
     return is_new;
 }
@@ -126,7 +125,7 @@ void tree::unwatch(std::string const& path, int watch) {
     }
     directories.erase(own);
     if (directories.count(watch) == 0) {
-        // Fails when the directory is deleted: its watch is gone already.
+        // Fails if the directory was deleted, because that removed the watch.
         inotify_rm_watch(inotify.get(), watch);
     }
 }
@@ -146,8 +145,8 @@ std::vector<std::string> tree::paths(int watch) const {
     return all;
 }
 
-// Looks into the directories, and into those that it finds there. An errno value when
-// the system can watch no more of them.
+// Watches and lists the directories, and recursively those in them. Returns an errno value if the
+// system cannot watch any more.
 int tree::descend(std::vector<std::string> unread, findings& found) {
     int error = 0;
     while (!unread.empty()) {
@@ -161,14 +160,14 @@ int tree::descend(std::vector<std::string> unread, findings& found) {
     return is_exhaustion(error) ? error : 0;
 }
 
-// Watches a directory and notes what is in it. The watch comes first: what is made
-// after it is announced, what was there before is found. An errno value for a failure.
+// Watches a directory and adds its entries. The watch comes first: later entries are announced by
+// events, earlier ones are found. Returns an errno value on failure.
 int tree::look_into(std::string const& path, findings& found, std::vector<std::string>& unread) {
     auto const opened = directory_at(path);
     if (!opened.is_open()) {
         return -opened.get();
     }
-    // By this name it is the same directory for the watch and for the list, wherever it is moved.
+    // With this name, the watch and the listing use the same directory, even if it is moved.
     std::string const here = "/proc/thread-self/fd/" + std::to_string(opened.get());
     int const error = watch_directory(path, here, found);
     if (error != 0) {
@@ -190,12 +189,12 @@ int tree::look_into(std::string const& path, findings& found, std::vector<std::s
     });
 }
 
-// Where another directory has taken the place of the one that was watched under this path,
-// nothing of what was known below is left.
+// If another directory has replaced the one that was watched under this path, removes everything
+// that was known below it.
 int tree::watch_directory(std::string const& path, std::string const& opened, findings& found) {
     int const watch = inotify_add_watch(inotify.get(), opened.c_str(), k_wanted_events);
     if (watch < 0) {
-        // The directory is open: only without /proc is there no such name for it.
+        // The directory is open, so only a missing /proc can be the reason.
         return errno == ENOENT ? ENOSYS : errno;
     }
     auto const entry = known.find(path);
@@ -203,7 +202,7 @@ int tree::watch_directory(std::string const& path, std::string const& opened, fi
     if (watch == before) {
         return 0;
     }
-    directories.emplace(watch, path);  // first: something below may have held this watch
+    directories.emplace(watch, path);  // first, because an entry below may share this watch
     if (entry != known.end()) {
         remove_below(path, found);
         unwatch(path, before);
@@ -212,12 +211,12 @@ int tree::watch_directory(std::string const& path, std::string const& opened, fi
     return 0;
 }
 
-// The directory at path; a negative errno value in its place. The root is followed, should it
-// have become a link, for it is what the host named. Nothing below it is: a directory on the way
-// that has become a link would lead to what belongs elsewhere.
+// Opens the directory at path; on failure the result holds a negative errno value. If the root
+// has become a link, it is followed, because the host named it. Links below the root are not
+// followed, because they may lead out of the tree.
 bundled::descriptor tree::directory_at(std::string const& path) const {
     if (root_path.size() + 1 + path.size() >= PATH_MAX) {
-        return bundled::descriptor(-ENAMETOOLONG);  // no host could open what is in it
+        return bundled::descriptor(-ENAMETOOLONG);  // a host could not open its entries
     }
     auto at = opened_directory(AT_FDCWD, root_path, 0);
     for (std::size_t begin = 0; at.is_open() && begin < path.size();) {

@@ -1,15 +1,15 @@
-// A directory and everything below it as one inotify descriptor sees it: which watch serves which
-// directories, and which entries are known. An entry is named by its path below the root, which
-// itself is "". Symbolic links are entries like any other and are not followed.
+// A directory and everything below it, as one inotify descriptor sees it: which watch serves
+// which directories, and which entries are known. An entry is named by its path relative to the
+// root; the root is "". Symbolic links are ordinary entries and are not followed.
 //
-// The known entries are what makes reports exact: between the moment when a directory appears and
-// the moment when it is watched, entries can only be found by listing it, and those made in between
-// are both found and announced.
+// The known entries make reports exact. Entries that are created after a directory appears and
+// before it is watched can only be found by listing it. Entries that are created between the
+// watch and the listing are both found and announced by an event.
 //
-// Looking is ahead of the events that wait to be read. A directory that was moved may be found at
-// its new path while it is still known at the old one, and the system has one watch for both. So a
-// watch serves every path that led to it, and each path ends with the event that says so. The same
-// holds for a directory that is mounted a second time.
+// A listing is ahead of the events that are not read yet. A directory that was moved may be found
+// at its new path while it is still known at the old one, and the system has one watch for both.
+// So a watch serves every path at which its directory was found, and each path is removed by its
+// own event. The same holds for a directory that is mounted a second time.
 
 #ifndef WATCH_TREE_H
 #define WATCH_TREE_H
@@ -32,12 +32,12 @@ class tree {
 
     struct change {
         std::string path;
-        bool is_new;  // or gone
+        bool is_new;  // otherwise it is gone
     };
 
-    // What an operation came across: changes of what is known, in order, where a directory
-    // is new before what is in it and gone after that; directories that cannot be watched
-    // or listed, whose content stays unknown.
+    // What an operation found. changes: changes of the known entries, in order; a directory is
+    // new before its content and gone after it. problems: directories that cannot be watched or
+    // listed; their content stays unknown.
     struct findings {
         std::vector<change> changes;
         std::vector<problem> problems;
@@ -49,29 +49,28 @@ class tree {
 
     explicit tree(std::string root) : root_path(std::move(root)) {}
 
-    // Watches the root and what is below it. Negative errno values when the root
-    // cannot be watched and when the system has no more watches; the tree is then of
-    // no use. Once for each tree.
+    // Watches the root and everything below it. Returns a negative errno value if the root cannot
+    // be watched or the system has no more watches; then the tree is useless. Call it once for
+    // each tree.
     int open(findings& found);
 
     // Ends all watches. The entries stay known.
     void close();
 
-    // Makes path known and, if it is a directory, what is below it, with watches; the
-    // latter also when it was known, for it may be another directory by now. Whether
-    // path was new.
+    // Adds path to the known entries. If it is a directory, watches it and adds everything below
+    // it, even if it was known: it may now be another directory. Returns whether path was new.
     bool add(std::string const& path, bool is_directory, findings& found);
 
-    // Adds whatever is at path now, if anything is.
+    // Adds path if it exists now.
     void refresh(std::string const& path, findings& found);
 
     // Forgets path and what is below it.
     void remove(std::string const& path, findings& found);
 
-    // The watch has ended on the system's side.
+    // Call this when the system has removed the watch.
     void forget_watch(int watch);
 
-    // The directories that the watch serves; none for a watch that has ended.
+    // The directories that the watch serves; empty for a watch that has ended.
     std::vector<std::string> paths(int watch) const;
 
     bool knows(std::string const& path) const { return known.count(path) != 0; }

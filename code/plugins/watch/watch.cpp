@@ -21,16 +21,16 @@ namespace {
 using clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-// Events which say that the root is gone.
+// Events that mean that the root is gone.
 constexpr unsigned int k_root_gone = IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT | IN_IGNORED;
 
-// Until when to wait, or for ever.
+// The end of a wait, or none.
 class time_limit {
   public:
     explicit time_limit(int timeout_ms)
         : endless(timeout_ms < 0), end(clock::now() + milliseconds(timeout_ms)) {}
 
-    // What is left of it, as poll(2) takes it.
+    // The remaining time, in the form that poll(2) takes.
     int left_ms() const {
         if (endless) {
             return -1;
@@ -44,7 +44,7 @@ class time_limit {
     clock::time_point end;
 };
 
-// Positive when there is something to read, 0 at the time limit and after a signal.
+// Positive if there is something to read, 0 at the time limit or after a signal.
 int wait_for_events(int descriptor, time_limit const& limit) {
     pollfd wanted = {descriptor, POLLIN, 0};
     int const ready = ::poll(&wanted, 1, limit.left_ms());
@@ -75,7 +75,7 @@ int directory_monitor::start(std::string const& path, handler* sink) {
         if (int const result = fresh->open(found); result < 0) {
             return result;
         }
-        warn_of(found.problems);
+        warn_about(found.problems);
         watched = std::move(fresh);
         listener = sink;
         return 0;
@@ -97,11 +97,11 @@ int directory_monitor::poll(int timeout_ms) {
             return result;
         }
     }
-    int told = 0;
-    for (; !pending.empty(); ++told) {  // a handler that stops the monitor empties it
-        pending.tell_first(*listener);
+    int delivered = 0;
+    for (; !pending.empty(); ++delivered) {  // stop, called by a handler, empties it
+        pending.deliver_first(*listener);
     }
-    return told;
+    return delivered;
 }
 
 int directory_monitor::stop() {
@@ -115,7 +115,7 @@ int directory_monitor::stop() {
     return 0;
 }
 
-// Waits until there is something to tell, but not beyond the time limit.
+// Waits until there is something to deliver, or until the time limit.
 int directory_monitor::fill(int timeout_ms) {
     time_limit const limit(timeout_ms);
     try {
@@ -133,7 +133,7 @@ int directory_monitor::fill(int timeout_ms) {
             }
         }
     } catch (std::bad_alloc const&) {
-        rescan_due = watched != nullptr;  // what was read and not noted is lost
+        rescan_due = watched != nullptr;  // some of the events that were read are lost
         return -ENOMEM;
     }
 }
@@ -144,7 +144,7 @@ int directory_monitor::read_events() {
         return errno == EAGAIN || errno == EINTR ? 0 : -errno;
     }
     char const* const end = buffer.data() + size;
-    // After the end and after a loss the rest says nothing that is still of use.
+    // After the end or after a loss, the remaining events are useless.
     for (char const* at = buffer.data(); at != end && watched && !rescan_due;) {
         auto const& event = *reinterpret_cast<inotify_event const*>(at);
         take(event);
@@ -162,7 +162,7 @@ void directory_monitor::take(inotify_event const& event) {
         return;
     }
     auto const paths = watched->paths(event.wd);
-    // Of a watch that was let go while its last events were on the way.
+    // Events of a watch that was removed before they were read.
     if (paths.empty()) {
         return;
     }
@@ -170,12 +170,12 @@ void directory_monitor::take(inotify_event const& event) {
     if (is_root && (event.mask & k_root_gone) != 0) {
         end();
     } else if ((event.mask & IN_UNMOUNT) != 0) {
-        rescan_due = true;  // other entries come to light where the mounted ones were
+        rescan_due = true;  // the entries under the mount point become visible
     } else if ((event.mask & IN_IGNORED) != 0) {
         watched->forget_watch(event.wd);
     } else if (event.len > 0) {
         for (std::string const& directory : paths) {
-            if (directory.empty() || watched->knows(directory)) {  // the one before may end it
+            if (directory.empty() || watched->knows(directory)) {  // may have just been removed
                 take_change(joined(directory, event.name), event.mask);
             }
         }
@@ -197,8 +197,8 @@ void directory_monitor::appeared(std::string const& path, unsigned int mask) {
     tree::findings found;
     bool const is_new = watched->add(path, is_directory, found);
     report_found(found);
-    // A known file was found by looking before its event came; or the move replaced it,
-    // and its content is another.
+    // The file is known either because a listing found it before its event, or because the move
+    // replaced it and its content is different.
     if (!is_new && !is_directory && (mask & IN_MOVED_TO) != 0) {
         report(path, handler::k_modified);
     }
@@ -207,8 +207,8 @@ void directory_monitor::appeared(std::string const& path, unsigned int mask) {
 void directory_monitor::vanished(std::string const& path, unsigned int mask) {
     tree::findings found;
     watched->remove(path, found);
-    // Two names that are exchanged are announced as two moves, each onto a name that is
-    // still taken: what took this one's place will not be announced after this event.
+    // An exchange of two names is announced as two moves, each onto a name that still exists. No
+    // event after this one announces the entry that replaced this one.
     if ((mask & IN_MOVED_FROM) != 0) {
         watched->refresh(path, found);
     }
@@ -219,12 +219,12 @@ void directory_monitor::report_found(tree::findings const& found) {
     for (auto const& [path, is_new] : found.changes) {
         report(path, is_new ? handler::k_created : handler::k_removed);
     }
-    warn_of(found.problems);
+    warn_about(found.problems);
 }
 
-// Looks at everything anew and reports what differs from what was known.
+// Lists everything again and reports the differences from the known entries.
 int directory_monitor::rescan() {
-    watched->close();  // there may not be watches for both
+    watched->close();  // there may not be enough watches for both
     auto fresh = std::make_unique<tree>(root_path);
     tree::findings found;
     int const result = fresh->open(found);
@@ -246,7 +246,7 @@ int directory_monitor::rescan() {
             report(path, handler::k_created);
         }
     }
-    warn_of(found.problems);
+    warn_about(found.problems);
     watched = std::move(fresh);
     rescan_due = false;
     return 0;
@@ -258,7 +258,7 @@ void directory_monitor::end() {
     rescan_due = false;
 }
 
-void directory_monitor::warn_of(std::vector<tree::problem> const& problems) {
+void directory_monitor::warn_about(std::vector<tree::problem> const& problems) {
     for (tree::problem const& one : problems) {
         pending.add_warning("watch: cannot watch " + shown(one.path) + ": " +
                             std::generic_category().message(one.error) +

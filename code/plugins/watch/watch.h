@@ -1,5 +1,5 @@
-// A monitor of one directory and of everything below it. What it reports, and what its
-// failures are, is in plugin.xml, which is installed.
+// A monitor of one directory and everything below it. Its reports and failures are documented in
+// plugin.xml, which is installed.
 
 #ifndef WATCH_WATCH_H
 #define WATCH_WATCH_H
@@ -23,17 +23,17 @@ class directory_monitor final : public kivcore::monitor {
   public:
     directory_monitor() = default;
 
-    // A relative path keeps its meaning when the process changes its directory.
+    // A relative path keeps its meaning if the process changes its directory.
     int start(std::string const& path, handler* sink) override;
 
-    // The number of calls that the handler got; 0 also when a signal ends the wait, so
-    // that a host can stop. -EBADF when not started, -ENOENT once the handler has been
-    // told of the end. What the handler throws passes through: the call that threw
-    // counts as made, and the next poll goes on with the one after it. The handler may
-    // call stop, which is then its last call; it must not let the monitor go.
+    // Returns the number of calls to the handler. Also returns 0 if a signal ends the wait, so
+    // that a host can stop. Returns -EBADF if not started, -ENOENT after terminate was called.
+    // Exceptions of the handler pass through: the call that threw is not repeated, and the next
+    // poll continues with the one after it. The handler may call stop; then it gets no further
+    // calls. It must not release the monitor.
     int poll(int timeout_ms) override;
 
-    // -EBADF when not started. Drops what has not been delivered.
+    // Returns -EBADF if not started. Drops events that have not been delivered.
     int stop() override;
 
   private:
@@ -48,7 +48,7 @@ class directory_monitor final : public kivcore::monitor {
     void report_found(tree::findings const& found);
     int rescan();
     void end();
-    void warn_of(std::vector<tree::problem> const& problems);
+    void warn_about(std::vector<tree::problem> const& problems);
     void report(std::string const& path, handler::e_change change);
     std::string shown(std::string const& path) const;
 
