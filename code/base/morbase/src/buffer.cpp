@@ -8,7 +8,7 @@ buffer::buffer(void const* bytes, unsigned long long count) {
 }
 
 void buffer::assign(void const* bytes, unsigned long long count) {
-    // A copy first: the bytes may be our own, and the content has to survive a failure.
+    // Copy first: the bytes may be in this buffer, and a failure must not change the content.
     auto const* first = static_cast<unsigned char const*>(bytes);
     std::vector<unsigned char> copy(first, first + count);
     content.swap(copy);

@@ -6,7 +6,7 @@ namespace morbase {
 
 namespace {
 
-// This file, as morbase::es::base::file() names it.
+// What morbase::es::base::file() returns for errors raised here.
 constexpr char const* k_source = "code/base/morbase/src/mutex";
 
 class mutex_attributes {
@@ -28,10 +28,9 @@ class mutex_attributes {
     pthread_mutexattr_t attributes{};
 };
 
-// What a plain mutex guards is held for less time than a thread takes to fall
-// asleep and wake: waiting threads try a little before they sleep. The error-checking
-// type would do without `owner`, but its waiters sleep at once: a creation from two
-// threads then takes 1.7 times as long.
+// A plain mutex is held for less time than a thread needs to fall asleep and wake up, so waiting
+// threads spin briefly before they sleep. The error-checking type would not need `owner`, but its
+// waiters sleep at once: creating from two threads then takes 1.7 times as long.
 #ifdef PTHREAD_ADAPTIVE_MUTEX_INITIALIZER_NP
 constexpr int k_plain_type = PTHREAD_MUTEX_ADAPTIVE_NP;
 #else

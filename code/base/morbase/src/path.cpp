@@ -8,7 +8,7 @@ std::string path_appended(std::string const& directory, std::string const& name,
     if (directory.empty()) {
         return name;
     }
-    // npos + 1 is 0: of a directory of separators only, nothing is left but the one below.
+    // npos + 1 is 0, so a directory of separators only becomes empty here and gets one below.
     std::string path = directory.substr(0, directory.find_last_not_of(separator) + 1);
     path += separator;
     std::size_t const start = name.find_first_not_of(separator);

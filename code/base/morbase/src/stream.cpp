@@ -4,9 +4,8 @@ namespace morbase::stream {
 
 namespace {
 
-// What `visit` gives, with the position restored after it, also when it fails or throws.
-// A position that cannot be restored is worse than anything that the visit may have met:
-// callers count on it.
+// Returns the result of `visit`, and restores the position even if `visit` fails or throws. If
+// the position cannot be restored, reports that instead: callers rely on the position.
 template <typename stream, typename operation>
 long long position_restored_after(stream& visited, operation const& visit) {
     long long const position = visited.tell();
@@ -23,7 +22,7 @@ long long position_restored_after(stream& visited, operation const& visit) {
     return visited.seek(position, from_start) < 0 ? -1 : result;
 }
 
-// The size of a stream that can seek, found by a visit to its end.
+// Finds the size of a seekable stream by seeking to its end.
 template <typename stream>
 long long size_by_seeking(stream& visited) {
     return position_restored_after(visited, [&] { return visited.seek(0, from_end); });

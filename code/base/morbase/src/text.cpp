@@ -9,10 +9,10 @@ namespace morbase {
 
 namespace {
 
-// This file, as morbase::es::base::file() names it.
+// What morbase::es::base::file() returns for errors raised here.
 constexpr char const* k_source = "code/base/morbase/src/text";
 
-// One va_list, ended on every way out: what comes in between may throw.
+// Owns a va_list, so that va_end is called even if something throws.
 class arguments {
   public:
     explicit arguments(std::va_list source) { va_copy(list, source); }
@@ -29,7 +29,7 @@ class arguments {
     std::va_list list;
 };
 
-// The character of one Base64 digit; the low six bits count.
+// The Base64 digit for the low six bits.
 char base64_digit(unsigned int value) {
     return "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/"[value & 63U];
 }
@@ -39,7 +39,7 @@ char base64_digit(unsigned int value) {
 std::string string_with_format(char const* format, ...) {
     std::va_list list;
     va_start(list, format);
-    // Two: a list is used up by the call that reads it.
+    // Two copies, because formatting consumes a list.
     arguments measured(list);
     arguments written(list);
     va_end(list);
@@ -49,7 +49,7 @@ std::string string_with_format(char const* format, ...) {
         es::call::raise(k_source, __LINE__, "failed to format a text");
     }
     std::string text(static_cast<std::size_t>(length), '\0');
-    // The NUL that is written behind the text meets the one that the string keeps there.
+    // The NUL after the text overwrites the NUL that the string keeps there.
     written.format_into(text.data(), text.size() + 1, format);
     return text;
 }
@@ -78,7 +78,7 @@ std::string string_encode_base64(unsigned char const* bytes, unsigned long long 
     for (unsigned long long i = 0; i < count; i += 3) {
         unsigned int group = 0;
         for (unsigned long long j = i; j < i + 3; ++j) {
-            // Bytes that the last group lacks count as 0: their digits become padding below.
+            // Missing bytes of the last group count as 0; their digits become padding below.
             group = (group << 8U) | (j < count ? bytes[j] : 0U);
         }
         for (unsigned int const shift : {18U, 12U, 6U, 0U}) {

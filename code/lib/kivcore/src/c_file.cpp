@@ -8,7 +8,7 @@ namespace kivcore {
 
 namespace {
 
-// A sum that wraps where a hostile offset would overflow.
+// Wraps around if a hostile offset would overflow.
 long long sum(long long position, long long offset) {
     return static_cast<long long>(static_cast<unsigned long long>(position) +
                                   static_cast<unsigned long long>(offset));
@@ -22,7 +22,8 @@ int close_handle(c_close_function close, void*& handle) {
     if (handle == nullptr) {
         return 0;
     }
-    // Gone before the call: a close that fails or throws must not get the handle again.
+    // Clear the handle before the call: if close fails or throws, it must not get the handle
+    // again.
     return close(std::exchange(handle, nullptr));
 }
 
@@ -31,13 +32,13 @@ void close_handle_at_the_end(c_close_function close, void*& handle) noexcept {
     try {
         close_handle(close, handle);
     } catch (...) {
-        // A plug-in that throws out of a C function breaks its contract; the host
-        // that only lets go of an adapter is not the one to suffer for it.
+        // A plug-in that throws from a C function breaks its contract, but that must not
+        // terminate a host that only destroys an adapter.
     }
 }
 
-// A seek made of the position pair, for plug-ins without a seek function. An origin from
-// outside may be none of the three: that calls nothing.
+// A seek with the position pair, for plug-ins without a seek function. Calls nothing if the
+// origin is not one of the three.
 long long seek_with_pair(void* handle, long long offset, morbase::whence origin,
                          c_get_pos_function get_pos, c_set_pos_function set_pos,
                          c_size_function size) {
@@ -52,8 +53,8 @@ long long seek_with_pair(void* handle, long long offset, morbase::whence origin,
     return 0;
 }
 
-// The C function takes the origin as a byte. The cast through unsigned keeps an unlisted
-// one defined; the plug-in gets to see its low eight bits.
+// The C function takes the origin as a byte. The plug-in gets the low eight bits of an unlisted
+// origin; the cast through unsigned makes that well defined.
 unsigned char seek_origin(morbase::whence origin) {
     return static_cast<unsigned char>(static_cast<unsigned int>(origin) & 0xffU);
 }

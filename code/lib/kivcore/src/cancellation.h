@@ -1,6 +1,7 @@
-// Puts off the cancellation of the calling thread (pthread_cancel) while it lives. glibc cancels by
-// unwinding the stack, which ends the process at a destructor, at a callback that lets nothing out
-// and at a catch (...) that does not throw again. In the dynamic linker it leaves locks held.
+// Disables cancellation of the calling thread (pthread_cancel) while it lives. glibc cancels a
+// thread by unwinding its stack. That terminates the process at a destructor, at a noexcept
+// callback, and at a catch (...) that does not rethrow. In the dynamic linker it leaves locks
+// held.
 
 #ifndef KIVCORE_CANCELLATION_H
 #define KIVCORE_CANCELLATION_H

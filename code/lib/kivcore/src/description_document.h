@@ -20,7 +20,7 @@ class description_document final : public kivsys::xml::reader {
     description_document(std::string const& path, std::string const& schema);
 
     // Adds up the ids under which the descriptions in this document will be registered. Raises
-    // es::call if the document has too many ids in total, or if they are too long.
+    // es::call if the document has too many ids, or if they are too long in total.
     void count_ids(plugins::info const& description);
 
   private:

@@ -8,7 +8,7 @@ namespace kivcore {
 
 namespace {
 
-// The templates print every integer as long, which is wider than an int here.
+// The formats print every integer as a long, which may be wider than int.
 unsigned long wide(unsigned int value) {
     return value;
 }
@@ -21,7 +21,7 @@ frame_reader::~frame_reader() = default;
 frame_reader::media_information::media_information(media_type kind) noexcept : type(kind) {}
 frame_reader::media_information::~media_information() = default;
 
-// The value may come from a plug-in: what is not listed has no name.
+// The value may come from a plug-in, so it may be unlisted.
 char const* frame_reader::media_information::media_type_to_c_str(media_type type) noexcept {
     static constexpr std::array<char const*, 6> k_names = {"Video", "Audio", "Meta",
                                                            "Text",  "Hint",  "INVALID"};

@@ -8,10 +8,10 @@ namespace kivcore {
 
 namespace {
 
-// Room for nearly every message at the first try.
+// Enough for nearly every message.
 constexpr long long k_first_capacity = 1024;
 
-// Arguments to format, ended on every way out: memory may run out in between.
+// Owns a va_list, so that va_end is called even if memory runs out.
 class argument_list {
   public:
     explicit argument_list(std::va_list source) { va_copy(list, source); }
@@ -20,7 +20,7 @@ class argument_list {
     argument_list(argument_list const&) = delete;
     argument_list& operator=(argument_list const&) = delete;
 
-    // Formats into the buffer, from the first argument on however often it is called.
+    // Formats into the buffer. Starts from the first argument at every call.
     int format_into(std::vector<char>& buffer, char const* format) {
         std::va_list fresh;
         va_copy(fresh, list);
@@ -33,7 +33,7 @@ class argument_list {
     std::va_list list;
 };
 
-// The formatted message with its NUL; empty when it cannot be formatted.
+// The formatted message with its NUL; empty if it cannot be formatted.
 std::vector<char> formatted(char const* format, argument_list& arguments) {
     std::vector<char> buffer;
     for (long long capacity = k_first_capacity;;) {
@@ -42,7 +42,7 @@ std::vector<char> formatted(char const* format, argument_list& arguments) {
         if (length < 0) {
             return {};
         }
-        // A text that was cut fits the second time: its length is known by now.
+        // If the text was truncated, its length is known now, so it fits the second time.
         if (length < capacity) {
             return buffer;
         }

@@ -11,9 +11,9 @@ namespace {
 // Steps times bytes.
 constexpr std::uint64_t k_budget_of_a_search = 10000000000;
 constexpr std::uint64_t k_least_budget_of_a_text = 20000000;
-constexpr std::uint64_t k_most_steps = 10000000;  // the libraries' own bound
+constexpr std::uint64_t k_most_steps = 10000000;  // the default limit of both libraries
 
-// Characters that mean themselves, whatever is around them.
+// Characters that stand for themselves, whatever is around them.
 bool is_plain(char c) {
     return c != '\0' && std::strchr("\\^$.[]|(){}?*+", c) == nullptr;
 }
@@ -22,12 +22,13 @@ bool is_plain(char c) {
 
 std::string literal_start(std::string const& pattern) {
     if (pattern.find('|') != std::string::npos) {
-        return {};  // an alternative may begin with something else
+        return {};  // another alternative may begin differently
     }
     auto const end = std::find_if_not(pattern.begin(), pattern.end(), is_plain);
     std::string start(pattern.begin(), end);
     if (!start.empty() && end != pattern.end()) {
-        // A quantifier may follow, even after a comment: the last may be there no times.
+        // A quantifier may follow, even after a comment, and may repeat the last character zero
+        // times.
         start.pop_back();
     }
     return start;
@@ -48,7 +49,7 @@ bool has_calls_or_verbs(std::string const& pattern) {
 unsigned int steps_for(std::size_t text_bytes, std::size_t program_bytes, std::size_t texts) {
     std::uint64_t const budget =
         std::max<std::uint64_t>(k_budget_of_a_search / texts, k_least_budget_of_a_text);
-    // Most bytes of a program are not looked at in one step.
+    // One step does not read most bytes of a program.
     std::uint64_t const bytes_of_a_step = text_bytes + program_bytes / 4 + 1;
     return static_cast<unsigned int>(
         std::clamp<std::uint64_t>(budget / bytes_of_a_step, 1, k_most_steps));

@@ -1,6 +1,7 @@
-// pattern.h over PCRE2. A match keeps its state on the heap; only the compiler recurses.
+// pattern.h implemented with PCRE2. A match keeps its state on the heap; only the compiler
+// recurses.
 
-#define PCRE2_CODE_UNIT_WIDTH 8  // NOLINT(cppcoreguidelines-macro-usage): the header asks for it
+#define PCRE2_CODE_UNIT_WIDTH 8  // NOLINT(cppcoreguidelines-macro-usage): pcre2.h needs it
 
 #include <memory>
 #include <new>
@@ -13,24 +14,24 @@ namespace kivcore {
 
 namespace {
 
-// These bounds keep the compiler below 100 KiB of stack and 0.3 s. It follows calls from group
-// to group, so a pattern with calls must be shorter.
+// These limits keep the compiler below 100 KiB of stack and 0.3 s. It follows calls from group to
+// group, so the limit is lower for a pattern with calls.
 constexpr std::uint32_t k_most_nested = 80;
 constexpr std::size_t k_most_bytes = 64 << 10;
 constexpr std::size_t k_most_bytes_with_calls = 1 << 10;
 
-// No optimisation of where a match may start: all start at the beginning, and PCRE2 10.42 gets
-// it wrong for (?=a)(b*)*a, which it then does not find in "a".
+// Start optimisations are off. Every match starts at the beginning, so they gain nothing; and in
+// PCRE2 10.42 they are wrong for (?=a)(b*)*a, which then does not match "a".
 constexpr std::uint32_t k_options = PCRE2_ANCHORED | PCRE2_NO_START_OPTIMIZE;
 
 constexpr std::uint32_t k_heap_kib = 64 << 10;  // for one match
 
-// From so many texts on, machine code is worth its making.
+// With at least this many texts, compiling to machine code pays off.
 constexpr std::size_t k_texts_for_machine_code = 100;
 constexpr std::size_t k_least_machine_stack = 32 << 10;
 constexpr std::size_t k_most_machine_stack = 256 << 10;
 
-// How far ahead texts are fetched into the cache. They are spread over the heap.
+// How many texts ahead are prefetched into the cache. They are scattered over the heap.
 constexpr std::size_t k_texts_ahead = 8;
 
 struct free_code {
@@ -66,7 +67,7 @@ PCRE2_SPTR bytes_of(std::string_view text) {
     return reinterpret_cast<PCRE2_SPTR>(text.data());
 }
 
-// Null for a text that is not an expression; error says why.
+// Null if the text is not a valid expression; then error is the reason.
 code_handle compiled(std::string const& text, std::uint32_t options, pcre2_compile_context* bounds,
                      int& error) {
     PCRE2_SIZE place = 0;
@@ -77,15 +78,14 @@ code_handle compiled(std::string const& text, std::uint32_t options, pcre2_compi
     return code;
 }
 
-// The program that matches whole texts. Null for a pattern that does not compile or is beyond
-// a bound.
+// The program that matches whole texts. Null if the pattern does not compile or exceeds a limit.
 code_handle program_of(std::string const& pattern, bool with_calls) {
     if (pattern.find('\0') != std::string::npos ||
         pattern.size() > (with_calls ? k_most_bytes_with_calls : k_most_bytes)) {
         return nullptr;
     }
     auto const bounds = checked(compile_context_handle(pcre2_compile_context_create(nullptr)));
-    pcre2_set_parens_nest_limit(bounds.get(), k_most_nested + 1);  // with the group around it
+    pcre2_set_parens_nest_limit(bounds.get(), k_most_nested + 1);  // + the group around it
     std::string const whole = "(?:" + pattern + ")\\z";
     int error = 0;
     code_handle program = compiled(whole, k_options, bounds.get(), error);
@@ -93,7 +93,7 @@ code_handle program_of(std::string const& pattern, bool with_calls) {
         pcre2_set_compile_extra_options(bounds.get(), PCRE2_EXTRA_BAD_ESCAPE_IS_LITERAL);
         program = compiled(whole, k_options, bounds.get(), error);
     }
-    // A parenthesis of the pattern's own may have closed the group.
+    // A ")" in the pattern may have closed the group, so the pattern must also compile alone.
     if (program && pattern.find(')') != std::string::npos &&
         !compiled(pattern, 0, bounds.get(), error)) {
         program.reset();
@@ -109,10 +109,10 @@ std::size_t size_of(pcre2_code const& program) {
     return code + frame;
 }
 
-// A program with what its matches run in, used for one text after the other.
+// A program together with the buffers for its matches, which are reused from text to text.
 class matcher {
   public:
-    // For a search of so many texts.
+    // texts: the number of texts in the search.
     matcher(pcre2_code& program, std::size_t texts)
         : code(program),
           count(texts),
@@ -121,9 +121,9 @@ class matcher {
         pcre2_set_heap_limit(bounds.get(), k_heap_kib);
     }
 
-    // Runs later matches as machine code on its own stack, if the system allows that. The results
-    // are the same, except where a match comes near the bound on its steps: those are counted
-    // in another way.
+    // Makes later matches run as machine code on a separate stack, if the system allows that.
+    // Results differ only if a match comes near its limit on steps, because machine code counts
+    // steps differently.
     void make_machine_code() {
         stack.reset(pcre2_jit_stack_create(k_least_machine_stack, k_most_machine_stack, nullptr));
         if (stack && pcre2_jit_compile(&code, PCRE2_JIT_COMPLETE) == 0) {
@@ -165,8 +165,8 @@ std::vector<std::string> matching(std::string const& pattern,
         return found;
     }
     matcher match(*program, texts.size());
-    // In PCRE2 10.42, machine code forgets after (*SKIP) that a match must begin at the start,
-    // and does not notice calls that never end.
+    // In PCRE2 10.42, machine code ignores after (*SKIP) that a match must begin at the start,
+    // and does not detect infinite calls.
     if (texts.size() >= k_texts_for_machine_code && !with_calls) {
         match.make_machine_code();
     }

@@ -1,5 +1,6 @@
-// pattern.h over PCRE, the library before PCRE2, by way of its C++ side. Its matches and its
-// compiler recurse on the stack of the calling thread, so what is left of that bounds both.
+// pattern.h implemented with the C++ interface of PCRE, the predecessor of PCRE2. Matches and the
+// compiler recurse on the stack of the calling thread, so the free part of that stack limits
+// both.
 
 #include <pthread.h>
 
@@ -17,12 +18,12 @@ namespace kivcore {
 
 namespace {
 
-constexpr std::size_t k_level_bytes = 1024;  // more than one level of a match takes
+constexpr std::size_t k_level_bytes = 1024;  // more than a match needs for one level
 constexpr int k_most_levels = 10000;
-constexpr int k_levels_of_unknown_stack = 30;  // these fit wherever a host can run at all
-constexpr int k_most_nested = 250;             // the library refuses groups nested deeper
+constexpr int k_levels_of_unknown_stack = 30;  // these fit on any stack that a host can run on
+constexpr int k_most_nested = 250;             // PCRE rejects groups nested deeper
 
-// The addresses of a thread's stack; empty when the platform cannot tell.
+// The addresses of a thread's stack; empty if the platform does not provide them.
 struct stack_range {
     std::uintptr_t floor = 0;
     std::uintptr_t top = 0;
@@ -46,12 +47,12 @@ stack_range stack_of_this_thread() {
     return range;
 }
 
-// How deep a match may recurse on what is left of this thread's stack, a quarter of which is
-// kept free. A coroutine is not on its thread's stack.
+// How deep a match may recurse in the free part of this thread's stack, of which a quarter is
+// kept in reserve. A coroutine does not run on its thread's stack.
 int levels_left() {
     static thread_local stack_range stack;
     if (stack.top == 0) {
-        stack = stack_of_this_thread();  // slow to find out
+        stack = stack_of_this_thread();  // slow
     }
     // Not the address of a local variable: a sanitizer may keep those elsewhere.
     auto const here = reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
@@ -63,7 +64,7 @@ int levels_left() {
         std::clamp<std::size_t>(usable / k_level_bytes, 1, std::size_t{k_most_levels}));
 }
 
-// How many groups the compiler may go into, one within the other or one that calls the next.
+// How deep the compiler may recurse into groups, nested or called from one another.
 int depth_of(std::string const& pattern) {
     int groups = 0;
     for (std::size_t i = 0; i < pattern.size(); ++i) {
@@ -76,8 +77,8 @@ int depth_of(std::string const& pattern) {
     return has_calls_or_verbs(pattern) ? groups : std::min(groups, k_most_nested);
 }
 
-// The pattern, compiled for texts from each power of two of bytes on: a program has its bound on
-// steps in it.
+// The pattern, compiled once for each power of two in the length of texts, because a compiled
+// pattern contains its limit on steps.
 class programs {
   public:
     programs(std::string const& expression, int most_levels, std::size_t texts)
@@ -95,7 +96,7 @@ class programs {
             bounds.set_match_limit(static_cast<int>(steps_for(length, pattern.size(), count)));
             place = made.try_emplace(length, pattern, bounds).first;
             if (place->second.error() == "failed to get memory") {
-                throw std::bad_alloc();  // the pattern may be a good one
+                throw std::bad_alloc();  // the pattern may be valid
             }
         }
         return place->second;
@@ -114,7 +115,7 @@ std::vector<std::string> matching(std::string const& pattern,
                                   std::vector<std::string_view> const& texts) {
     std::vector<std::string> found;
     int const levels = levels_left();
-    // Compiling takes less than a level for each group.
+    // Compiling needs less stack for a group than a match needs for a level.
     if (texts.empty() || depth_of(pattern) >= levels) {
         return found;
     }

@@ -10,9 +10,9 @@ namespace kivcore {
 
 namespace {
 
-// A field of a version as a 32-bit strtoul reads it: blanks and one sign lead, a
-// minus negates modulo 2^32, digits count up to what is none, and a number that does
-// not fit is the largest.
+// Reads a field of a version as a 32-bit strtoul would: skips leading blanks, accepts one sign,
+// negates modulo 2^32 after a minus, stops at the first character that is not a digit, and
+// returns the largest number on overflow.
 unsigned int field_value(std::string_view field) {
     std::size_t const start = std::min(field.find_first_not_of(" \t\n\v\f\r"), field.size());
     std::string_view digits = field.substr(start);
@@ -20,7 +20,7 @@ unsigned int field_value(std::string_view field) {
     if (negative || (!digits.empty() && digits.front() == '+')) {
         digits.remove_prefix(1);
     }
-    unsigned int number = 0;  // what stays where there is no digit
+    unsigned int number = 0;  // the result if there is no digit
     auto const read = std::from_chars(digits.data(), digits.data() + digits.size(), number);
     if (read.ec == std::errc::result_out_of_range) {
         return 0xffffffffU;
@@ -28,8 +28,8 @@ unsigned int field_value(std::string_view field) {
     return negative ? 0U - number : number;
 }
 
-// A version in one number: a byte for each of its first four fields, the first one
-// topmost. A field of more than a byte spills into those above.
+// A version as one number: one byte for each of the first four fields, the first field in the
+// highest byte. A field above 255 overflows into the bytes of the fields before it.
 unsigned int version_key(std::string_view version) {
     unsigned int key = 0;
     for (unsigned int const shift : {24U, 16U, 8U, 0U}) {
@@ -43,7 +43,7 @@ unsigned int version_key(std::string_view version) {
     return key;
 }
 
-// An id of one field is its own prefix, and its own version.
+// If an id has only one field, the field is both its prefix and its version.
 std::size_t prefix_length_of(std::string_view id) {
     return std::min(id.rfind('/'), id.size());
 }

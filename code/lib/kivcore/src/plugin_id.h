@@ -1,5 +1,4 @@
-// What the registry knows about plug-in ids as texts: their fields, and what their
-// order rests on.
+// Plug-in ids as texts: their fields, and the parts that determine their order.
 
 #ifndef KIVCORE_PLUGIN_ID_H
 #define KIVCORE_PLUGIN_ID_H
@@ -11,10 +10,10 @@
 
 namespace kivcore {
 
-// Appends the fields of s to out: n separators make n + 1 fields, empty ones included.
+// Appends the fields of s to out: n separators give n + 1 fields, including empty ones.
 void tokenize(std::string const& s, char sep, std::vector<std::string>& out);
 
-// An id, and what its place in the order of plugin_id_less rests on. Copies no text.
+// An id, and what determines its place in the order of plugin_id_less. Does not copy the text.
 struct ranked_id {
     std::string_view text;
     std::size_t prefix_length;  // up to the last "/"
@@ -25,7 +24,7 @@ struct ranked_id {
 
 ranked_id ranked(std::string_view id);
 
-// As plugin_id_less, and ids that are equivalent to that by their bytes.
+// The order of plugin_id_less; equivalent ids are ordered by their bytes.
 bool operator<(ranked_id const& a, ranked_id const& b);
 
 }  // namespace kivcore

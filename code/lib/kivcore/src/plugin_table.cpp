@@ -4,7 +4,7 @@
 
 namespace kivcore {
 
-// Beside the node that is made for it.
+// Copies the id next to the map node that is allocated for it.
 std::string_view plugins::plugin_table::copied(std::string const& id) {
     auto* const text = static_cast<char*>(memory.allocate(id.size(), 1));
     std::copy(id.begin(), id.end(), text);
@@ -17,20 +17,20 @@ void plugins::plugin_table::enter(std::string const& id, owned_entry const& pair
     try {
         by_id.emplace(text, entry{pair.maker.get(), pair.description.get()});
     } catch (...) {
-        entries.erase(place);  // in both or in neither
+        entries.erase(place);  // an id is in both or in neither
         throw;
     }
 }
 
 plugins::plugin_table::owned_entry plugins::plugin_table::replace(std::string const& id,
                                                                   owned_entry const& pair) {
-    // Nothing here allocates, so no failure can leave the two apart.
+    // Nothing here allocates, so no failure can leave the two inconsistent.
     by_id.at(id) = {pair.maker.get(), pair.description.get()};
     return std::exchange(entries.find(ranked(id))->second, pair);
 }
 
-// What begins as start does has a prefix that does; or, where start reaches into the version,
-// the very prefix that start has.
+// The prefix of a matching id begins with start. Or, if start extends into the version, the
+// prefix equals the part of start before its last "/".
 std::vector<std::string_view> plugins::plugin_table::ids_from(std::string_view start) const {
     std::vector<std::string_view> ids;
     auto const walk = [&](std::string_view first_prefix, auto const& is_wanted) {

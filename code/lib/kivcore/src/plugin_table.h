@@ -1,6 +1,6 @@
-// The registry's table: a map from plug-in id to entry in the order of plugin_id_less, and
-// beside it an index that finds one id exactly. Takes no lock: the registry holds its own.
-// Hashing an id needs none, so it is apart from the look-up.
+// The registry's table: a map from plug-in id to entry in the order of plugin_id_less, and an
+// index that finds one exact id. It takes no lock: the registry holds its own. Hashing is
+// separate from the look-up, because it needs no lock.
 
 #ifndef KIVCORE_PLUGIN_TABLE_H
 #define KIVCORE_PLUGIN_TABLE_H
@@ -24,13 +24,13 @@ namespace kivcore {
 
 class plugins::plugin_table {
   public:
-    // What stands under one id. The table holds the references.
+    // The entry of one id. The table holds the references.
     struct entry {
         factory* maker;  // may be null
         info* description;
     };
 
-    // The same with the references.
+    // The same, but holds the references.
     struct owned_entry {
         morbase::ptr_refcount<factory> maker;
         morbase::ptr_refcount<info> description;
@@ -38,20 +38,20 @@ class plugins::plugin_table {
 
     static std::size_t hash(std::string const& id) { return std::hash<std::string_view>()(id); }
 
-    // The entry under id, whose hash is given; null when there is none.
+    // The entry under id, or null. The caller supplies the hash of id.
     entry const* find(std::string const& id, std::size_t hash_of_id) const {
         auto const place = by_id.find(std::string_view(id), hash_of_id);
         return place != by_id.end() ? &place->second : nullptr;
     }
 
-    // Enters a pair under an id that has no entry yet.
+    // Enters a pair. The id must not have an entry yet.
     void enter(std::string const& id, owned_entry const& pair);
 
-    // Replaces what is under an id that has an entry, and gives what was there.
+    // Replaces the entry of an id, which must have one, and returns the former entry.
     owned_entry replace(std::string const& id, owned_entry const& pair);
 
-    // All ids that begin with start, and maybe other ids, in their order. The texts stay where
-    // they are as long as the table lives, also without the lock.
+    // All ids that begin with start, and possibly others, in order. The texts stay valid as long
+    // as the table exists, even without the lock.
     std::vector<std::string_view> ids_from(std::string_view start) const;
 
   private:
@@ -61,12 +61,13 @@ class plugins::plugin_table {
 
     std::string_view copied(std::string const& id);
 
-    // Holds what a walk looks at close together, apart from the descriptions made in between.
-    // It gives nothing back before its end, and the table grows only.
-    // Not on the default resource, which is the host's to change and may go first.
+    // Keeps the data that a walk reads close together, separate from the descriptions that are
+    // allocated in between. It frees nothing before its destruction; that is fine, because the
+    // table only grows. It does not use the default resource, which the host may replace and
+    // destroy first.
     std::pmr::monotonic_buffer_resource memory{std::pmr::new_delete_resource()};
     std::pmr::map<ranked_id, owned_entry> entries{&memory};
-    // The pointers are here as well so that a hit needs no look at the map.
+    // Repeats the pointers, so that a hit does not need the map.
     index by_id;
 };
 

@@ -21,7 +21,7 @@ namespace {
 
 using kivsys::xml::reader;
 
-// The facts that these sections give in an element each.
+// The keys that these sections set, each from one element.
 constexpr std::initializer_list<char const*> k_interface_facts = {k_category, k_type, k_keys,
                                                                   k_flavor, k_interface_version};
 constexpr std::initializer_list<char const*> k_info_facts = {k_name, k_version, k_copyright,

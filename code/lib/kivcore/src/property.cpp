@@ -9,7 +9,7 @@ namespace kivcore {
 
 namespace {
 
-// The numbers are part of the interface: hosts may keep them.
+// The numbers are part of the interface: hosts may store them.
 enum e_kind : int {
     k_string = 1,
     k_binary = 2,
@@ -19,8 +19,8 @@ enum e_kind : int {
     k_map = 6,
 };
 
-// The other value as this class when it is of the class's kind; else null. The kind is
-// asked first because that is cheap, the type then because a stranger may claim any kind.
+// Casts other to the class with this kind; null if it is not of that class. Checks the kind first
+// because that is cheap, and then the type, because a foreign class may return any kind.
 template <typename value>
 value const* of_kind(e_kind kind, property const& other) {
     return other.kind() == kind ? dynamic_cast<value const*>(&other) : nullptr;
@@ -32,7 +32,7 @@ std::string text_of(property const& value) {
     return text;
 }
 
-// Takes the ", " behind the last element away again.
+// Removes the ", " after the last element.
 void drop_last_separator(std::string& out) {
     out.resize(out.size() - 2);
 }
@@ -41,7 +41,7 @@ void drop_last_separator(std::string& out) {
 
 property::~property() = default;
 
-// The base's answer stands for every class and every constraint there will be.
+// Not static: part of the interface.
 // NOLINTNEXTLINE(readability-convert-member-functions-to-static)
 bool property::satisfies(constraint const& /*c*/) const {
     return false;
@@ -74,7 +74,7 @@ bool operator>=(property_string const& a, property_string const& b) {
 property_binary::property_binary(morbase::buffer const& value) : held(value) {}
 property_binary::property_binary(property_binary const& other) = default;
 
-// By assign: when memory runs out the old bytes are still there.
+// Uses assign, which keeps the old bytes if memory runs out.
 property_binary& property_binary::operator=(property_binary const& other) {
     held.assign(other.held.data(), other.held.size());
     return *this;
@@ -191,7 +191,7 @@ bool property_map::operator==(property const& other) const {
 
 bool property_map::operator<(property const& other) const {
     auto const* same = of_kind<property_map>(k_map, other);
-    // Elements by std::less: it orders pointers to unrelated objects, where < need not.
+    // std::less orders pointers to unrelated objects; < need not.
     auto const entry_less = [](auto const& a, auto const& b) {
         return a.first != b.first ? a.first < b.first : std::less<>()(a.second, b.second);
     };

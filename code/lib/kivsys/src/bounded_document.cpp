@@ -16,27 +16,28 @@ namespace kivsys::xml {
 
 namespace {
 
-// The XML library parses each piece in one go, in a time that can grow with the square of its
-// length. For comments the factor is small.
+// The XML library parses each piece in one go. The time can grow with the square of its length;
+// for comments the factor is small.
 constexpr std::size_t k_longest_piece = 32U << 10U;
 constexpr std::size_t k_longest_comment = 2U << 20U;
 
-// It keeps all names in a table that stops growing early.
+// The XML library keeps all names in a hash table that soon stops growing.
 constexpr std::size_t k_most_named = 500000;
 
-// For each element, it looks at all attributes that are declared for it.
+// For each element, it reads all attributes that are declared for it.
 constexpr std::size_t k_most_declared_attributes = 64;
 
-// It looks at every attribute of an element for each of them, and at every namespace around an
-// element for each name with a prefix; at every earlier one, where they refer to ids.
+// For each attribute, it reads every attribute of the same element. For each name with a prefix,
+// it reads every namespace declared on the element and its ancestors. For each attribute that
+// refers to ids, it reads every earlier one.
 constexpr std::size_t k_most_attributes_around = 1024;
 constexpr std::size_t k_most_attributes = 500000;
 constexpr std::size_t k_most_attributes_with_references = 5000;
 
-// With a byte for its name, "=", two quotes and a blank, no attribute takes less than five.
+// An attribute takes at least five bytes: one for its name, "=", two quotes and a blank.
 constexpr std::size_t k_small_document = k_most_attributes_around * 4;
 
-// Those take time for each element, also where it does not have them.
+// Such declarations cost time for each element, even if it does not have the attribute.
 bool is_in_namespace(xmlAttribute const& declared) {
     return xmlStrEqual(declared.name, BAD_CAST "xmlns") != 0 ||
            (declared.prefix != nullptr && xmlStrEqual(declared.prefix, BAD_CAST "xml") == 0);

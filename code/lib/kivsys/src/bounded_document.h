@@ -1,5 +1,5 @@
-// A document in memory that may come from a stranger, with bounds within which the XML
-// library's time and memory for it stay in proportion to its size.
+// A document in memory that may come from an untrusted source. Its limits keep the XML library's
+// time and memory proportional to the size of the document.
 
 #ifndef KIVSYS_BOUNDED_DOCUMENT_H
 #define KIVSYS_BOUNDED_DOCUMENT_H
@@ -17,18 +17,18 @@ namespace kivsys::xml {
 
 class bounded_document {
   public:
-    // Whether a document is whole and too small to be beyond any of the bounds.
+    // Whether a document is complete and too small to exceed any limit.
     static bool needs_no_bounds(utf8_document const& document) noexcept;
 
-    // The document outlives this. Raises es::arg when its entities are beyond their bounds.
+    // The document must outlive this object. Raises es::arg if its entities exceed their limits.
     explicit bounded_document(utf8_document const& document);
 
-    // Gives the parser the next bytes. It asks for more while it cannot parse what it has: -1
-    // when that takes too many, and where a document breaks off.
+    // Copies the next bytes to target and returns their number. The parser calls this as long as
+    // it cannot parse what it has. Returns -1 if it then needs too many bytes, or if the document
+    // breaks off.
     int give(_xmlTextReader* parser, char* target, int capacity) noexcept;
 
-    // The bound that the document went beyond with the parser's last advance; empty while it is
-    // within all.
+    // Describes the limit that the parser's last advance exceeded; empty if there is none.
     std::string exceeded(_xmlTextReader* parser);
 
   private:
@@ -38,19 +38,19 @@ class bounded_document {
     std::string exceeded_by_attributes(_xmlTextReader* parser);
 
     std::string const& whole;
-    std::string const& failure;  // at its end
+    std::string const& failure;  // why the document breaks off; empty if it does not
 
-    std::size_t given = 0;           // bytes that the parser has
-    std::size_t given_here = 0;      // how many of them when it came to `place`
-    std::pair<int, int> place;       // the line and column up to which it has parsed
+    std::size_t given = 0;           // bytes passed to the parser
+    std::size_t given_here = 0;      // value of `given` when the parser reached `place`
+    std::pair<int, int> place;       // line and column up to which it has parsed
     std::size_t comment_end = 0;     // of the last long comment
-    bool has_failed = false;         // at the end
-    bool is_piece_too_long = false;  // the one that begins at `place`
+    bool has_failed = false;         // the document breaks off
+    bool is_piece_too_long = false;  // the piece that begins at `place`
 
     std::size_t named = 0;       // elements and processing instructions so far
     std::size_t attributes = 0;  // of all elements so far
     std::size_t most_attributes;
-    std::vector<std::size_t> around;  // of the current element and those around it, by depth
+    std::vector<std::size_t> around;  // of the current element and its ancestors, by depth
 };
 
 }  // namespace kivsys::xml

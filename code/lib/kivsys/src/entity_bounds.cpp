@@ -13,18 +13,18 @@ namespace kivsys::xml {
 
 namespace {
 
-// This file, as morbase::es::base::file() names it.
+// What morbase::es::base::file() returns for errors raised here.
 constexpr char const* k_source = "code/lib/kivsys/src/entity_bounds";
 constexpr char const* k_blanks = " \t\r\n";
 constexpr char const* k_ends_of_name = " \t\r\n;%&<>\"'";
 
 constexpr std::size_t k_most_expanded = 4U << 20U;
-constexpr std::size_t k_bytes_of_reference = 32;     // the least that one takes
-constexpr std::size_t k_most_declared = 40U << 10U;  // more than a document type may take
-constexpr int k_most_levels = 40;  // of entities within entities, as in the XML library
+constexpr std::size_t k_bytes_of_reference = 32;     // at least
+constexpr std::size_t k_most_declared = 40U << 10U;  // above the limit for a document type
+constexpr int k_most_levels = 40;                    // of nested entities, as in the XML library
 
-// Parameter entities can make declarations, so no others can be known before they are
-// expanded. What so few references make stays small.
+// Parameter entities can contain declarations, so the other entities are not known until these
+// are expanded. With so few references, the result stays small.
 constexpr std::size_t k_most_parameter_references = 4;
 constexpr std::size_t k_most_references_beside = 8;
 
@@ -32,7 +32,7 @@ constexpr std::size_t k_most_references_beside = 8;
     morbase::es::arg::raise(k_source, __LINE__, message.c_str());
 }
 
-// What stands in the text from there on; nothing behind its end.
+// The text from start on; empty if start is after its end.
 std::string_view from(std::string_view text, std::size_t start) {
     return text.substr(std::min(start, text.size()));
 }
@@ -41,7 +41,7 @@ std::string_view without_blanks(std::string_view text) {
     return from(text, text.find_first_not_of(k_blanks));
 }
 
-// Shows the name in each "&name;" to `visit`, and the place of that.
+// Calls `visit` with the name in each "&name;" and the position of the "&".
 template <typename visitor>
 void for_each_reference(std::string_view text, visitor const& visit) {
     std::size_t at = text.find('&');
@@ -54,7 +54,7 @@ void for_each_reference(std::string_view text, visitor const& visit) {
     }
 }
 
-// Whether the name of a reference is this number of a character.
+// Whether the name of a reference is the number of this character, in decimal or hexadecimal.
 bool is_number(std::string_view name, std::string_view decimal, std::string_view hexadecimal) {
     bool const is_hexadecimal = name.substr(0, 2) == "#x";
     if (name.substr(0, 1) != "#") {
@@ -64,8 +64,8 @@ bool is_number(std::string_view name, std::string_view decimal, std::string_view
     return from(digits, digits.find_first_not_of('0')) == (is_hexadecimal ? hexadecimal : decimal);
 }
 
-// The general entities that a text declares, wherever that stands in it, and how many bytes a
-// reference to each stands for.
+// The general entities that a text declares, anywhere in it, and the number of bytes to which a
+// reference to each expands.
 class entities {
   public:
     explicit entities(std::string_view text) {
@@ -74,14 +74,14 @@ class entities {
              at = text.find(declaration, at + 1)) {
             declare(from(text, at + declaration.size()));
         }
-        // Each pass takes in what is one level further down. An entity within itself grows.
+        // Each pass includes one more level of nesting. A recursive entity keeps growing.
         for (int level = 0; level < k_most_levels && expand(); ++level) {
         }
     }
 
     bool any_parameter() const { return with_parameters; }
 
-    // A little over the bound when it is more.
+    // Capped just above the limit.
     std::size_t length(std::string_view name) const {
         auto const place = by_name.find(name);
         return place != by_name.end() ? place->second.length : 0;
@@ -89,7 +89,7 @@ class entities {
 
   private:
     struct entity {
-        std::vector<std::string_view> values{};  // one of them counts, others may be in comments
+        std::vector<std::string_view> values{};  // only one counts; the others may be in comments
         std::size_t length = 0;
     };
 

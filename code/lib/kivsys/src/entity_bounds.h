@@ -1,5 +1,4 @@
-// How much the entities of an XML document make of it. A few bytes that declare them can
-// stand for gigabytes.
+// Limits on the entities of an XML document: a few bytes of declarations can expand to gigabytes.
 
 #ifndef KIVSYS_ENTITY_BOUNDS_H
 #define KIVSYS_ENTITY_BOUNDS_H
@@ -8,9 +7,9 @@
 
 namespace kivsys::xml {
 
-// Raises es::arg when the entities that a document refers to take more than 4 MiB in the places
-// of the references, and when it has more than a few references beside parameter entities. The
-// text is in UTF-8. What stands in comments counts as well.
+// Raises es::arg if the references to entities in a document expand to more than 4 MiB in total.
+// Also raises it if the document has parameter entities and more than a few references. The text
+// must be UTF-8. Declarations and references in comments count as well.
 void bound_entities(std::string_view text);
 
 }  // namespace kivsys::xml

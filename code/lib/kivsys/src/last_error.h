@@ -1,4 +1,4 @@
-// The calling thread's last error in the XML library, which is the host's.
+// The calling thread's last error in the XML library, which belongs to the host.
 
 #ifndef KIVSYS_LAST_ERROR_H
 #define KIVSYS_LAST_ERROR_H
@@ -12,7 +12,7 @@ namespace kivsys::xml {
 class last_error {
   public:
     void set_aside() noexcept {
-        // Later releases of the XML library give the thread's own error as a constant.
+        // Later releases of the XML library return a pointer to const.
         // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast)
         own = const_cast<xmlError*>(xmlGetLastError());
         if (own != nullptr) {
@@ -31,8 +31,8 @@ class last_error {
     xmlError saved{};
 };
 
-// Sets it aside while this lives. A call of the XML library then leaves an error of its own or
-// none.
+// Sets the last error aside while it lives. A last error after a call of the XML library is then
+// an error of that call.
 class last_error_aside {
   public:
     last_error_aside() noexcept { error.set_aside(); }

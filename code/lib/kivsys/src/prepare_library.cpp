@@ -8,8 +8,8 @@
 
 namespace kivsys::xml {
 
-// The XML library asks to be prepared by one thread before several use it. It does not
-// prepare the types of its schemas by itself, and their first use would race.
+// The XML library must be initialised by one thread before several use it. It does not initialise
+// its schema types itself, so their first use would be a race.
 void prepare_library() {
     static bool const prepared = [] {
         xmlInitParser();

@@ -3,8 +3,8 @@
 
 namespace kivsys::xml {
 
-// Prepares the XML library, once, before anything else asks it for something. Raises
-// std::bad_alloc when memory runs out. Any thread may call it.
+// Initialises the XML library once. Call it before any other use of that library. Raises
+// std::bad_alloc if memory runs out. Any thread may call it.
 void prepare_library();
 
 }  // namespace kivsys::xml

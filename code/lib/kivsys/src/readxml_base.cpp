@@ -25,9 +25,9 @@ struct reader_base::parse_state {
     int parser_error = 0;
     std::string message;
 
-    utf8_document in_memory{};                  // empty when the XML library reads a path
-    std::optional<bounded_document> bounded{};  // the same, where it needs bounds
-    _xmlTextReader* parser = nullptr;           // null until it is made
+    utf8_document in_memory{};                  // empty if the XML library reads a path
+    std::optional<bounded_document> bounded{};  // the same document, if it needs limits
+    _xmlTextReader* parser = nullptr;           // null until it is created
 
     void watch_bounds();
     static int give_bytes(void* self, char* target, int capacity) noexcept;
@@ -36,8 +36,9 @@ struct reader_base::parse_state {
                                   void* locator) noexcept;
     void keep(char const* msg, xmlParserSeverities severity);
 
-    // Lets the next advance raise the message that `make` sets. Callbacks use this: their caller
-    // is C code, which no exception may cross. If memory runs out, the message stays as it was.
+    // Makes the next advance raise the message that `make` sets. Callbacks use this, because
+    // their caller is C code, which no exception may cross. If memory runs out, the message is
+    // unchanged.
     template <typename maker>
     void fail(maker const& make) noexcept {
         parser_error = 1;
@@ -51,7 +52,7 @@ struct reader_base::parse_state {
 
 namespace {
 
-// This file, as morbase::es::base::file() names it.
+// What morbase::es::base::file() returns for errors raised here.
 constexpr char const* k_source = "code/lib/kivsys/src/readxml_base";
 
 struct free_text {
@@ -75,7 +76,8 @@ bool is_remote(std::string const& path) {
            strncasecmp(path.c_str(), "ftp://", 6) == 0;
 }
 
-// Members go in the order that the XML library asks for: the schema before its context.
+// Members are destroyed in the order that the XML library requires: the schema before its
+// context.
 class relaxng_validator final : public reader_base::validator {
   public:
     explicit relaxng_validator(std::string const& path)
@@ -107,7 +109,7 @@ xmlChar const* as_xml(char const* text) {
     return reinterpret_cast<xmlChar const*>(text);
 }
 
-// Copies what the XML library gave; nothing given leaves out as it is.
+// Copies a text of the XML library. If it is null, returns false and leaves out unchanged.
 bool copy_text(xmlChar const* text, std::string& out) {
     if (text == nullptr) {
         return false;
@@ -116,8 +118,8 @@ bool copy_text(xmlChar const* text, std::string& out) {
     return true;
 }
 
-// Copies a text that `ask` has the XML library make. Raises std::bad_alloc when memory ran
-// out, which only the last error shows: the text is then null or empty.
+// Copies a text that `ask` makes the XML library allocate. Raises std::bad_alloc if memory runs
+// out. Only the last error shows that: the text is then null or empty.
 template <typename question>
 bool copy_made_text(question const& ask, std::string& out) {
     last_error_aside const aside;
@@ -129,8 +131,8 @@ bool copy_made_text(question const& ask, std::string& out) {
     return copy_text(text.get(), out);
 }
 
-// The severity of what was reported last. From 2.15 on, the XML library gives the parser's
-// severities to what breaks a RelaxNG schema.
+// The severity of the last report. From 2.15 on, the XML library reports violations of a RelaxNG
+// schema with the parser's severities.
 xmlParserSeverities severity_of_last(xmlParserSeverities given) {
     xmlError const* const last = xmlGetLastError();
     if (last == nullptr || last->domain != XML_FROM_RELAXNGV) {
@@ -165,7 +167,7 @@ int reader_base::parse_state::give_bytes(void* self, char* target, int capacity)
     return state->bounded->give(state->parser, target, capacity);
 }
 
-// Lets the next advance raise what the last one was beyond.
+// If the last advance exceeded a limit, makes the next one raise the message.
 void reader_base::parse_state::watch_bounds() {
     std::string reason = bounded->exceeded(parser);
     if (!reason.empty()) {
@@ -270,15 +272,15 @@ void reader_base::set_validation(e_validation_type type, std::string const& sche
         case k_validation_relaxng: {
             last_error_aside const aside;
             auto relaxng = std::make_unique<relaxng_validator>(schema);
-            // Refused after the first advance: the document then goes on with the one it has.
+            // This fails after the first advance; then the document keeps its present schema.
             if (xmlTextReaderRelaxNGSetSchema(document.get(), relaxng->get()) == 0) {
                 schema_validator = std::move(relaxng);
             }
             break;
         }
         case k_validation_dtd:
-            // Later, the XML library would check the rest of the document against what it has
-            // not kept of the type declaration.
+            // Only before the first advance: later, the XML library would check against parts of
+            // the type declaration that it has not kept.
             if (xmlTextReaderReadState(document.get()) == XML_TEXTREADER_MODE_INITIAL) {
                 xmlTextReaderSetParserProp(document.get(), XML_PARSER_VALIDATE, 1);
             }
@@ -296,7 +298,7 @@ bool reader_base::skip() {
     if (!state->bounded) {
         return advance(xmlTextReaderNext);
     }
-    // Node by node: what is passed over counts as well.
+    // Advance node by node, because the nodes that are skipped count towards the limits.
     xmlTextReaderMoveToElement(document.get());
     int const depth = xmlTextReaderDepth(document.get());
     if (xmlTextReaderNodeType(document.get()) == k_node_element &&
@@ -375,7 +377,7 @@ int reader::get_depth() const {
 }
 
 bool reader::get_name(std::string& name) const {
-    // With a prefix, the constant name would be kept in the document's dictionary for good.
+    // The const function would keep a name with a prefix in the document's dictionary for good.
     _xmlTextReader* const open = get_xmlTextReader();
     if (xmlTextReaderConstPrefix(open) != nullptr) {
         return copy_made_text([=] { return xmlTextReaderName(open); }, name);
@@ -388,7 +390,7 @@ bool reader::is_empty() const {
 }
 
 bool reader::get_value(std::string& value) const {
-    // The constant value of an attribute is empty where its entities are too large.
+    // The const function returns an empty value for an attribute whose entities are too large.
     _xmlTextReader* const open = get_xmlTextReader();
     if (xmlTextReaderNodeType(open) == XML_READER_TYPE_ATTRIBUTE) {
         return copy_made_text([=] { return xmlTextReaderValue(open); }, value);

@@ -32,8 +32,8 @@ struct free_buffer {
 };
 using owned_buffer = std::unique_ptr<xmlBuffer, free_buffer>;
 
-// Lets the XML library report nothing on this thread while it lives. What a conversion has to
-// say, it says by its result.
+// Suppresses the XML library's reports on this thread while it lives. The result of a conversion
+// says enough.
 class silence {
   public:
     silence() noexcept : handler(xmlStructuredError), context(xmlStructuredErrorContext) {
@@ -49,9 +49,9 @@ class silence {
     void* context;
 };
 
-// Made by the XML library's own converters: they know the names and read the bytes as its
-// parser does. They leave the text as it is, but take no constant. Empty when the encoding is
-// unknown.
+// Uses the XML library's converters, because they know the same names and read bytes in the same
+// way as its parser. They do not change the text, but do not accept a const one. Empty if the
+// encoding is unknown.
 utf8_document converted(std::string& text, std::string const& encoding) {
     silence const while_converting;
     std::unique_ptr<xmlCharEncodingHandler, close_handler> const converter(
@@ -88,17 +88,18 @@ std::string without_mark(std::string text) {
     return text;
 }
 
-// A document in one of these encodings says so by its first bytes. All others but EBCDIC spell
-// ASCII characters as ASCII does.
+// A document in one of these encodings is recognised by its first bytes. All other encodings
+// except EBCDIC encode ASCII characters as ASCII does.
 constexpr std::pair<std::string_view, char const*> k_wide[] = {
     {"\xff\xfe"sv, "UTF-16LE"}, {"\xfe\xff"sv, "UTF-16BE"}, {"<\0?\0"sv, "UTF-16LE"},
     {"\0<\0?"sv, "UTF-16BE"},   {"<\0\0\0"sv, "UCS-4LE"},   {"\0\0\0<"sv, "UCS-4BE"},
 };
 
-// The declaration names one of many variants. It can itself be read in any of them.
+// The declaration names one of many variants. The declaration itself reads the same in all of
+// them.
 constexpr char const* k_any_ebcdic = "IBM037";
 constexpr std::string_view k_start_in_ebcdic = "\x4c\x6f\xa7\x94";
-constexpr std::string_view k_end_in_ebcdic = "on";  // the bytes that are "?>" there
+constexpr std::string_view k_end_in_ebcdic = "on";  // the bytes of "?>" in EBCDIC
 
 std::string wide_encoding_of(std::string_view text) {
     for (auto const& [first_bytes, encoding] : k_wide) {
@@ -109,7 +110,7 @@ std::string wide_encoding_of(std::string_view text) {
     return {};
 }
 
-// The encoding that an XML declaration at the start of the text names; empty without one.
+// The encoding in the XML declaration at the start of the text; empty if there is none.
 std::string declared_encoding_of(std::string_view text) {
     std::string_view const declaration = text.substr(0, text.find("?>"));
     std::size_t const name = declaration.find("encoding");
