@@ -22,6 +22,7 @@
 #include "archive_index.h"
 #include "archive_path.h"
 #include "archive_walk.h"
+#include "shared/stream.h"
 
 namespace kivcore_archive {
 
@@ -258,6 +259,6 @@ void archive_browser::get_url(std::string const& text, std::string& url) {
 
 }  // namespace kivcore_archive
 
-extern "C" __attribute__((visibility("default"))) kivcore::plugin* archive_create_browser() {
+extern "C" EXPORTED kivcore::plugin* archive_create_browser() {
     return new kivcore_archive::archive_browser;
 }

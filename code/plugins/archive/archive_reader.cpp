@@ -30,6 +30,7 @@
 #include "archive_session.h"
 #include "parked_sessions.h"
 #include "shared/read_stream.h"
+#include "shared/stream.h"
 
 namespace kivcore_archive {
 
@@ -267,6 +268,6 @@ long long archive_reader::size() {
 
 }  // namespace kivcore_archive
 
-extern "C" __attribute__((visibility("default"))) kivcore::plugin* archive_create_reader() {
+extern "C" EXPORTED kivcore::plugin* archive_create_reader() {
     return new kivcore_archive::archive_reader;
 }

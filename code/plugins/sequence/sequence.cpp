@@ -29,6 +29,7 @@
 #include "file_row.h"
 #include "shared/descriptor.h"
 #include "shared/read_stream.h"
+#include "shared/stream.h"
 
 namespace {
 
@@ -168,6 +169,6 @@ int sequence_reader::select_file(unsigned int index) {
 
 }  // namespace
 
-extern "C" __attribute__((visibility("default"))) kivcore::plugin* sequence_create() {
+extern "C" EXPORTED kivcore::plugin* sequence_create() {
     return new sequence_reader;
 }

@@ -21,6 +21,7 @@
 
 #include "decoder.h"
 #include "shared/read_stream.h"
+#include "shared/stream.h"
 
 namespace {
 
@@ -174,6 +175,6 @@ long long sound_reader::read_frame(void* buffer, unsigned long long capacity) {
 
 }  // namespace
 
-extern "C" __attribute__((visibility("default"))) kivcore::plugin* sound_create() {
+extern "C" EXPORTED kivcore::plugin* sound_create() {
     return new sound_reader;
 }

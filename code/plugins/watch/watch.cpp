@@ -14,6 +14,8 @@
 
 #include <morbase/path.h>
 
+#include "shared/stream.h"
+
 namespace watch {
 
 namespace {
@@ -276,7 +278,7 @@ std::string directory_monitor::shown(std::string const& path) const {
 
 }  // namespace watch
 
-extern "C" [[gnu::visibility("default")]] kivcore::plugin* watch_create();
+extern "C" EXPORTED kivcore::plugin* watch_create();
 
 kivcore::plugin* watch_create() {
     return new watch::directory_monitor;
