@@ -3,6 +3,7 @@
 
 #define PCRE2_CODE_UNIT_WIDTH 8  // NOLINT(cppcoreguidelines-macro-usage): pcre2.h needs it
 
+#include <cstdint>
 #include <memory>
 #include <new>
 
