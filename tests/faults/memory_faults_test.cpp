@@ -63,6 +63,12 @@ void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
     return fails_now() ? nullptr : counted(__libc_memalign(alignment, size));
 }
 
+// What newer C++ libraries call instead.
+int posix_memalign(void** block, std::size_t alignment, std::size_t size) noexcept {
+    *block = aligned_alloc(alignment, size);
+    return *block != nullptr ? 0 : ENOMEM;
+}
+
 void* calloc(std::size_t count, std::size_t size) noexcept {
     return fails_now() ? nullptr : counted(__libc_calloc(count, size));
 }

@@ -56,6 +56,12 @@ void* aligned_alloc(size_t alignment, size_t size) {
     return fails_now() ? NULL : __libc_memalign(alignment, size);
 }
 
+// What newer C++ libraries call instead.
+int posix_memalign(void** block, size_t alignment, size_t size) {
+    *block = aligned_alloc(alignment, size);
+    return *block != NULL ? 0 : ENOMEM;
+}
+
 // NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
 static void report(void) {
