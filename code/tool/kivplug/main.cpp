@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <exception>
 #include <new>
 #include <sstream>
@@ -77,6 +78,17 @@ int report_lack_of_memory() {
     return k_failed;
 }
 
+std::terminate_handler const k_default_end = std::get_terminate();
+
+// CLI11 2.4 lets no exception pass while it adds an option, not even one for lack of memory.
+[[noreturn]] void end_for_lack_of_memory() {
+    if (has_memory_run_out) {
+        std::_Exit(report_lack_of_memory());
+    }
+    k_default_end();
+    std::abort();
+}
+
 // On one line, whatever a plug-in put into it. A line end of its own would be shown as \n.
 int report_failure(std::string message) {
     message.erase(message.find_last_not_of(" \n") + 1);
@@ -108,6 +120,7 @@ int run_reporting(int count, char** words) {
 
 int main(int count, char** words) {
     std::set_new_handler(note_lack_of_memory);
+    std::set_terminate(end_for_lack_of_memory);
     try {
         int const status = run_reporting(count, words);
         return status == k_done && has_memory_run_out ? report_lack_of_memory() : status;
