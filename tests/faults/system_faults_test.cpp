@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <tuple>
 #include <utility>
 
 #include <gtest/gtest.h>
@@ -143,8 +142,13 @@ class system_faults : public testing::Test {
 
 // The description takes several reads; each of them may fail.
 TEST_F(system_faults, a_description_loads_completely_or_is_reported) {
-    // The name, the call, the effect, the errno value, and whether all later calls are affected.
-    std::tuple<char const*, e_call, e_effect, int, bool> const faults[] = {
+    struct {
+        char const* name;
+        e_call call;
+        e_effect effect;
+        int error;
+        bool for_good;
+    } const faults[] = {
         {"reads fail", k_read, k_fails, EIO, true},
         {"a read fails", k_read, k_fails, EIO, false},
         {"a read is interrupted", k_read, k_fails, EINTR, false},
@@ -156,21 +160,21 @@ TEST_F(system_faults, a_description_loads_completely_or_is_reported) {
     std::string const padding = "<!--" + std::string(20000, '.') + "-->\n";
     files.write("far/plugin.xml", "<bundle>" + reader_element("a") + padding + reader_element("b") +
                                       padding + "</bundle>\n");
-    for (auto const& [name, call, effect, error, for_good] : faults) {
+    for (auto const& tried : faults) {
         bool met = true;
         for (long number = 0; met && number < 100; ++number) {
-            SCOPED_TRACE(name + std::string(", call ") + std::to_string(number));
+            SCOPED_TRACE(tried.name + std::string(", call ") + std::to_string(number));
             registry = new kivcore::plugins("/nowhere");
             bool loaded = false;
-            std::string const errors = errors_of(
-                [&, &call = call, &effect = effect, &error = error, &for_good = for_good] {
-                    system_fault const fault(call, effect, error, number, for_good);
-                    loaded = registry->load_plugin(files.path("far"));
-                    met = fault.met();
-                });
+            std::string const errors = errors_of([&] {
+                system_fault const fault(tried.call, tried.effect, tried.error, number,
+                                         tried.for_good);
+                loaded = registry->load_plugin(files.path("far"));
+                met = fault.met();
+            });
             EXPECT_EQ(loaded, errors.empty()) << errors;
             EXPECT_EQ(errors.rfind(k_head), loaded ? std::string::npos : 0) << errors;
-            EXPECT_TRUE(loaded || (met && effect != k_is_short));
+            EXPECT_TRUE(loaded || (met && tried.effect != k_is_short));
             EXPECT_TRUE(!loaded || registry->find_plugins(".*").size() == 2);
         }
     }
