@@ -16,10 +16,6 @@ namespace kivcore {
 
 namespace {
 
-constexpr std::size_t k_most_bytes = 16U << 20U;
-constexpr std::size_t k_most_ids = 100000;
-constexpr std::size_t k_most_bytes_of_ids = 6U << 20U;
-
 class open_file {
   public:
     // O_NONBLOCK: opening a FIFO must not wait for its writer.

@@ -34,11 +34,11 @@ void require_binding(plugins::info const& description, std::string const& functi
 
 // A file needs either a seek function or a pair that gets and sets the position.
 void require_positioning(plugins::info const& description) {
-    if (!binding(description, "seek").empty()) {
+    if (!binding(description, k_seek).empty()) {
         return;
     }
-    require_binding(description, "get_pos", "seek or get_pos");
-    require_binding(description, "set_pos", "seek or set_pos");
+    require_binding(description, k_get_pos, "seek or get_pos");
+    require_binding(description, k_set_pos, "seek or set_pos");
 }
 
 // Looks up the functions of a description in its open shared object. Holds references only: use
@@ -122,7 +122,7 @@ morbase::ptr_refcount<plugins::factory> create_factory(
 factory_native::factory_native(morbase::ptr_refcount<loader> const& image,
                                morbase::ptr_refcount<plugins::info> const& record)
     : image_loader(image), description(record) {
-    require_binding(*description, "create");
+    require_binding(*description, k_create);
 }
 
 factory_native::~factory_native() = default;
@@ -130,7 +130,7 @@ factory_native::~factory_native() = default;
 morbase::ptr_refcount<plugin> factory_native::create() {
     if (create_function == nullptr) {
         image_loader->load();
-        binder(*image_loader, *description).bind(create_function, "create");
+        binder(*image_loader, *description).bind(create_function, k_create);
     }
     // A new object has no references yet; the returned pointer takes the first.
     return create_function();
@@ -139,11 +139,11 @@ morbase::ptr_refcount<plugin> factory_native::create() {
 factory_c_file_read::factory_c_file_read(morbase::ptr_refcount<loader> const& image,
                                          morbase::ptr_refcount<plugins::info> const& record)
     : image_loader(image), description(record) {
-    require_binding(*description, "open");
-    require_binding(*description, "close");
-    require_binding(*description, "read");
+    require_binding(*description, k_open);
+    require_binding(*description, k_close);
+    require_binding(*description, k_read);
     require_positioning(*description);
-    require_binding(*description, "size");
+    require_binding(*description, k_size);
 }
 
 factory_c_file_read::~factory_c_file_read() = default;
@@ -151,11 +151,11 @@ factory_c_file_read::~factory_c_file_read() = default;
 void factory_c_file_read::bind() {
     image_loader->load();
     binder functions(*image_loader, *description);
-    functions.bind(open_function, "open");
-    functions.bind(close_function, "close");
-    functions.bind(read_function, "read");
+    functions.bind(open_function, k_open);
+    functions.bind(close_function, k_close);
+    functions.bind(read_function, k_read);
     functions.bind_positioning(seek_function, get_pos_function, set_pos_function);
-    functions.bind(size_function, "size");
+    functions.bind(size_function, k_size);
 }
 
 morbase::ptr_refcount<plugin> factory_c_file_read::create() {
@@ -169,12 +169,12 @@ morbase::ptr_refcount<plugin> factory_c_file_read::create() {
 factory_c_file_write::factory_c_file_write(morbase::ptr_refcount<loader> const& image,
                                            morbase::ptr_refcount<plugins::info> const& record)
     : image_loader(image), description(record) {
-    require_binding(*description, "open");
-    require_binding(*description, "close");
-    require_binding(*description, "write");
-    require_binding(*description, "flush");
+    require_binding(*description, k_open);
+    require_binding(*description, k_close);
+    require_binding(*description, k_write);
+    require_binding(*description, k_flush);
     require_positioning(*description);
-    require_binding(*description, "size");
+    require_binding(*description, k_size);
 }
 
 factory_c_file_write::~factory_c_file_write() = default;
@@ -182,12 +182,12 @@ factory_c_file_write::~factory_c_file_write() = default;
 void factory_c_file_write::bind() {
     image_loader->load();
     binder functions(*image_loader, *description);
-    functions.bind(open_function, "open");
-    functions.bind(close_function, "close");
-    functions.bind(write_function, "write");
-    functions.bind(flush_function, "flush");
+    functions.bind(open_function, k_open);
+    functions.bind(close_function, k_close);
+    functions.bind(write_function, k_write);
+    functions.bind(flush_function, k_flush);
     functions.bind_positioning(seek_function, get_pos_function, set_pos_function);
-    functions.bind(size_function, "size");
+    functions.bind(size_function, k_size);
 }
 
 morbase::ptr_refcount<plugin> factory_c_file_write::create() {

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "description.h"
+#include "notices.h"
 #include "pattern.h"
 #include "plugin_id.h"
 #include "plugin_table.h"
@@ -41,6 +42,11 @@ plugins::factory::~factory() = default;
 bool plugins::register_with_info(morbase::ptr_refcount<info> description,
                                  // NOLINTNEXTLINE(performance-unnecessary-value-param)
                                  morbase::ptr_refcount<factory> maker) {
+    return enter(description, maker, printed_notices());
+}
+
+bool plugins::enter(morbase::ptr_refcount<info> const& description,
+                    morbase::ptr_refcount<factory> const& maker, notices& to) {
     // Declared before the lock, so released after it: releasing the last reference to a factory
     // may close a shared object, which runs the plug-in's code.
     std::vector<plugin_table::owned_entry> replaced;
@@ -48,26 +54,34 @@ bool plugins::register_with_info(morbase::ptr_refcount<info> description,
 
     std::vector<std::string> keys;
     tokenize(value_of(*description, k_keys), '|', keys);
+    bool is_refused = false;
     for (std::string const& key : keys) {
         std::string const id = composed_id(*description, key);
+        if (is_refused) {
+            to.skipping(id);
+            continue;
+        }
         auto const* const present = table->find(id, plugin_table::hash(id));
         if (present == nullptr) {
-            table->enter(id, {maker, description});
+            to.registering(id);
+            try {
+                table->enter(id, {maker, description});
+            } catch (...) {
+                to.withdraw();
+                throw;
+            }
             continue;
         }
         if (!is_native(*description) || is_native(*present->description)) {
-            std::printf(
-                "Not inserting plugin %s in database (already present with native interface)\n",
-                id.c_str());
-            std::fflush(stdout);
-            return false;
+            to.refusing(id, *present->description);
+            is_refused = true;
+            continue;
         }
         replaced.emplace_back();  // now, because nothing may fail after the replacement
-        std::printf("Overriding plugin %s with native interface\n", id.c_str());
-        std::fflush(stdout);
+        to.replacing(id, *present->description);
         replaced.back() = table->replace(id, {maker, description});
     }
-    return true;
+    return !is_refused;
 }
 
 bool plugins::register_with_id(std::string const& id, morbase::ptr_refcount<factory> maker,

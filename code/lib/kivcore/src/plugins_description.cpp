@@ -21,12 +21,6 @@ namespace {
 
 using kivsys::xml::reader;
 
-// The keys that these sections set, each from one element.
-constexpr std::initializer_list<char const*> k_interface_facts = {k_category, k_type, k_keys,
-                                                                  k_flavor, k_interface_version};
-constexpr std::initializer_list<char const*> k_info_facts = {k_name, k_version, k_copyright,
-                                                             k_description};
-
 constexpr char const* k_no_element_name = "xml parse: failed to read element name";
 constexpr char const* k_no_end_element_name = "xml parse: failed to read end element name";
 
@@ -95,11 +89,11 @@ void read_fact(reader& document, std::string_view prefix, std::string_view eleme
 // Adds one binding: the attribute is the name of the function, the text that of the symbol.
 void read_bind(reader& document, std::map<std::string, std::string>& values) {
     std::string function;
-    if (!document.get_attribute("function", function)) {
+    if (!document.get_attribute(k_function, function)) {
         morbase::es::call::raise(k_plugins_source, __LINE__,
                                  "xml parse: failed to read 'function' attribute of 'bind'");
     }
-    values[joined(k_bind, function)] = read_text(document, "bind");
+    values[joined(k_bind, function)] = read_text(document, k_bind_element);
 }
 
 // Adds the two elements that follow the developer's start tag, whatever their names.
@@ -109,7 +103,7 @@ void read_developer(reader& document, std::map<std::string, std::string>& values
     for (int child = 0; child < 2; ++child) {
         document.skip_to_node(reader::k_node_element);
         read_name(document, k_no_element_name, name);
-        values[joined(k_developer, name)] = read_text(document, "developer");
+        values[joined(k_developer, name)] = read_text(document, k_developer_element);
     }
 }
 
@@ -122,15 +116,16 @@ __info::__info(reader& document, std::string const& path) {
     values[k_path] = path;
     if (document.has_attributes()) {
         std::string id;
-        document.get_attribute("id", id);
+        document.get_attribute(k_id, id);
         values[k_id] = id;
     }
-    walk_section(document, "plugin", k_no_end_element_name, [&](std::string_view name) {
-        if (name == "interface") {
+    walk_section(document, k_plugin_element, k_no_end_element_name, [&](std::string_view name) {
+        if (name == k_interface_element) {
             read_interface(document);
-        } else if (name == "info") {
+        } else if (name == k_info_element) {
             read_info(document);
-        } else if (name == "config" || name == "input") {
+        } else if (std::find(k_skipped_elements.begin(), k_skipped_elements.end(), name) !=
+                   k_skipped_elements.end()) {
             // Moves to the node after the element, normally white space; the walk then passes
             // over that node.
             document.skip_node();
@@ -139,8 +134,8 @@ __info::__info(reader& document, std::string const& path) {
 }
 
 void __info::read_interface(reader& document) {
-    walk_section(document, "interface", k_no_end_element_name, [&](std::string_view name) {
-        if (name == "bind") {
+    walk_section(document, k_interface_element, k_no_end_element_name, [&](std::string_view name) {
+        if (name == k_bind_element) {
             read_bind(document, values);
         } else {
             read_fact(document, k_interface, name, k_interface_facts, values);
@@ -149,8 +144,8 @@ void __info::read_interface(reader& document) {
 }
 
 void __info::read_info(reader& document) {
-    walk_section(document, "info", k_no_element_name, [&](std::string_view name) {
-        if (name == "developer") {
+    walk_section(document, k_info_element, k_no_element_name, [&](std::string_view name) {
+        if (name == k_developer_element) {
             read_developer(document, values);
         } else {
             read_fact(document, k_info, name, k_info_facts, values);

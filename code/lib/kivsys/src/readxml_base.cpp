@@ -24,6 +24,7 @@ namespace kivsys::xml {
 struct reader_base::parse_state {
     int parser_error = 0;
     std::string message;
+    report_handler handler{};  // empty: reports are printed
 
     utf8_document in_memory{};                  // empty if the XML library reads a path
     std::optional<bounded_document> bounded{};  // the same document, if it needs limits
@@ -35,6 +36,7 @@ struct reader_base::parse_state {
     static void parser_error_func(void* self, char const* msg, xmlParserSeverities severity,
                                   void* locator) noexcept;
     void keep(char const* msg, xmlParserSeverities severity);
+    void pass_on(char const* msg, xmlParserSeverities severity) const;
 
     // Makes the next advance raise the message that `make` sets. Callbacks use this, because
     // their caller is C code, which no exception may cross. If memory runs out, the message is
@@ -191,17 +193,29 @@ void reader_base::parse_state::keep(char const* msg, xmlParserSeverities severit
     }
 }
 
+void reader_base::parse_state::pass_on(char const* msg, xmlParserSeverities severity) const {
+    if (handler) {
+        xmlError const* const last = xmlGetLastError();
+        // The parser and its namespaces have the column as their second number.
+        bool const has_column = last != nullptr && (last->domain == XML_FROM_PARSER ||
+                                                    last->domain == XML_FROM_NAMESPACE);
+        handler(severity, msg, last != nullptr ? last->line : 0, has_column ? last->int2 : 0);
+    }
+}
+
 void reader_base::parse_state::parser_error_func(void* self, char const* msg,
                                                  xmlParserSeverities severity,
                                                  void* /*locator*/) noexcept {
     severity = severity_of_last(severity);
-    std::printf("(readxml_base) error func called with msg: %s\n", msg);
-    std::fflush(stdout);
-    std::printf("sev: %d\n", static_cast<int>(severity));
-    std::fflush(stdout);
-
     auto* const state = static_cast<parse_state*>(self);
+    if (!state->handler) {
+        std::printf("(readxml_base) error func called with msg: %s\n", msg);
+        std::fflush(stdout);
+        std::printf("sev: %d\n", static_cast<int>(severity));
+        std::fflush(stdout);
+    }
     state->fail([=] { state->keep(msg, severity); });
+    state->fail([=] { state->pass_on(msg, severity); });
 }
 
 reader_base::reader_base(std::string const& path) : state(std::make_unique<parse_state>()) {
@@ -288,6 +302,10 @@ void reader_base::set_validation(e_validation_type type, std::string const& sche
         default:
             break;
     }
+}
+
+void reader_base::set_report_handler(report_handler handler) {
+    state->handler = std::move(handler);
 }
 
 bool reader_base::read() {

@@ -8,6 +8,7 @@
 #include <kivcore/factory.h>
 #include <kivcore/frame_reader.h>
 #include <kivcore/instance.h>
+#include <kivcore/load_observer.h>
 #include <kivcore/loader.h>
 #include <kivcore/monitor.h>
 #include <kivcore/multi_file_reader.h>

@@ -41,6 +41,9 @@ class reader;
 
 namespace kivcore {
 
+class load_observer;
+class notices;  // internal
+
 class KIVCORE_API plugins : public morbase::object_refcount {
   public:
     class info;
@@ -113,8 +116,18 @@ class KIVCORE_API plugins : public morbase::object_refcount {
     // cancelled, it ends after this call, not within it.
     bool load_plugin(std::string const& dir);
 
+    // The same, but report to the observer what the forms above print, and more; nothing is
+    // printed. See load_observer.
+    int load_plugins(std::string const& dir, load_observer& observer);
+    bool load_plugin(std::string const& dir, load_observer& observer);
+
   private:
     class plugin_table;
+
+    bool enter(morbase::ptr_refcount<info> const& description,
+               morbase::ptr_refcount<factory> const& maker, notices& to);
+    bool load_description(std::string const& dir, notices& to);
+    bool load_directory(std::string const& dir, notices& to);
 
     std::string root_path;
     std::unique_ptr<plugin_table> table;  // from id to factory and description

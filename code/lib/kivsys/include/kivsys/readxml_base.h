@@ -20,6 +20,7 @@
 #define KIVSYS_READXML_BASE_H
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -106,6 +107,15 @@ class KIVSYS_API reader_base {
     // listed. Raises es::unsupp for XML Schema, and es::call if the RelaxNG schema cannot be
     // parsed; then the reader continues without it.
     virtual void set_validation(e_validation_type type, std::string const& schema);
+
+    // Receives a report of the XML library: its severity, text, line and column. Line and column
+    // count from 1; 0 means unknown.
+    using report_handler =
+        std::function<void(int severity, std::string const& message, int line, int column)>;
+
+    // From now on, passes reports to the handler instead of printing them. They still end the
+    // walk. The handler must not use the reader. Its exceptions are dropped.
+    void set_report_handler(report_handler handler);
 
     // Advances to the next node in document order. False at the end of the document, and if the
     // XML library gives up; use raise_if_broken_off to distinguish the two. Raises es::arg if the
