@@ -108,9 +108,8 @@ TEST_F(kivplug, lists_and_describes_plugins) {
     EXPECT_EQ(others.status, 1);
     EXPECT_EQ(others.out, "io/read/k/d/1.10  native  New\n");
     EXPECT_EQ(others.err,
-              "failed to load plugin: xml parse: failed to read 'function' attribute of 'bind'\n"
-              "kivplug: 'plugins/faulty' did not load whole; fix its plugin.xml, the message "
-              "above says what is wrong\n");
+              "kivplug: 'plugins/faulty' did not load whole: xml parse: failed to read 'function' "
+              "attribute of 'bind'; fix its plugin.xml\n");
     EXPECT_EQ(run("-d plugins describe io/.*10").status, 0);
     std::filesystem::remove_all(files.path("plugins/faulty"));
     expect_refused("list -d plugins 'io['",
@@ -148,8 +147,35 @@ TEST_F(kivplug, uses_the_directories_of_the_option_the_environment_or_the_instal
     EXPECT_EQ(twice.out, "io/read/k\\xc2\\x9b/d/1.0  native  A\n");
     EXPECT_EQ(
         twice.err,
-        "Not inserting plugin io/read/k\\xc2\\x9b/d/1.0 in database (already present with native "
-        "interface)\n");
+        "kivplug: 'c' is not registered as io/read/k\\xc2\\x9b/d/1.0, which 'a' already is; remove "
+        "one of them, or change its id\n");
+}
+
+TEST_F(kivplug, explains_what_became_of_an_id) {
+    describe("d/a", description("k", "1.0", "A"));
+    describe("d/.hidden", description("h", "1.0", "Hidden"));
+    describe("d/broken", description("b", "1.0", "Broken") + "<");
+    describe("c", description("j|k|l", "1.0", "C"));
+    auto const why = [&](std::string const& id) { return run("why -d d -d c " + id); };
+    std::pair<std::string, std::string> const answers[] = {
+        {"io/read/k/d/1.0",
+         "io/read/k/d/1.0 is registered, from 'd/a'\n  'c' was refused it, because 'd/a' had it: "
+         "already present with native interface\n"},
+        {"io/read/l/d/1.0",
+         "  'c' was refused it: an id before it in the same plug-in was refused\n"},
+        {"io/read/k/d/2.0", "  near it: io/read/k/d/1.0: its version is '1.0', not '2.0'\n"},
+        {"io/read/h/d/1.0", "  'd/.hidden' would give it, but is not loaded, see above\n"},
+        {"io/read/b/d/1.0", "  'd/broken' is not loaded, see above\n"},
+        {"io/read", "an id has five fields, CATEGORY/TYPE/KEY/DEVELOPER/VERSION; this has 2\n"},
+    };
+    for (auto const& [id, answer] : answers) {
+        auto const explained = why(id);
+        EXPECT_EQ(explained.status, 1) << id;
+        EXPECT_NE(explained.out.find(answer), std::string::npos) << explained.out;
+    }
+    auto const sound = run("why io/read/gzip/kivcore/1.0");
+    EXPECT_EQ(sound.status, 0);
+    EXPECT_NE(sound.out.find("  its objects can be created\n"), std::string::npos) << sound.out;
 }
 
 TEST_F(kivplug, says_why_a_directory_does_not_load) {

@@ -1,5 +1,7 @@
 #include "arguments.h"
 
+#include <sys/stat.h>
+
 #include <charconv>
 #include <system_error>
 
@@ -8,6 +10,8 @@
 namespace kivplug {
 
 namespace {
+
+using namespace std::string_literals;
 
 constexpr char const* k_directory_help =
     "Load the plug-ins of DIR, or DIR itself when it\n"
@@ -23,22 +27,29 @@ constexpr char const* k_verb_footer =
     "-d DIR may be given here too. An ID that no plug-in has is taken as a regular\n"
     "expression for whole ids; the first match counts, newest version first.";
 
-// Adds a verb that does its work with the options, once they are filled. The callback runs during
-// parsing and only records the work: words after the verb may still name plug-in directories, or be
-// wrong. line owns the options and outlives both.
+// Adds a verb. The callback runs during parsing and only records the work: words after the verb may
+// still name plug-in directories, or be wrong. line owns what the work refers to, and outlives it.
+template <typename work_type>
+CLI::App& add_work(CLI::App& app, command_line& line, std::string const& name,
+                   std::string const& help, work_type const& work) {
+    auto* const verb = app.add_subcommand(name, help);
+    verb->group("Verbs");
+    verb->callback([&line, work] { line.work = work; });
+    return *verb;
+}
+
+// Adds a verb that works with loaded plug-ins. They are loaded only when the verb starts: neither
+// --help nor a misuse does so, whose text the notices would hide.
 template <typename options_type>
 CLI::App& add_verb(CLI::App& app, command_line& line, std::string const& name,
                    std::string const& help, options_type const& options,
                    void (*work)(host const&, byte_sink&, options_type const&)) {
-    auto* const verb = app.add_subcommand(name, help);
-    verb->group("Verbs");
-    verb->footer(k_verb_footer);
-    verb->callback([&line, &options, work] {
-        line.work = [&options, work](host const& from, byte_sink& out) {
-            work(from, out, options);
-        };
+    auto& verb = add_work(app, line, name, help, [&line, &options, work](byte_sink& out) {
+        work(host(line.directories), out, options);
+        return true;
     });
-    return *verb;
+    verb.footer(k_verb_footer);
+    return verb;
 }
 
 void add_word(CLI::App& verb, std::string const& name, std::string& word, std::string const& help) {
@@ -77,8 +88,12 @@ CLI::Option* add_amount(CLI::App& verb, std::string const& option, long long& am
 }
 
 void add_list(CLI::App& app, command_line& line) {
-    auto& verb =
-        add_verb(app, line, "list", "List the ids of plug-ins, flavors and names", line.list, list);
+    auto& verb = add_work(app, line, "list", "List the ids of plug-ins, flavors and names",
+                          [&line](byte_sink& out) {
+                              host const from(line.directories);
+                              list(from, out, line.list);
+                              return from.is_complete();
+                          });
     verb.add_option("PATTERN", line.list.pattern, "Regular expression for whole ids [.*]")
         ->type_name("");
     add_json(verb, line.list.json);
@@ -152,6 +167,36 @@ void add_watch(CLI::App& app, command_line& line) {
     verb.add_flag("--json", line.watch.json, "Print a JSON object on a line for each event");
 }
 
+void add_check(CLI::App& app, command_line& line) {
+    auto& verb = add_work(app, line, "check", "Look for mistakes in plug-in directories",
+                          [&line](byte_sink& out) { return check(out, line.check); });
+    auto* const directories = verb.add_option("DIR", line.check.directories,
+                                              "A plug-in directory, or a directory of them");
+    directories->type_name("")->check(CLI::ExistingDirectory);
+    verb.add_flag("--codes", line.check.codes, "Print every code with its cause and cure")
+        ->excludes(directories);
+    verb.parse_complete_callback([&line] {
+        if (line.check.directories.empty() && !line.check.codes) {
+            throw CLI::RequiredError("DIR");
+        }
+    });
+    add_json(verb, line.check.json);
+    verb.add_option("--html", line.check.html, "Also write a page to FILE")->type_name("FILE");
+    verb.add_flag("--strict", line.check.strict, "Also give advice");
+    add_amount(verb, "--time-limit", line.check.time_limit, "SECONDS",
+               "Let a trial of one directory take no longer [10]");
+    verb.footer("Exit status: 0 when nothing was found, 1 when something was.");
+}
+
+void add_why(CLI::App& app, command_line& line) {
+    auto& verb = add_work(app, line, "why", "Explain why an id is registered, or is not",
+                          [&line](byte_sink& out) { return why(out, line.directories, line.why); });
+    add_word(verb, "ID", line.why.id, "The id, or a regular expression for whole ids");
+    verb.footer(
+        "-d DIR may be given here too. Exit status: 0 when the id is registered and its\n"
+        "objects can be created, 1 when not.");
+}
+
 }  // namespace
 
 void add_arguments(CLI::App& app, command_line& line) {
@@ -166,7 +211,7 @@ void add_arguments(CLI::App& app, command_line& line) {
         ->option_text("DIR")
         ->allow_extra_args(false);  // the word after DIR is the verb
     for (auto* const add : {add_list, add_describe, add_read, add_write, add_browse, add_tracks,
-                            add_frames, add_files, add_watch}) {
+                            add_frames, add_files, add_watch, add_check, add_why}) {
         add(app, line);
     }
 }

@@ -9,12 +9,14 @@
 #include <vector>
 
 #include "browse.h"
+#include "check/check.h"
 #include "descriptor.h"
 #include "host.h"
 #include "inspect.h"
 #include "media.h"
 #include "transfer.h"
 #include "watch.h"
+#include "why.h"
 
 namespace CLI {  // NOLINT(readability-identifier-naming): the library's own name
 class App;
@@ -33,9 +35,12 @@ struct command_line {
     frames_options frames;
     view_options files;
     view_options watch;
+    check_options check;
+    why_options why;
 
-    // The verb that was chosen.
-    std::function<void(host const&, byte_sink&)> work;
+    // Does what the chosen verb does. False when something in it was not as it should be, and all
+    // about that has been printed.
+    std::function<bool(byte_sink&)> work;
 };
 
 // Makes app fill line when it parses. line must outlive app.

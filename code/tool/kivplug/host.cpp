@@ -57,10 +57,10 @@ std::string host::resolve(std::string const& wanted) const {
 void host::require_sound_image(std::string const& id) const {
     auto const directory = plugin_directory(*loaded, id);
     auto const path = morbase::path_appended(directory, "darwin/x86/plugin.so", '/');
-    auto const fault = image_fault(path);
-    if (!fault.empty()) {
+    auto const fault = fault_of_image(path);
+    if (fault.kind != image_fault_kind::none) {
         throw failure("no object of " + printable(id) + " can be made: " + quoted(path) + " " +
-                      fault);
+                      fault.problem + "; " + fault.repair);
     }
 }
 

@@ -22,11 +22,14 @@ namespace {
 
 using size_type = unsigned long long;
 
-constexpr char const* k_is_cut = "is cut short; copy it again, whole";
+constexpr char const* k_put_object = "put the plug-in's shared object there";
+constexpr char const* k_copy_again = "copy it again, whole";
 
 class image {
   public:
-    image(descriptor opened, size_type bytes) : file(std::move(opened)), size(bytes) {}
+    image(descriptor opened, size_type length) : file(std::move(opened)), size(length) {}
+
+    size_type bytes() const { return size; }
 
     // Reads so many bytes; false when the file does not hold all of them.
     bool read(void* into, size_type count, size_type offset) const {
@@ -83,14 +86,16 @@ identity own_identity() {
     return own;
 }
 
-// Empty for a file of this machine. For some others the linker would say that the file is missing.
-std::string machine_fault(identity const& file) {
+// None for a file of this machine. For some others the linker would say that the file is missing.
+image_fault machine_fault(identity const& file) {
     auto const own = own_identity();
     auto const built_for = machine_text(file, own);
     auto const wanted = machine_text(own, own);
-    return built_for == wanted ? ""
-                               : "is built for " + built_for + ", not for " + wanted +
-                                     "; put one built for this machine there";
+    if (built_for == wanted) {
+        return {};
+    }
+    return {image_fault_kind::other_machine, "is built for " + built_for + ", not for " + wanted,
+            "put one built for this machine there"};
 }
 
 // What the linker maps. Touching a mapped page that is after the file's end raises a signal that
@@ -121,42 +126,46 @@ bool holds_sections(image const& file, ElfW(Ehdr) const& header) {
     return true;
 }
 
-}  // namespace
-
-std::string image_fault(std::string const& path) {
-    struct stat status {};
-    if (stat(path.c_str(), &status) != 0) {
-        return "";
-    }
-    if (!S_ISREG(status.st_mode)) {
-        return "is not a regular file; put the plug-in's shared object there";
-    }
-    if (status.st_size == 0) {
-        return "is empty; copy it again, whole";
-    }
-    auto const size = static_cast<size_type>(status.st_size);
-    descriptor opened(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!opened.is_open()) {
-        return "";
-    }
-    image const file(std::move(opened), size);
+image_fault fault_of_contents(image const& file) {
+    image_fault is_cut{image_fault_kind::cut_short, "is cut short", k_copy_again};
     char magic[SELFMAG] = {};
-    auto const start = std::min<size_type>(size, sizeof magic);
+    auto const start = std::min<size_type>(file.bytes(), sizeof magic);
     if (file.read(magic, start, 0) && !std::equal(magic, magic + start, ELFMAG)) {
-        return "is not an ELF file; put the plug-in's shared object there";
+        return {image_fault_kind::not_elf, "is not an ELF file", k_put_object};
     }
     identity known{};
     if (!file.read(known, 0)) {
-        return k_is_cut;
+        return is_cut;
     }
     // The records of other machines would be misread.
     auto fault = machine_fault(known);
-    ElfW(Ehdr) header;
-    if (fault.empty() &&
-        (!file.read(header, 0) || !holds_segments(file, header) || !holds_sections(file, header))) {
-        fault = k_is_cut;
+    if (fault.kind != image_fault_kind::none) {
+        return fault;
     }
-    return fault;
+    ElfW(Ehdr) header;
+    bool const is_whole =
+        file.read(header, 0) && holds_segments(file, header) && holds_sections(file, header);
+    return is_whole ? image_fault{} : is_cut;
+}
+
+}  // namespace
+
+image_fault fault_of_image(std::string const& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) {
+        return {};
+    }
+    if (!S_ISREG(status.st_mode)) {
+        return {image_fault_kind::not_regular, "is not a regular file", k_put_object};
+    }
+    if (status.st_size == 0) {
+        return {image_fault_kind::empty, "is empty", k_copy_again};
+    }
+    descriptor opened(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!opened.is_open()) {
+        return {};
+    }
+    return fault_of_contents(image(std::move(opened), static_cast<size_type>(status.st_size)));
 }
 
 bool is_mapped_image(file_identity const& file) {

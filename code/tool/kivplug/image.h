@@ -11,9 +11,17 @@
 
 namespace kivplug {
 
-// What is wrong with the file at path; empty when it is whole. Empty also when it is missing or
-// cannot be read: the dynamic linker refuses that by itself.
-std::string image_fault(std::string const& path);
+enum class image_fault_kind { none, not_regular, empty, not_elf, cut_short, other_machine };
+
+struct image_fault {
+    image_fault_kind kind = image_fault_kind::none;
+    std::string problem;  // the end of a sentence that begins with the file
+    std::string repair;
+};
+
+// What is wrong with the file at path. Nothing when it is missing or cannot be read: the dynamic
+// linker refuses that by itself.
+image_fault fault_of_image(std::string const& path);
 
 // Whether code of this process comes from the file.
 bool is_mapped_image(file_identity const& file);

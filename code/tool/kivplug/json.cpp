@@ -37,6 +37,15 @@ std::string written(std::string const& text) {
     return line += '"';
 }
 
+template <typename item, typename writer>
+std::string written_list(std::vector<item> const& items, writer const& write) {
+    std::string text;
+    for (auto const& each : items) {
+        text += (text.empty() ? "" : ", ") + write(each);
+    }
+    return "[" + text + "]";
+}
+
 }  // namespace
 
 void json_object::add(std::string const& name, std::string const& value) {
@@ -53,6 +62,14 @@ void json_object::add(std::string const& name, std::map<std::string, std::string
         inner.add(key, value);
     }
     add_written(name, inner.text());
+}
+
+void json_object::add(std::string const& name, std::vector<std::string> const& values) {
+    add_written(name, written_list(values, written));
+}
+
+void json_object::add(std::string const& name, std::vector<json_object> const& values) {
+    add_written(name, written_list(values, [](json_object const& each) { return each.text(); }));
 }
 
 void json_object::add_written(std::string const& name, std::string const& value) {

@@ -7,6 +7,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "descriptor.h"
 
@@ -18,6 +19,8 @@ class json_object {
     void add(std::string const& name, std::string const& value);
     void add(std::string const& name, long long value);
     void add(std::string const& name, std::map<std::string, std::string> const& values);
+    void add(std::string const& name, std::vector<std::string> const& values);
+    void add(std::string const& name, std::vector<json_object> const& values);
 
     // On one line, without its end.
     std::string text() const { return "{" + members + "}"; }

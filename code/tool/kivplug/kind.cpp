@@ -1,7 +1,7 @@
 #include "kind.h"
 
 #include <algorithm>
-#include <iterator>
+#include <vector>
 
 #include <kivcore/browser.h>
 #include <kivcore/frame_reader.h>
@@ -32,9 +32,9 @@ bool is_a(plugin& object) {
     return dynamic_cast<type*>(&object) != nullptr;
 }
 
-// The most special interface of the object, whatever it calls itself; null when it has none.
-interface const* interface_of(plugin& object) {
-    static interface const known[] = {
+// The more special ones first.
+std::vector<interface> const& interfaces() {
+    static std::vector<interface> const known = {
         {k_kind_frame_reader, plugin::k_kind_reader,
          "use 'kivplug tracks', 'kivplug frames' or 'kivplug read'", is_a<kivcore::frame_reader>},
         {k_kind_multi_file_reader, plugin::k_kind_reader, "use 'kivplug files' or 'kivplug read'",
@@ -47,10 +47,15 @@ interface const* interface_of(plugin& object) {
         {plugin::k_kind_monitor, plugin::k_kind_monitor, "use 'kivplug watch'",
          is_a<kivcore::monitor>},
     };
-    auto const* const found =
-        std::find_if(std::begin(known), std::end(known),
-                     [&](interface const& each) { return each.is_of(object); });
-    return found != std::end(known) ? found : nullptr;
+    return known;
+}
+
+// The most special interface of the object, whatever it calls itself; null when it has none.
+interface const* interface_of(plugin& object) {
+    auto const& known = interfaces();
+    auto const found = std::find_if(known.begin(), known.end(),
+                                    [&](interface const& each) { return each.is_of(object); });
+    return found != known.end() ? &*found : nullptr;
 }
 
 std::string said_kind(std::string const& id, plugin& made) {
@@ -62,6 +67,24 @@ std::string said_kind(std::string const& id, plugin& made) {
 }
 
 }  // namespace
+
+bool is_kind(std::string const& kind) {
+    auto const& known = interfaces();
+    return std::any_of(known.begin(), known.end(),
+                       [&](interface const& each) { return each.kind == kind; });
+}
+
+bool is_of_kind(plugin& object, std::string const& kind) {
+    auto const& known = interfaces();
+    return std::any_of(known.begin(), known.end(), [&](interface const& each) {
+        return each.kind == kind && each.is_of(object);
+    });
+}
+
+std::string interface_name(plugin& object) {
+    auto const* const known = interface_of(object);
+    return known != nullptr ? known->name : "";
+}
 
 void fail_for_kind(std::string const& id, plugin& made, std::string const& wanted) {
     auto const kind = said_kind(id, made);

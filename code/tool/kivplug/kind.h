@@ -13,6 +13,15 @@ namespace kivplug {
 constexpr char const* k_kind_frame_reader = "frame_reader";
 constexpr char const* k_kind_multi_file_reader = "multi_file_reader";
 
+// Whether kind() of one of the library's interfaces returns this.
+bool is_kind(std::string const& kind);
+
+// Whether the object has an interface with this kind.
+bool is_of_kind(kivcore::plugin& object, std::string const& kind);
+
+// The most special interface of the object, whatever it calls itself; empty when it has none.
+std::string interface_name(kivcore::plugin& object);
+
 // Raises the failure for an object that is not a `wanted`: it says what the object is instead, and
 // which verb fits that.
 [[noreturn]] void fail_for_kind(std::string const& id, kivcore::plugin& made,

@@ -8,9 +8,12 @@
 #include <cerrno>
 #include <filesystem>
 #include <system_error>
+#include <utility>
+#include <vector>
 
 #include <morbase/path.h>
 
+#include "check/finding.h"
 #include "descriptor.h"
 #include "failure.h"
 #include "notices.h"
@@ -54,18 +57,6 @@ bool has_entry(std::string const& directory, std::string const& name) {
 [[noreturn]] void fail_for_search(std::string const& directory) {
     throw failure("cannot search the directory " + quoted(directory) + ": " + error_text(EACCES) +
                   "; make it searchable, or take it away");
-}
-
-bool may_be_plugin(std::string const& directory, std::string const& name) {
-    if (name.front() == '.') {
-        return false;
-    }
-    std::error_code error;
-    auto const status = fs::symlink_status(in(directory, name), error);
-    if (error == std::errc::permission_denied) {
-        fail_for_search(directory);
-    }
-    return fs::is_directory(status) || fs::is_symlink(status);
 }
 
 // Of what may be a plug-in, only a link can turn out to be something else.
@@ -149,22 +140,57 @@ void require_description(std::string const& directory) {
     }
 }
 
-void load_plugin(kivcore::plugins& registry, std::string const& directory) {
-    require_description(directory);
-    notices printed;
-    bool const is_loaded = registry.load_plugin(directory);
-    auto const text = printed.end();
-    print_lines(text);
-    if (is_loaded) {
-        return;
+// What keeps the library from reading the description; empty when it can be read. The library does
+// not say why.
+std::string description_fault(std::string const& directory) {
+    try {
+        require_directory(directory);
+        require_description(directory);
+        return "";
+    } catch (failure const& found) {
+        return found.what();
     }
-    // These do not say what is wrong. The file was there and could be read.
-    bool const is_unexplained = text.empty() || text.find(": unknown reason\n") < text.size() ||
-                                text.find(": Could not create xml reader ") < text.size();
-    throw failure(quoted(directory) + " did not load whole; " +
-                  (is_unexplained ? "memory may have run out, try again with more"
-                                  : "fix its plugin.xml, the message above says what is wrong"));
 }
+
+// Prints what goes wrong, and what is surprising.
+class loading_observer final : public kivcore::load_observer {
+  public:
+    bool is_complete() const noexcept { return complete; }
+
+    void failed(std::string const& directory, std::string const& reason) override {
+        complete = false;
+        say(load_fault(directory, reason, std::exchange(report, "")));
+    }
+
+    void replaced(std::string const& directory, std::string const& id,
+                  std::string const& previous_directory) override {
+        say(quoted(directory) + " replaces " + quoted(previous_directory) + " as " + id +
+            ": a native plug-in replaces one that is not native");
+    }
+
+    void refused(std::string const& directory, std::string const& id,
+                 std::string const& holder_directory, std::string const& reason) override {
+        say(quoted(directory) + " is not registered as " + id +
+            (holder_directory.empty() ? ": " + reason : refusal(directory, holder_directory)));
+    }
+
+    void xml_report(std::string const& directory, int /*severity*/, std::string const& message,
+                    int line, int column) override {
+        report = report_text(directory, message, line, column);
+    }
+
+  private:
+    static std::string refusal(std::string const& directory, std::string const& holder) {
+        std::error_code unknown;
+        return fs::equivalent(directory, holder, unknown)
+                   ? " a second time; name the directory once, and give each id once"
+                   : ", which " + quoted(holder) +
+                         " already is; remove one of them, or change its id";
+    }
+
+    std::string report;  // of the XML library, about the current directory
+    bool complete = true;
+};
 
 // The plug-in directory that this is a part of; empty when there is none.
 std::string enclosing_plugin(std::string const& directory) {
@@ -196,57 +222,55 @@ void require_collection(std::string const& directory, std::vector<std::string> c
     }
 }
 
-// Returns what the call returns; false when it raised a failure, which is then printed.
-template <typename call_type>
-bool succeeds(call_type const& call) {
-    try {
-        return call();
-    } catch (failure const& error) {
-        say(error.what());
-        return false;
-    }
-}
-
-// As load_plugins, but one by one: the library's line on a failure need not name the
-// directory.
-bool load_each(kivcore::plugins& registry, std::string const& directory,
-               std::vector<std::string> const& names) {
-    bool are_loaded = true;
-    for (auto const& name : names) {
-        if (may_be_plugin(directory, name)) {
-            bool const is_loaded = succeeds([&] {
-                auto const path = in(directory, name);
-                require_directory(path);
-                load_plugin(registry, path);
-                return true;
-            });
-            are_loaded = are_loaded && is_loaded;
-        }
-    }
-    return are_loaded;
-}
-
-bool load_directory(kivcore::plugins& registry, std::string const& directory,
-                    std::string const& origin) {
-    return succeeds([&] {
-        auto const names = entries_of(directory, origin);
-        if (std::find(names.begin(), names.end(), k_description) != names.end()) {
-            load_plugin(registry, directory);
-            return true;
-        }
-        require_collection(directory, names);
-        return load_each(registry, directory, names);
-    });
-}
-
 }  // namespace
 
-bool load(kivcore::plugins& registry, search_path const& path) {
-    bool are_loaded = true;
-    for (auto const& directory : path.directories) {
-        are_loaded = load_directory(registry, directory, path.origin) && are_loaded;
+std::string report_text(std::string const& directory, std::string const& message, int line,
+                        int column) {
+    return location{in(directory, k_description), line, column}.text() + ": " +
+           message.substr(0, message.find('\n'));
+}
+
+std::string load_fault(std::string const& directory, std::string const& reason,
+                       std::string const& report) {
+    auto fault = description_fault(directory);
+    if (!fault.empty()) {
+        return fault;
     }
-    return are_loaded;
+    // The file is there and can be read: only too little memory gives these reasons.
+    bool const is_unexplained =
+        reason == "unknown reason" || reason.rfind("Could not create xml reader ", 0) == 0;
+    return quoted(directory) + " did not load whole" +
+           (is_unexplained ? "; memory may have run out, try again with more"
+                           : ": " + (report.empty() ? reason : report) + "; fix its plugin.xml");
+}
+
+void load_directory(kivcore::plugins& registry, std::string const& directory,
+                    std::string const& origin, kivcore::load_observer& observer) {
+    auto const names = entries_of(directory, origin);
+    if (std::find(names.begin(), names.end(), k_description) != names.end()) {
+        registry.load_plugin(directory, observer);
+        return;
+    }
+    require_collection(directory, names);
+    std::error_code error;
+    if (!fs::exists(in(directory, "."), error) && error == std::errc::permission_denied) {
+        fail_for_search(directory);
+    }
+    registry.load_plugins(directory, observer);
+}
+
+bool load(kivcore::plugins& registry, search_path const& path) {
+    loading_observer observer;
+    bool are_listed = true;
+    for (auto const& directory : path.directories) {
+        try {
+            load_directory(registry, directory, path.origin, observer);
+        } catch (failure const& error) {
+            say(error.what());
+            are_listed = false;
+        }
+    }
+    return are_listed && observer.is_complete();
 }
 
 }  // namespace kivplug

@@ -16,7 +16,6 @@
 #include "arguments.h"
 #include "descriptor.h"
 #include "failure.h"
-#include "host.h"
 #include "notices.h"
 #include "output.h"
 #include "text.h"
@@ -52,12 +51,8 @@ int run(CLI::App& app, kivplug::command_line& line, kivplug::byte_sink& out, int
         char** words) {
     bool is_whole = true;
     try {
-        // The host is made only when a verb has been understood: neither --help nor a misuse
-        // loads plug-ins, whose notices would hide what is printed.
         app.parse(count, words);
-        kivplug::host const host(line.directories);
-        line.work(host, out);
-        is_whole = host.is_complete() || !app.got_subcommand("list");
+        is_whole = line.work(out);
     } catch (CLI::Success const& wanted) {  // --help, --version
         std::ostringstream text;
         app.exit(wanted, text, text);

@@ -20,14 +20,14 @@ std::vector<std::string> directories_of_environment() {
     return directories;
 }
 
-std::string own_plugin_directory() {
+// What is installed at this path relative to the program.
+std::string installed(char const* from_bin, char const* advice) {
     std::error_code error;
     auto const program = std::filesystem::read_symlink("/proc/self/exe", error);
     if (error) {
-        throw failure("cannot tell where kivplug is installed: " + error.message() +
-                      "; name a plug-in directory with -d");
+        throw failure("cannot tell where kivplug is installed: " + error.message() + advice);
     }
-    return (program.parent_path() / KIVPLUG_PLUGINS_FROM_BIN).lexically_normal().string();
+    return (program.parent_path() / from_bin).lexically_normal().string();
 }
 
 }  // namespace
@@ -40,7 +40,12 @@ search_path chosen_path(std::vector<std::string> const& directories) {
     if (!named.empty()) {
         return {named, "named in KIVPLUG_PATH"};
     }
-    return {{own_plugin_directory()}, "where this kivplug has its plug-ins"};
+    auto const own = installed(KIVPLUG_PLUGINS_FROM_BIN, "; name a plug-in directory with -d");
+    return {{own}, "where this kivplug has its plug-ins"};
+}
+
+std::string installed_schema() {
+    return installed(KIVPLUG_SCHEMA_FROM_BIN, "");
 }
 
 }  // namespace kivplug

@@ -17,6 +17,9 @@ struct search_path {
 // this program's own. There is at least one.
 search_path chosen_path(std::vector<std::string> const& directories);
 
+// The schema for descriptions that is installed with this program.
+std::string installed_schema();
+
 }  // namespace kivplug
 
 #endif

@@ -1,0 +1,135 @@
+#include "check/check.h"
+
+#include <algorithm>
+#include <chrono>
+
+#include "binary_step.h"
+#include "conflict_step.h"
+#include "description_step.h"
+#include "failure.h"
+#include "html_report.h"
+#include "json.h"
+#include "notices.h"
+#include "plugin_directories.h"
+#include "report.h"
+#include "trial_step.h"
+
+namespace kivplug {
+
+namespace {
+
+// The description is not where the library looks, or cannot be read.
+constexpr int k_first_rule_of_place = 100;
+constexpr int k_last_rule_of_place = 109;
+
+// The object stays in memory: as the file shows, and as the trial sees it.
+constexpr int k_first_rule_of_pins = 350;
+constexpr int k_last_rule_of_pins = 352;
+constexpr int k_rule_of_handle = 430;
+
+checked_directory described(std::string const& path) {
+    checked_directory checked{path};
+    step_report report{step::description};
+    checked.plugins = check_description(path, report.found);
+    checked.steps.push_back(report);
+    return checked;
+}
+
+bool has_error(step_report const& report) {
+    return std::any_of(report.found.begin(), report.found.end(), [](finding const& each) {
+        return rule_of(each.rule).weight == level::error;
+    });
+}
+
+bool has_rule(step_report const& report, int first, int last) {
+    return std::any_of(report.found.begin(), report.found.end(), [=](finding const& each) {
+        return each.rule >= first && each.rule <= last;
+    });
+}
+
+// Adds the reports of the steps that need the shared object. A mistake that explains others is
+// reported alone: without a description in its place nothing is known about the object, and an
+// object with a known fault is not tried.
+void check_code(checked_directory& checked, std::chrono::seconds trial_time) {
+    auto const& description = checked.steps.front();
+    step_report binary{step::binary};
+    step_report trial{step::trial};
+    binary.is_skipped = checked.plugins.empty() &&
+                        has_rule(description, k_first_rule_of_place, k_last_rule_of_place);
+    if (!binary.is_skipped) {
+        check_binary(checked.path, checked.plugins, binary.found);
+    }
+    trial.is_skipped = checked.plugins.empty() || has_error(description) || has_error(binary);
+    if (!trial.is_skipped) {
+        check_trial(checked.path, checked.plugins, trial_time, trial.found);
+    }
+    if (has_rule(binary, k_first_rule_of_pins, k_last_rule_of_pins)) {
+        auto const is_known = [](finding const& each) { return each.rule == k_rule_of_handle; };
+        trial.found.erase(std::remove_if(trial.found.begin(), trial.found.end(), is_known),
+                          trial.found.end());
+    }
+    checked.steps.push_back(binary);
+    checked.steps.push_back(trial);
+}
+
+void drop_advice(checked_directory& checked) {
+    for (auto& report : checked.steps) {
+        auto& found = report.found;
+        found.erase(std::remove_if(found.begin(), found.end(),
+                                   [](finding const& each) {
+                                       return rule_of(each.rule).weight == level::advice;
+                                   }),
+                    found.end());
+    }
+}
+
+bool is_clean(checked_directory const& checked) {
+    return std::all_of(checked.steps.begin(), checked.steps.end(),
+                       [](step_report const& each) { return each.found.empty(); });
+}
+
+}  // namespace
+
+checked_directory check_directory(std::string const& path) {
+    auto checked = described(path);
+    check_code(checked, std::chrono::seconds(check_options().time_limit));
+    return checked;
+}
+
+bool check(byte_sink& out, check_options const& options) {
+    if (options.codes) {
+        out.write(rule_table());
+        return true;
+    }
+    bool are_listed = true;
+    std::vector<checked_directory> all;
+    for (auto const& named : options.directories) {
+        try {
+            for (auto const& path : plugin_directories(named)) {
+                all.push_back(described(path));
+            }
+        } catch (failure const& error) {
+            say(error.what());
+            are_listed = false;
+        }
+    }
+    check_conflicts(all);
+    print_items(out, options.json, [&](json_array* array) {
+        for (auto& directory : all) {
+            check_code(directory, std::chrono::seconds(options.time_limit));
+            if (!options.strict) {
+                drop_advice(directory);
+            }
+            array != nullptr ? array->add(json_report(directory))
+                             : out.write(text_report(directory));
+        }
+    });
+    if (!options.html.empty()) {
+        auto page = byte_sink::to_file(options.html);
+        page.write(html_report(all));
+        page.finish();
+    }
+    return are_listed && std::all_of(all.begin(), all.end(), is_clean);
+}
+
+}  // namespace kivplug

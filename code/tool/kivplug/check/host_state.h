@@ -1,0 +1,35 @@
+// What all code of a process shares, and a plug-in must leave as it is.
+
+#ifndef KIVPLUG_CHECK_HOST_STATE_H
+#define KIVPLUG_CHECK_HOST_STATE_H
+
+#include <array>
+#include <csignal>
+#include <map>
+#include <string>
+
+namespace kivplug {
+
+class host_state {
+  public:
+    // As it is now.
+    host_state();
+
+    // What is another since, with both values; empty when nothing is.
+    std::string change() const;
+
+    // The signal whose handler was set since and is not in memory any more; empty without one.
+    std::string lost_handler() const;
+
+    // A file that was opened since and is still open; empty without one.
+    std::string open_file() const;
+
+  private:
+    std::map<std::string, std::string> values;  // by what they are called
+    std::array<void*, NSIG> handlers;
+    std::map<int, std::string> files;  // what each descriptor is
+};
+
+}  // namespace kivplug
+
+#endif

@@ -1,0 +1,119 @@
+#include "id_picture.h"
+
+#include <algorithm>
+#include <map>
+#include <set>
+
+#include "text.h"
+
+namespace kivplug {
+
+namespace {
+
+// In the picture's units. It is scaled to the page's width.
+constexpr int k_row = 26;
+constexpr int k_width = 900;
+constexpr int k_directory_end = 300;
+constexpr int k_id_start = 480;
+constexpr std::size_t k_most_letters = 44;
+constexpr std::size_t k_most_rows = 500;
+
+// The directories that give each id, by their place in the picture.
+using givers = std::map<std::string, std::set<std::size_t>>;
+
+givers givers_of(std::vector<checked_directory> const& all) {
+    givers found;
+    for (std::size_t place = 0; place < all.size(); ++place) {
+        for (auto const& plugin : all[place].plugins) {
+            for (auto const& id : plugin.ids) {
+                found[id].insert(place);
+            }
+        }
+    }
+    return found;
+}
+
+// The end of a long text says more than its start. Cut between characters.
+std::string shortened(std::string const& text) {
+    auto const shown = printable(text);
+    if (shown.size() <= k_most_letters) {
+        return html_text(shown);
+    }
+    auto start = shown.size() - k_most_letters;
+    while (start < shown.size() && (static_cast<unsigned char>(shown[start]) & 0xc0U) == 0x80U) {
+        ++start;
+    }
+    return "\u2026" + html_text(shown.substr(start));
+}
+
+int height_of(std::size_t row) {
+    return static_cast<int>(row) * k_row + k_row;
+}
+
+std::string label(int across, std::size_t row, char const* kind, std::string const& text) {
+    return "<text class=\"" + std::string(kind) + "\" x=\"" + std::to_string(across) + "\" y=\"" +
+           std::to_string(height_of(row)) + "\"><title>" + html_text(text) + "</title>" +
+           shortened(text) + "</text>\n";
+}
+
+std::string line(std::size_t from, std::size_t to, char const* kind) {
+    int const start = height_of(from) - 4;
+    int const end = height_of(to) - 4;
+    int const middle = (k_directory_end + k_id_start) / 2;
+    return "<path class=\"" + std::string(kind) + "\" d=\"M" + std::to_string(k_directory_end + 8) +
+           " " + std::to_string(start) + " C" + std::to_string(middle) + " " +
+           std::to_string(start) + " " + std::to_string(middle) + " " + std::to_string(end) + " " +
+           std::to_string(k_id_start - 8) + " " + std::to_string(end) + "\"/>\n";
+}
+
+}  // namespace
+
+std::string html_text(std::string const& text) {
+    std::string escaped;
+    for (char const each : printable(text)) {
+        switch (each) {
+            case '&':
+                escaped += "&amp;";
+                break;
+            case '<':
+                escaped += "&lt;";
+                break;
+            case '>':
+                escaped += "&gt;";
+                break;
+            case '"':
+                escaped += "&quot;";
+                break;
+            default:
+                escaped += each;
+                break;
+        }
+    }
+    return escaped;
+}
+
+std::string id_picture(std::vector<checked_directory> const& all) {
+    auto const ids = givers_of(all);
+    if (ids.empty() || ids.size() > k_most_rows || all.size() > k_most_rows) {
+        return "";  // nothing to see, or too much
+    }
+    std::string drawn;
+    for (std::size_t row = 0; row < all.size(); ++row) {
+        drawn += label(k_directory_end, row, "directory", all[row].path);
+    }
+    std::size_t row = 0;
+    for (auto const& [id, directories] : ids) {
+        bool const is_conflict = directories.size() > 1;
+        drawn += label(k_id_start, row, is_conflict ? "id conflict" : "id", id);
+        for (auto const directory : directories) {
+            drawn += line(directory, row, is_conflict ? "conflict" : "");
+        }
+        ++row;
+    }
+    int const height = height_of(std::max(ids.size(), all.size()));
+    return "<svg role=\"img\" aria-label=\"Directories, the ids that they give, and conflicts\" "
+           "viewBox=\"0 0 " +
+           std::to_string(k_width) + " " + std::to_string(height) + "\">\n" + drawn + "</svg>\n";
+}
+
+}  // namespace kivplug

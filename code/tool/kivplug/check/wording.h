@@ -1,0 +1,32 @@
+// Names as findings give them.
+
+#ifndef KIVPLUG_CHECK_WORDING_H
+#define KIVPLUG_CHECK_WORDING_H
+
+#include <cstddef>
+#include <functional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kivplug {
+
+using symbol_names = std::set<std::string, std::less<>>;
+
+std::string in_quotes(std::string_view text);
+
+// The declaration that a symbol of C++ stands for. The symbol itself when it is none, and only the
+// start of a long one.
+std::string declaration_of(std::string_view symbol);
+
+// "a", "b", "c" and 4 others
+std::string listed(std::vector<std::string_view> const& names);
+
+// How many characters must be added, removed, replaced or swapped with the next to turn one into
+// the other.
+std::size_t distance_between(std::string_view one, std::string_view other);
+
+}  // namespace kivplug
+
+#endif

@@ -1,0 +1,205 @@
+#include "why.h"
+
+#include <algorithm>
+#include <limits>
+#include <map>
+
+#include <kivcore/plugins.h>
+
+#include "check/check.h"
+#include "check/report.h"
+#include "check/wording.h"
+#include "failure.h"
+#include "load_story.h"
+#include "loading.h"
+#include "search_path.h"
+#include "text.h"
+
+namespace kivplug {
+
+namespace {
+
+constexpr char const* k_everything = "(?s).*";
+constexpr char const* k_fields[] = {"category", "type", "key", "developer id", "version"};
+constexpr std::size_t k_most_nearest = 3;
+
+std::vector<std::string> fields_of(std::string const& id) {
+    return split(id + '/', '/');
+}
+
+// How an id differs from the one that is wanted.
+struct difference {
+    std::size_t fields = std::numeric_limits<std::size_t>::max();
+    std::size_t letters = 0;
+    std::string text = {};
+
+    bool operator<(difference const& other) const {
+        return fields != other.fields ? fields < other.fields : letters < other.letters;
+    }
+};
+
+difference difference_of(std::string const& id, std::string const& wanted) {
+    auto const have = fields_of(id);
+    auto const want = fields_of(wanted);
+    if (have.size() != std::size(k_fields) || want.size() != std::size(k_fields)) {
+        return {std::size(k_fields), distance_between(id, wanted), ""};
+    }
+    difference found{0};
+    for (std::size_t i = 0; i < std::size(k_fields); ++i) {
+        if (have[i] != want[i]) {
+            ++found.fields;
+            found.letters += distance_between(have[i], want[i]);
+            found.text += (found.text.empty() ? ": its " : ", and its ") +
+                          std::string(k_fields[i]) + " is " + quoted(have[i]) + ", not " +
+                          quoted(want[i]);
+        }
+    }
+    return found;
+}
+
+// Answers for the ids of one registry. Every directory is checked once at most.
+class explainer {
+  public:
+    explainer(byte_sink& sink, kivcore::plugins const& loaded, load_story const& told)
+        : out(sink), registry(loaded), story(told) {}
+
+    // What is known about a registered id. True if its objects can be created.
+    bool explain_present(std::string const& id) {
+        auto const directory = value_of(*registry.describe_plugin(id), "path");
+        auto const& checked = checked_at(directory);
+        auto const errors = errors_of(checked, id);
+        bool const is_tried = !checked.steps.empty() && !checked.steps.back().is_skipped;
+        std::string const outcome = !errors.empty() ? "  but something is wrong with it:\n" + errors
+                                    : is_tried      ? "  its objects can be created\n"
+                                               : "  whether its objects can be created was not "
+                                                 "tried, because of other mistakes there; see "
+                                                 "'kivplug check'\n";
+        out.write(printable(id) + " is registered, from " + quoted(directory) + "\n" +
+                  conflicts_of(id) + outcome);
+        return errors.empty() && is_tried;
+    }
+
+    void explain_absent(std::string const& wanted) {
+        std::string text = "no plug-in is registered as " + quoted(wanted) +
+                           ", and no id matches it as a regular expression\n";
+        auto const count = fields_of(wanted).size();
+        if (count != std::size(k_fields)) {
+            text += "  an id has five fields, CATEGORY/TYPE/KEY/DEVELOPER/VERSION; this has " +
+                    std::to_string(count) + "\n";
+        }
+        text += conflicts_of(wanted) + nearest_text(wanted);
+        for (auto const& directory : story.not_loaded()) {
+            auto const& checked = checked_at(directory);
+            auto const ids = all_ids(checked);
+            bool const would_give = std::find(ids.begin(), ids.end(), wanted) != ids.end();
+            text += "  " + quoted(directory) +
+                    (would_give ? " would give it, but is not loaded, see above\n"
+                                : " is not loaded, see above\n") +
+                    errors_of(checked, "");
+        }
+        out.write(text);
+    }
+
+  private:
+    checked_directory const& checked_at(std::string const& directory) {
+        auto const place = checks.find(directory);
+        return place != checks.end()
+                   ? place->second
+                   : checks.emplace(directory, check_directory(directory)).first->second;
+    }
+
+    // The errors of a check that concern the plug-in with this id; all for an empty one.
+    static std::string errors_of(checked_directory const& checked, std::string const& id) {
+        auto const gives = [&](described_plugin const& each) {
+            return std::find(each.ids.begin(), each.ids.end(), id) != each.ids.end();
+        };
+        auto const own = std::find_if(checked.plugins.begin(), checked.plugins.end(), gives);
+        int const first = own != checked.plugins.end() ? own->where.line : 0;
+        int const last = own != checked.plugins.end() && own + 1 != checked.plugins.end()
+                             ? (own + 1)->where.line
+                             : std::numeric_limits<int>::max();
+        std::string text;
+        for (auto const& report : checked.steps) {
+            for (auto const& each : report.found) {
+                int const line = each.where.line;
+                bool const is_own = line == 0 || (line >= first && line < last);
+                if (rule_of(each.rule).weight == level::error && is_own) {
+                    text += finding_text(each);
+                }
+            }
+        }
+        return text;
+    }
+
+    std::string conflicts_of(std::string const& id) const {
+        std::string text;
+        auto const [begin, end] = story.conflicts().equal_range(id);
+        for (auto place = begin; place != end; ++place) {
+            text += "  " + place->second + "\n";
+        }
+        return text;
+    }
+
+    // The registered ids that are most like the wanted one.
+    std::string nearest_text(std::string const& wanted) const {
+        difference least;
+        std::vector<std::string> nearest;
+        for (auto const& id : registry.find_plugins(k_everything)) {
+            auto const found = difference_of(id, wanted);
+            if (found < least) {
+                least = found;
+                nearest.clear();
+            }
+            if (!(least < found) && nearest.size() < k_most_nearest) {
+                nearest.push_back(printable(id) + found.text);
+            }
+        }
+        std::string text;
+        for (auto const& each : nearest) {
+            text += "  near it: " + each + "\n";
+        }
+        return text;
+    }
+
+    byte_sink& out;
+    kivcore::plugins const& registry;
+    load_story const& story;
+    std::map<std::string, checked_directory> checks;
+};
+
+void load_all(kivcore::plugins& registry, search_path const& path, load_story& story) {
+    for (auto const& directory : path.directories) {
+        story.add_line("in " + quoted(directory) + ", " + path.origin + ":");
+        try {
+            load_directory(registry, directory, path.origin, story);
+        } catch (failure const& error) {
+            story.note_failure(directory, std::string("is not loaded: ") + error.what());
+        }
+    }
+}
+
+}  // namespace
+
+bool why(byte_sink& out, std::vector<std::string> const& directories, why_options const& options) {
+    auto const path = chosen_path(directories);
+    kivcore::plugins registry(path.directories.front());
+    load_story story;
+    load_all(registry, path, story);
+    for (auto const& line : story.lines()) {
+        out.write((line.back() == ':' ? "" : "  ") + line + "\n");
+    }
+    auto const ids = registry.describe_plugin(options.id) ? std::vector<std::string>{options.id}
+                                                          : registry.find_plugins(options.id);
+    explainer answers(out, registry, story);
+    if (ids.empty()) {
+        answers.explain_absent(options.id);
+        return false;
+    }
+    bool are_sound = true;
+    for (auto const& id : ids) {
+        are_sound = answers.explain_present(id) && are_sound;
+    }
+    return are_sound;
+}
+
+}  // namespace kivplug
