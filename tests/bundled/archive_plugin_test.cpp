@@ -165,6 +165,20 @@ TEST_F(archive_plugin, every_format_and_compression_supports_listing_reading_and
     }
 }
 
+#ifdef KIVPLUG  // which is built unless it is switched off
+TEST_F(archive_plugin, the_contracts_of_every_format_and_compression_are_kept) {
+    for (writing const& how : k_writings) {
+        make(how, {{"d/f", support::sample(70000)}, {"empty", ""}, {"l", "empty", AE_IFLNK}});
+        std::string const contract = "'" KIVPLUG "' -d '" BUILT_PLUGIN_DIR
+                                     "' contract "
+                                     "--sequences 50 ";
+        EXPECT_EQ(directory.shell(contract + "--browse io/browse/archive/.* " + how.name), 0);
+        EXPECT_EQ(directory.shell(contract + "io/read/archive/.* 'archive:" + how.name + "!/d/f'"),
+                  0);
+    }
+}
+#endif
+
 // One pass over the archive for each file would read hundreds of times its size.
 TEST_F(archive_plugin, many_files_are_read_in_any_order_in_a_few_passes) {
     constexpr std::size_t k_files = 300;

@@ -244,6 +244,22 @@ TEST_F(sound_plugin, reads_the_same_frames_of_every_format_in_order_and_after_se
     EXPECT_GT(tried, 150);
 }
 
+#ifdef KIVPLUG  // which is built unless it is switched off
+TEST_F(sound_plugin, its_contracts_are_kept_in_every_way_to_seek) {
+    for (int const format :
+         {k_wav_16, k_flac_16, k_mp3, SF_FORMAT_WAV | SF_FORMAT_IMA_ADPCM,
+          SF_FORMAT_OGG | SF_FORMAT_VORBIS, SF_FORMAT_OGG | SF_FORMAT_OPUS,
+          SF_FORMAT_CAF | SF_FORMAT_ALAC_16, SF_FORMAT_AIFF | SF_FORMAT_DWVW_16}) {
+        make(format, 1, sample(24000));
+        std::string const contract = "'" KIVPLUG "' -d '" BUILT_PLUGIN_DIR
+                                     "' contract "
+                                     "io/read/sound/.* sound --sequences 50 ";
+        EXPECT_EQ(directory.shell(contract), 0) << format;
+        EXPECT_EQ(directory.shell(contract + "--frames"), 0) << format;
+    }
+}
+#endif
+
 // The length is in the first frame, which counts as a frame of silence if its mark is missing.
 TEST_F(sound_plugin, reads_all_of_an_mp3_file_with_and_without_a_length) {
     constexpr std::size_t k_samples = 90000;

@@ -197,6 +197,44 @@ void add_why(CLI::App& app, command_line& line) {
         "objects can be created, 1 when not.");
 }
 
+// A writer must not touch anything that is there.
+void refuse_existing(std::string const& path) {
+    struct stat status = {};
+    if (lstat(path.c_str(), &status) == 0) {
+        throw CLI::ValidationError(
+            "FILE", "'" + path + "' exists; a writer is tested on a FILE that is not there yet");
+    }
+}
+
+void add_contract(CLI::App& app, command_line& line) {
+    auto& options = line.contract;
+    auto& verb = add_work(app, line, "contract", "Put a plug-in's contract to random tests",
+                          [&line](byte_sink& out) {
+                              if (line.contract.write) {
+                                  refuse_existing(line.contract.path);
+                              }
+                              return contract(host(line.directories), out, line.contract);
+                          });
+    add_place(verb, options, "The plug-in: a reader, unless an option says otherwise", "FILE",
+              "What it opens");
+    auto* const write =
+        verb.add_flag("--write", options.write, "It is a writer: FILE is made, and removed");
+    auto* const frames = verb.add_flag("--frames", options.frames, "It is a frame reader");
+    auto* const browse = verb.add_flag("--browse", options.browse, "It is a browser");
+    frames->excludes(write)->excludes(browse);
+    browse->excludes(write);
+    verb.add_option("--read-with", options.read_with,
+                    "The reader of what the writer writes\n[the one of the same key, if any]")
+        ->type_name("ID")
+        ->needs(write);
+    add_amount(verb, "--seed", options.seed, "N", "Of the first sequence of calls [1]");
+    add_amount(verb, "--sequences", options.sequences, "N", "How many [1000]");
+    add_amount(verb, "--timeout", options.timeout, "MS",
+               "Milliseconds without an answer that count as a hang\n[20000]");
+    add_json(verb, options.json);
+    verb.footer("Exit status: 0 when the contract holds, 1 when it does not.\n"s + k_verb_footer);
+}
+
 }  // namespace
 
 void add_arguments(CLI::App& app, command_line& line) {
@@ -211,7 +249,7 @@ void add_arguments(CLI::App& app, command_line& line) {
         ->option_text("DIR")
         ->allow_extra_args(false);  // the word after DIR is the verb
     for (auto* const add : {add_list, add_describe, add_read, add_write, add_browse, add_tracks,
-                            add_frames, add_files, add_watch, add_check, add_why}) {
+                            add_frames, add_files, add_watch, add_check, add_why, add_contract}) {
         add(app, line);
     }
 }

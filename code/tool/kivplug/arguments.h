@@ -10,6 +10,7 @@
 
 #include "browse.h"
 #include "check/check.h"
+#include "contract/contract.h"
 #include "descriptor.h"
 #include "host.h"
 #include "inspect.h"
@@ -37,6 +38,7 @@ struct command_line {
     view_options watch;
     check_options check;
     why_options why;
+    contract_options contract;
 
     // Does what the chosen verb does. False when something in it was not as it should be, and all
     // about that has been printed.

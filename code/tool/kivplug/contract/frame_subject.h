@@ -1,0 +1,50 @@
+// A frame reader under test: frames after seeks against the frames in order.
+
+#ifndef KIVPLUG_CONTRACT_FRAME_SUBJECT_H
+#define KIVPLUG_CONTRACT_FRAME_SUBJECT_H
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <kivcore/frame_reader.h>
+#include <kivcore/instance.h>
+
+#include "host.h"
+#include "operation.h"
+#include "subject.h"
+
+namespace kivplug {
+
+struct track_facts {
+    std::vector<std::string> frames;
+    std::string description;
+    long long largest = 0;  // bytes of a frame
+    bool can_seek = false;
+
+    long long count() const { return static_cast<long long>(frames.size()); }
+};
+
+class frame_subject final : public subject {
+  public:
+    // from must outlive it.
+    frame_subject(host const& from, place opened);
+
+    void prepare(trace const& log) override;
+    calls generate(dice& random) const override;
+    void run(calls const& sequence, trace const& log) const override;
+
+  private:
+    kivcore::instance<kivcore::frame_reader> make_opened(trace const& log) const;
+    track_facts facts_of(unsigned int track, trace const& log) const;
+    void read_frames(kivcore::frame_reader& file, trace const& log, track_facts& facts) const;
+    call next_call(dice& random) const;
+
+    place where;
+    std::function<kivcore::instance<kivcore::frame_reader>()> make;
+    std::vector<track_facts> known;
+};
+
+}  // namespace kivplug
+
+#endif
