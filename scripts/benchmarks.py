@@ -1,4 +1,4 @@
-"""Shared by scripts/bench and scripts/instructions: the build and running commands."""
+"""Shared by scripts/bench, scripts/instructions and scripts/scoreboard: builds and commands."""
 
 import pathlib
 import subprocess
@@ -8,9 +8,10 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD = ROOT / "build" / "bench"
 
 
-def run(*command):
+def run(*command, **options):
     """Runs a command; if it fails, ends the script with the command's output."""
-    done = subprocess.run([str(word) for word in command], capture_output=True, text=True)
+    done = subprocess.run([str(word) for word in command], capture_output=True, text=True,
+                          **options)
     if done.returncode != 0:
         name = pathlib.Path(sys.argv[0]).name
         sys.exit(f"{name}: {' '.join(map(str, command))} failed:\n{done.stdout}{done.stderr}")
