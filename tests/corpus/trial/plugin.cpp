@@ -161,10 +161,6 @@ CREATES leaves_thread() {
     }).detach();
     return new reader;
 }
-CREATES leaves_busy_thread() {
-    std::thread(loop).detach();
-    return new reader;
-}
 CREATES leaves_handler() {
     std::signal(SIGUSR1, [](int) {});
     return new reader;

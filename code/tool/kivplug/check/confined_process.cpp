@@ -24,7 +24,7 @@ namespace {
 using clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds k_between_looks(10);
-constexpr off_t k_most_printed = 4096;  // what is kept of it
+constexpr off_t k_most_printed = off_t{64} << 10;  // what is kept of it: a stack trace is long
 
 // While an object of this class lives, the end of a child is a signal that can be waited for. A
 // starter of this program may have had it ignored, and children then leave no status.

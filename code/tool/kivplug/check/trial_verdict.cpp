@@ -15,7 +15,8 @@ namespace kivplug {
 
 namespace {
 
-constexpr std::size_t k_most_quoted = 300;  // bytes of what a plug-in printed
+constexpr std::size_t k_most_quoted = 300;                    // bytes of what a plug-in printed
+constexpr char const* k_runtime_error = ": runtime error: ";  // of a sanitizer
 
 // What is wrong, under the number of its rule.
 struct fault {
@@ -59,7 +60,7 @@ std::string printed_text(std::string const& printed) {
     auto lines = split(printed, '\n');
     lines.erase(std::remove(lines.begin(), lines.end(), ""), lines.end());
     auto const summary = std::find_if(lines.begin(), lines.end(), [](std::string const& line) {
-        return line.rfind("SUMMARY: ", 0) == 0;
+        return line.rfind("SUMMARY: ", 0) == 0 || line.find(k_runtime_error) < line.size();
     });
     if (summary != lines.end()) {
         lines = {*summary};
@@ -125,7 +126,7 @@ bool needs_sanitizer(std::string const& printed) {
 
 bool is_sanitizer_report(std::string const& printed) {
     return printed.find("Sanitizer: ") < printed.size() ||
-           printed.find(": runtime error: ") < printed.size();
+           printed.find(k_runtime_error) < printed.size();
 }
 
 // Of a process that was ended because it was beyond a limit.
