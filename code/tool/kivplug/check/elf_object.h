@@ -32,7 +32,7 @@ bool is_exported(elf_symbol const& symbol);
 
 // A version that the object needs of a library.
 struct required_version {
-    std::string library;  // as in elf_object::needed
+    std::string provider;  // as in elf_object::needed
     std::string version;
 };
 

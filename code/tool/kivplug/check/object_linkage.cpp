@@ -91,7 +91,7 @@ void check_versions(library_graph const& graph, findings& found) {
     auto const most = found.size() + k_most_findings;
     for (std::size_t node = 0; node < graph.nodes.size(); ++node) {
         for (auto const& each : graph.nodes[node].object->required_versions()) {
-            auto const library = libraries.find(each.library);
+            auto const library = libraries.find(each.provider);
             auto const path = library != libraries.end()
                                   ? library_version_fault(*library->second, each.version)
                                   : "";
@@ -100,11 +100,11 @@ void check_versions(library_graph const& graph, findings& found) {
                 found.push_back({322,
                                  {object.path(), 0, 0, each.version},
                                  by + " needs the version " + in_quotes(each.version) + " of " +
-                                     in_quotes(each.library) + ", which " + in_quotes(path) +
+                                     in_quotes(each.provider) + ", which " + in_quotes(path) +
                                      " does not have",
                                  "build it on a system as old as the oldest that it shall run "
                                  "on, or install a newer " +
-                                     in_quotes(each.library)});
+                                     in_quotes(each.provider)});
             }
         }
     }

@@ -47,7 +47,7 @@ constexpr known_report k_known[] = {
     {"AttValue: \" or ' expected", 110, "put the attribute's value between quotes"},
     {"Unescaped '<' not allowed", 110, R"(write "&lt;" for "<", or close the quotes before it)"},
     {"invalid element name", 110, R"(write "&lt;" for a "<" that is a character)"},
-    {"Specification mandates value", 110, "give the attribute a value between quotes"},
+    {"mandates value", 110, "give the attribute a value between quotes"},
     {"attributes construct error", 110, "put a blank in front of each attribute"},
     {"redefined", 110, "write each attribute once"},
     {"Comment not terminated", 110, "end the comment with \"-->\""},
