@@ -1,11 +1,5 @@
-// The plain C functions of a C-style plug-in, and the reader and writer that adapt them.
-//
-// A C-style plug-in exports these functions under names of its choice. The handle is the value
-// that its open function stores. The plug-in owns the handle and gets it back when its close
-// function is called. The caller owns the strings and buffers; they are valid only during the
-// call. No C++ exception may leave a function. open, close and flush return 0 on success,
-// negative on failure. read and write return the number of bytes, 0 at the end, negative on
-// failure. The others return bytes from the start, negative on failure.
+// The reader and the writer that adapt the C functions of a C-style plug-in. <kivcore/c_file_api.h>
+// has the contract of these functions.
 //
 // The adapters pass arguments and results through unchanged, and do not buffer. An adapter owns
 // the handle that open stored, until close. It holds no reference to the shared object, so
@@ -19,6 +13,7 @@
 
 #include <string>
 
+#include <kivcore/c_file_api.h>
 #include <kivcore/export.h>
 #include <kivcore/reader.h>
 #include <kivcore/writer.h>
@@ -26,25 +21,15 @@
 
 namespace kivcore {
 
-// (path, mode, where to store the handle). On failure it must not store anything: a stored value
-// counts as a handle, whatever open returns, and is passed to close.
-using c_open_function = int (*)(char const*, char const*, void**);
-// (handle); the handle is not used afterwards, even if this fails
-using c_close_function = int (*)(void*);
-// (handle, target, count of bytes)
-using c_read_function = int (*)(void*, void*, unsigned int);
-// (handle, source, count of bytes)
-using c_write_function = int (*)(void*, void const*, unsigned int);
-// (handle)
-using c_flush_function = int (*)(void*);
-// (handle, offset in bytes, origin as in morbase::whence); returns the new position
-using c_seek_function = long long (*)(void*, long long, unsigned char);
-// (handle); returns the position
-using c_get_pos_function = long long (*)(void*);
-// (handle, new position from the start); returns the new position
-using c_set_pos_function = long long (*)(void*, long long);
-// (handle); returns the size
-using c_size_function = long long (*)(void*);
+using c_open_function = kivcore_c_file_open*;
+using c_close_function = kivcore_c_file_close*;
+using c_read_function = kivcore_c_file_read*;
+using c_write_function = kivcore_c_file_write*;
+using c_flush_function = kivcore_c_file_flush*;
+using c_seek_function = kivcore_c_file_seek*;
+using c_get_pos_function = kivcore_c_file_get_pos*;
+using c_set_pos_function = kivcore_c_file_set_pos*;
+using c_size_function = kivcore_c_file_size*;
 
 // The reader that adapts such functions. factory_c_file_read creates these; a host may create one
 // from its own functions.

@@ -5,6 +5,7 @@
 
 #include <kivcore/browser.h>
 #include <kivcore/c_file.h>
+#include <kivcore/c_file_api.h>
 #include <kivcore/factory.h>
 #include <kivcore/frame_reader.h>
 #include <kivcore/instance.h>
