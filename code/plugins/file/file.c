@@ -21,7 +21,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <kivcore/c_file_api.h>
+
 #include "shared/stream.h"
+
+KIVCORE_C_FILE(file);  // all functions but open, because a reader and a writer share them
+KIVCORE_C_FILE_EXPORT kivcore_c_file_open file_open_reader;
+KIVCORE_C_FILE_EXPORT kivcore_c_file_open file_open_writer;
 
 // What a handle points to. Not locked: use a handle from one thread at a time.
 struct file {
@@ -110,17 +116,17 @@ static ssize_t write_some(struct file const* file, char const* source, size_t co
     return moved >= 0 ? moved : -errno;
 }
 
-EXPORTED int file_open_reader(char const* path, char const* mode, void** handle) {
+int file_open_reader(char const* path, char const* mode, void** handle) {
     int const flags = flags_of(mode, k_read_modes, sizeof k_read_modes / sizeof *k_read_modes);
     return flags < 0 ? flags : open_file(path, flags, handle);
 }
 
-EXPORTED int file_open_writer(char const* path, char const* mode, void** handle) {
+int file_open_writer(char const* path, char const* mode, void** handle) {
     int const flags = flags_of(mode, k_write_modes, sizeof k_write_modes / sizeof *k_write_modes);
     return flags < 0 ? flags : open_file(path, flags, handle);
 }
 
-EXPORTED int file_close(void* handle) {
+int file_close(void* handle) {
     struct file* file = handle;
     if (file == NULL) {
         return -EBADF;
@@ -131,7 +137,7 @@ EXPORTED int file_close(void* handle) {
     return failure == EINTR ? 0 : -failure;
 }
 
-EXPORTED int file_read(void* handle, void* target, unsigned int count) {
+int file_read(void* handle, void* target, unsigned int count) {
     struct file* file = handle;
     if (file == NULL) {
         return -EBADF;
@@ -151,7 +157,7 @@ EXPORTED int file_read(void* handle, void* target, unsigned int count) {
     return done > 0 || moved == 0 ? (int)done : (int)moved;
 }
 
-EXPORTED int file_write(void* handle, void const* source, unsigned int count) {
+int file_write(void* handle, void const* source, unsigned int count) {
     struct file* file = handle;
     if (file == NULL) {
         return -EBADF;
@@ -172,11 +178,11 @@ EXPORTED int file_write(void* handle, void const* source, unsigned int count) {
 
 // Nothing to do: the system already has the data. There is no promise about the disk, because
 // syncing would make frequent flushes slow.
-EXPORTED int file_flush(void* handle) {
+int file_flush(void* handle) {
     return handle != NULL ? 0 : -EBADF;
 }
 
-EXPORTED long long file_size(void* handle) {
+long long file_size(void* handle) {
     struct file const* file = handle;
     struct stat status;
     if (file == NULL) {
@@ -197,7 +203,7 @@ EXPORTED long long file_size(void* handle) {
     return end >= 0 ? end : -errno;
 }
 
-EXPORTED long long file_seek(void* handle, long long offset, unsigned char origin) {
+long long file_seek(void* handle, long long offset, unsigned char origin) {
     struct file* file = handle;
     if (file == NULL) {
         return -EBADF;

@@ -20,7 +20,12 @@
 
 #include <zlib.h>
 
+#include <kivcore/c_file_api.h>
+
 #include "shared/stream.h"
+
+KIVCORE_C_FILE(gzip_reader);
+KIVCORE_C_FILE(gzip_writer);
 
 // For compressed data. Larger than zlib's 8 KiB, for fewer system calls.
 enum { k_buffer_size = 256 * 1024 };
@@ -159,7 +164,7 @@ static int refuse_plain_content(struct reader* reader) {
     return next[0] == 0x1f && next[1] == 0x8b ? 0 : -EBADMSG;
 }
 
-EXPORTED int gzip_reader_close(void* handle) {
+int gzip_reader_close(void* handle) {
     struct reader* reader = handle;
     if (reader == NULL) {
         return -EBADF;
@@ -172,7 +177,7 @@ EXPORTED int gzip_reader_close(void* handle) {
 }
 
 // Leaves *handle unchanged on failure.
-EXPORTED int gzip_reader_open(char const* path, char const* mode, void** handle) {
+int gzip_reader_open(char const* path, char const* mode, void** handle) {
     if (strcmp(mode, "r") != 0 && strcmp(mode, "rb") != 0) {
         return -EINVAL;
     }
@@ -199,7 +204,7 @@ EXPORTED int gzip_reader_open(char const* path, char const* mode, void** handle)
     return 0;
 }
 
-EXPORTED int gzip_reader_read(void* handle, void* target, unsigned int count) {
+int gzip_reader_read(void* handle, void* target, unsigned int count) {
     struct reader* reader = handle;
     if (reader == NULL) {
         return -EBADF;
@@ -217,7 +222,7 @@ EXPORTED int gzip_reader_read(void* handle, void* target, unsigned int count) {
 }
 
 // Decompresses everything once to find the end. The position does not change.
-EXPORTED long long gzip_reader_size(void* handle) {
+long long gzip_reader_size(void* handle) {
     struct reader* reader = handle;
     if (reader == NULL) {
         return -EBADF;
@@ -237,7 +242,7 @@ EXPORTED long long gzip_reader_size(void* handle) {
 
 // The position may be after the end; a read there returns 0. A pipe refuses positions before
 // zlib's position, which may differ from the host's.
-EXPORTED long long gzip_reader_seek(void* handle, long long offset, unsigned char origin) {
+long long gzip_reader_seek(void* handle, long long offset, unsigned char origin) {
     struct reader* reader = handle;
     if (reader == NULL) {
         return -EBADF;
@@ -293,7 +298,7 @@ static bool is_write_mode(char const* mode) {
 }
 
 // Leaves *handle unchanged on failure.
-EXPORTED int gzip_writer_open(char const* path, char const* mode, void** handle) {
+int gzip_writer_open(char const* path, char const* mode, void** handle) {
     if (!is_write_mode(mode)) {
         return -EINVAL;
     }
@@ -319,7 +324,7 @@ EXPORTED int gzip_writer_open(char const* path, char const* mode, void** handle)
 }
 
 // Writes the remaining data and the trailer. The file is complete only if this succeeds.
-EXPORTED int gzip_writer_close(void* handle) {
+int gzip_writer_close(void* handle) {
     struct writer* writer = handle;
     if (writer == NULL) {
         return -EBADF;
@@ -335,7 +340,7 @@ EXPORTED int gzip_writer_close(void* handle) {
     return code == Z_OK ? 0 : failure;
 }
 
-EXPORTED int gzip_writer_write(void* handle, void const* source, unsigned int count) {
+int gzip_writer_write(void* handle, void const* source, unsigned int count) {
     struct writer* writer = handle;
     if (writer == NULL) {
         return -EBADF;
@@ -358,7 +363,7 @@ EXPORTED int gzip_writer_write(void* handle, void const* source, unsigned int co
 }
 
 // After this, everything written so far can be read from the file. It makes compression worse.
-EXPORTED int gzip_writer_flush(void* handle) {
+int gzip_writer_flush(void* handle) {
     struct writer* writer = handle;
     if (writer == NULL) {
         return -EBADF;
@@ -371,13 +376,13 @@ EXPORTED int gzip_writer_flush(void* handle) {
 }
 
 // The bytes written through this handle, before compression.
-EXPORTED long long gzip_writer_size(void* handle) {
+long long gzip_writer_size(void* handle) {
     struct writer* writer = handle;
     return writer != NULL ? gztell(writer->stream) : -EBADF;
 }
 
 // Refuses positions before the end, because compressed data cannot be overwritten.
-EXPORTED long long gzip_writer_seek(void* handle, long long offset, unsigned char origin) {
+long long gzip_writer_seek(void* handle, long long offset, unsigned char origin) {
     struct writer* writer = handle;
     if (writer == NULL) {
         return -EBADF;
