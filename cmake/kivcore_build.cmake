@@ -23,7 +23,9 @@ function(kivcore_hardening target)
 endfunction()
 
 # kivcore_library(NAME MACRO SOURCES...): a library of this tree, with its headers in
-# include/NAME, its export macro in <NAME/export.h> and, if it is shared, a soname.
+# include/NAME, its export macros in <NAME/export.h> and, if it is shared, a soname. MACRO is the
+# one that exports a class or a function. A member of an exported class is exported too, unless it
+# has the other one, which ends in _NO_EXPORT.
 function(kivcore_library name macro)
     add_library(${name} ${ARGN})
     if(BUILD_SHARED_LIBS)
@@ -31,6 +33,7 @@ function(kivcore_library name macro)
     else()
         kivcore_archive(${name})
     endif()
+    string(REGEX REPLACE "_API$" "_NO_EXPORT" no_export ${macro})
     # Also for static libraries: the program that links them exports their symbols.
     file(
         CONFIGURE
@@ -38,6 +41,7 @@ function(kivcore_library name macro)
         CONTENT [[
 #ifndef @macro@
 #define @macro@ __attribute__((visibility("default")))
+#define @no_export@ __attribute__((visibility("hidden")))
 #endif
 ]]
         @ONLY)
@@ -50,12 +54,16 @@ function(kivcore_library name macro)
     set_target_properties(
         ${name}
         PROPERTIES VERSION ${PROJECT_VERSION}
-                   # While the major version is 0, a new minor version may change the interface.
-                   SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}
+                   SOVERSION ${KIVCORE_COMPATIBLE_SINCE}
                    INSTALL_RPATH "$ORIGIN"
                    BUILD_WITH_INSTALL_RPATH ON)
     kivcore_warnings(${name})
     kivcore_hardening(${name})
+    # The standard library's templates are exported where they are instantiated. Other libraries
+    # have their own instances, and must not come to depend on ours.
+    set(script ${PROJECT_SOURCE_DIR}/cmake/no_std_exports.map)
+    target_link_options(${name} PRIVATE LINKER:--version-script=${script})
+    set_property(TARGET ${name} APPEND PROPERTY LINK_DEPENDS ${script})
     # Calls between the libraries use the address directly, without a PLT stub.
     target_compile_options(${name} PRIVATE -fno-plt)
     if(KIVCORE_INSTALL)

@@ -7,7 +7,7 @@ configure_package_config_file(
     INSTALL_DESTINATION ${KIVCORE_PACKAGE_DIR}
     PATH_VARS CMAKE_INSTALL_LIBDIR)
 write_basic_package_version_file(
-    ${PROJECT_BINARY_DIR}/kivcoreConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+    ${PROJECT_BINARY_DIR}/kivcoreConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/kivcoreConfig.cmake
               ${PROJECT_BINARY_DIR}/kivcoreConfigVersion.cmake cmake/kivcore_add_plugin.cmake
         DESTINATION ${KIVCORE_PACKAGE_DIR})

@@ -69,7 +69,7 @@ class KIVCORE_API factory_c_file_read : public plugins::factory {
     morbase::ptr_refcount<plugin> create() override;
 
   private:
-    void bind();
+    KIVCORE_NO_EXPORT void bind();
 
     morbase::ptr_refcount<loader> image_loader;
     morbase::ptr_refcount<plugins::info> description;
@@ -98,7 +98,7 @@ class KIVCORE_API factory_c_file_write : public plugins::factory {
     morbase::ptr_refcount<plugin> create() override;
 
   private:
-    void bind();
+    KIVCORE_NO_EXPORT void bind();
 
     morbase::ptr_refcount<loader> image_loader;
     morbase::ptr_refcount<plugins::info> description;

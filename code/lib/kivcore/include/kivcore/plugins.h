@@ -122,12 +122,12 @@ class KIVCORE_API plugins : public morbase::object_refcount {
     bool load_plugin(std::string const& dir, load_observer& observer);
 
   private:
-    class plugin_table;
+    class KIVCORE_NO_EXPORT plugin_table;
 
-    bool enter(morbase::ptr_refcount<info> const& description,
-               morbase::ptr_refcount<factory> const& maker, notices& to);
-    bool load_description(std::string const& dir, notices& to);
-    bool load_directory(std::string const& dir, notices& to);
+    KIVCORE_NO_EXPORT bool enter(morbase::ptr_refcount<info> const& description,
+                                 morbase::ptr_refcount<factory> const& maker, notices& to);
+    KIVCORE_NO_EXPORT bool load_description(std::string const& dir, notices& to);
+    KIVCORE_NO_EXPORT bool load_directory(std::string const& dir, notices& to);
 
     std::string root_path;
     std::unique_ptr<plugin_table> table;  // from id to factory and description
@@ -197,8 +197,8 @@ class KIVCORE_API
     std::map<std::string, std::string> values;
 
   private:
-    void read_interface(kivsys::xml::reader& document);
-    void read_info(kivsys::xml::reader& document);
+    KIVCORE_NO_EXPORT void read_interface(kivsys::xml::reader& document);
+    KIVCORE_NO_EXPORT void read_info(kivsys::xml::reader& document);
 };
 
 // Orders versions, the newest first: true if version a is greater than version b. Compares up to

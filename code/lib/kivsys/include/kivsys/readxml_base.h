@@ -71,7 +71,7 @@ class KIVSYS_API reader_base {
 
     // Holds what validation needs while the document is read. Internal: the reader creates and
     // owns it.
-    class KIVSYS_API validator {
+    class KIVSYS_NO_EXPORT validator {
       public:
         virtual ~validator() = 0;
     };
@@ -138,16 +138,16 @@ class KIVSYS_API reader_base {
     _xmlTextReader* get_xmlTextReader() const noexcept { return document.get(); }
 
   private:
-    struct close_document {
+    struct KIVSYS_NO_EXPORT close_document {
         void operator()(_xmlTextReader* open) const noexcept;
     };
 
     // What the XML library has reported on this document, and its source if that is in memory.
-    struct parse_state;
+    struct KIVSYS_NO_EXPORT parse_state;
 
-    void open(_xmlTextReader* opened, std::string const& path);
-    void raise_if_reported() const;
-    bool advance(int (*step)(_xmlTextReader*));
+    KIVSYS_NO_EXPORT void open(_xmlTextReader* opened, std::string const& path);
+    KIVSYS_NO_EXPORT void raise_if_reported() const;
+    KIVSYS_NO_EXPORT bool advance(int (*step)(_xmlTextReader*));
 
     std::unique_ptr<_xmlTextReader, close_document> document;
     std::unique_ptr<validator> schema_validator;
