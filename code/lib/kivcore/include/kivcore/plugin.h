@@ -25,7 +25,7 @@ class KIVCORE_API plugin : public morbase::object_refcount {
     static std::string const k_kind_reader;
     static std::string const k_kind_writer;
 
-    ~plugin() override = 0;
+    ~plugin() override;
 
     // The name of the interface that the object implements. Any thread may call this. The name is
     // for people and for a quick check; use dynamic_cast to get the interface itself.
