@@ -87,6 +87,11 @@ CLI::Option* add_amount(CLI::App& verb, std::string const& option, long long& am
     return verb.add_option_function<std::string>(option, parse, help)->type_name(unit);
 }
 
+// Accepts a word that names a file.
+std::string not_empty(std::string const& word) {
+    return word.empty() ? "it must not be empty" : "";
+}
+
 void add_list(CLI::App& app, command_line& line) {
     auto& verb = add_work(app, line, "list", "List the ids of plug-ins, flavors and names",
                           [&line](byte_sink& out) {
@@ -168,23 +173,31 @@ void add_watch(CLI::App& app, command_line& line) {
 }
 
 void add_check(CLI::App& app, command_line& line) {
+    auto& options = line.check;
     auto& verb = add_work(app, line, "check", "Look for mistakes in plug-in directories",
-                          [&line](byte_sink& out) { return check(out, line.check); });
-    auto* const directories = verb.add_option("DIR", line.check.directories,
-                                              "A plug-in directory, or a directory of them");
-    directories->type_name("")->check(CLI::ExistingDirectory);
-    verb.add_flag("--codes", line.check.codes, "Print every code with its cause and cure")
-        ->excludes(directories);
-    verb.parse_complete_callback([&line] {
-        if (line.check.directories.empty() && !line.check.codes) {
+                          [&options](byte_sink& out) { return check(out, options); });
+    verb.add_option("DIR", options.directories, "A plug-in directory, or a directory of them")
+        ->type_name("")
+        ->check(CLI::ExistingDirectory);
+    add_json(verb, options.json);
+    verb.add_option("--html", options.html, "Also write a page to FILE")
+        ->type_name("FILE")
+        ->check(not_empty);
+    verb.add_flag("--strict", options.strict, "Also give advice");
+    add_amount(verb, "--time-limit", options.time_limit, "SECONDS",
+               "Let a trial of one directory take no longer [10]");
+    verb.add_flag("--codes", options.codes, "Only print every code with its cause and cure");
+    verb.parse_complete_callback([&app, &verb, &options] {
+        if (app.count("-d") != 0) {
+            throw CLI::ValidationError("-d", "check takes its directories as DIR");
+        }
+        if (options.codes && verb.parse_order().size() > 1) {
+            throw CLI::ValidationError("--codes", "nothing else may be given with it");
+        }
+        if (!options.codes && options.directories.empty()) {
             throw CLI::RequiredError("DIR");
         }
     });
-    add_json(verb, line.check.json);
-    verb.add_option("--html", line.check.html, "Also write a page to FILE")->type_name("FILE");
-    verb.add_flag("--strict", line.check.strict, "Also give advice");
-    add_amount(verb, "--time-limit", line.check.time_limit, "SECONDS",
-               "Let a trial of one directory take no longer [10]");
     verb.footer("Exit status: 0 when nothing was found, 1 when something was.");
 }
 
