@@ -18,15 +18,6 @@ namespace kivplug {
 
 namespace {
 
-// The description is not where the library looks, or cannot be read.
-constexpr int k_first_rule_of_place = 100;
-constexpr int k_last_rule_of_place = 109;
-
-// The object stays in memory: as the file shows, and as the trial sees it.
-constexpr int k_first_rule_of_pins = 350;
-constexpr int k_last_rule_of_pins = 352;
-constexpr int k_rule_of_handle = 430;
-
 checked_directory described(std::string const& path) {
     checked_directory checked{path};
     step_report report{step::description};
@@ -41,21 +32,27 @@ bool has_error(step_report const& report) {
     });
 }
 
-bool has_rule(step_report const& report, int first, int last) {
-    return std::any_of(report.found.begin(), report.found.end(), [=](finding const& each) {
-        return each.rule >= first && each.rule <= last;
-    });
+auto has_consequence(consequence wanted) {
+    return [=](finding const& each) { return rule_of(each.rule).then == wanted; };
+}
+
+bool has(step_report const& report, consequence wanted) {
+    return std::any_of(report.found.begin(), report.found.end(), has_consequence(wanted));
+}
+
+template <typename predicate>
+void drop(step_report& report, predicate const& is_dropped) {
+    auto& found = report.found;
+    found.erase(std::remove_if(found.begin(), found.end(), is_dropped), found.end());
 }
 
 // Adds the reports of the steps that need the shared object. A mistake that explains others is
-// reported alone: without a description in its place nothing is known about the object, and an
-// object with a known fault is not tried.
+// reported alone, and an object with a known fault is not tried.
 void check_code(checked_directory& checked, std::chrono::seconds trial_time) {
     auto const& description = checked.steps.front();
     step_report binary{step::binary};
     step_report trial{step::trial};
-    binary.is_skipped = checked.plugins.empty() &&
-                        has_rule(description, k_first_rule_of_place, k_last_rule_of_place);
+    binary.is_skipped = checked.plugins.empty() && has(description, consequence::object_unknown);
     if (!binary.is_skipped) {
         check_binary(checked.path, checked.plugins, binary.found);
     }
@@ -63,10 +60,8 @@ void check_code(checked_directory& checked, std::chrono::seconds trial_time) {
     if (!trial.is_skipped) {
         check_trial(checked.path, checked.plugins, trial_time, trial.found);
     }
-    if (has_rule(binary, k_first_rule_of_pins, k_last_rule_of_pins)) {
-        auto const is_known = [](finding const& each) { return each.rule == k_rule_of_handle; };
-        trial.found.erase(std::remove_if(trial.found.begin(), trial.found.end(), is_known),
-                          trial.found.end());
+    if (has(binary, consequence::object_kept)) {
+        drop(trial, has_consequence(consequence::object_kept));
     }
     checked.steps.push_back(binary);
     checked.steps.push_back(trial);
@@ -74,12 +69,8 @@ void check_code(checked_directory& checked, std::chrono::seconds trial_time) {
 
 void drop_advice(checked_directory& checked) {
     for (auto& report : checked.steps) {
-        auto& found = report.found;
-        found.erase(std::remove_if(found.begin(), found.end(),
-                                   [](finding const& each) {
-                                       return rule_of(each.rule).weight == level::advice;
-                                   }),
-                    found.end());
+        drop(report,
+             [](finding const& each) { return rule_of(each.rule).weight == level::advice; });
     }
 }
 

@@ -11,6 +11,13 @@ namespace kivplug {
 // A finding of any level gives the exit status 1. Advice is given with --strict only.
 enum class level { error, warning, advice };
 
+// What the findings of a rule mean to later steps.
+enum class consequence {
+    none,
+    object_unknown,  // without a description in its place, nothing is known about the object
+    object_kept      // the object stays in memory, which no later step reports again
+};
+
 // One kind of mistake. The number never changes and is never used again for another one.
 struct rule {
     int number;  // 104 for KIV104
@@ -18,6 +25,7 @@ struct rule {
     char const* name;   // in words joined by hyphens
     char const* cause;  // one sentence
     char const* cure;   // one sentence
+    consequence then = consequence::none;
 
     std::string code() const { return "KIV" + std::to_string(number); }
 };
