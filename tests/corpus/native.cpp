@@ -14,6 +14,6 @@ class nothing final : public kivcore::reader {
 
 }  // namespace
 
-extern "C" __attribute__((visibility("default"))) kivcore::plugin* case_create() {
+extern "C" __attribute__((visibility("default"))) kivcore::plugin* sound_create() {
     return new nothing;
 }

@@ -78,7 +78,7 @@ class check : public ::testing::TestWithParam<broken_plugin> {
             "so=darwin/x86/plugin.so tried='" TRIED "' corpus='" CORPUS "' cc='" COMPILE_C
             "' cxx='" COMPILE_CXX
             "'; place() { mkdir -p \"$1/darwin/x86\" && shift && \"$@\"; }; "
-            "c_style() { place \"$1\" $cc \"$corpus/plugin.c\" -o \"$1/$so\"; }; "
+            "c_style() { place \"$1\" $cc \"$corpus/sound/plugin.c\" -o \"$1/$so\"; }; "
             "native() { place \"$1\" $cxx \"$corpus/native.cpp\" -o \"$1/$so\"; }; "
             "tried() { echo \"{ global: $1; local: *; };\" >.map && "
             "sed -i \"s/\\\"create\\\">.*</\\\"create\\\">$1</\" plugin.xml && "

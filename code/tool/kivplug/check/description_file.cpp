@@ -11,7 +11,7 @@
 
 #include "descriptor.h"
 #include "kivcore/src/description.h"
-#include "markup.h"
+#include "markup_text.h"
 #include "missing_description.h"
 
 namespace kivplug {
@@ -42,14 +42,13 @@ char const* kind_text(mode_t mode) {
 // What the library cannot open; empty for a regular file that it can.
 std::string refusal(std::string const& path, descriptor const& file) {
     struct stat status {};
-    if (!file.is_open()) {
-        return is_link(path) && !is_there(path) ? "is a link to nothing"
-                                                : "cannot be opened: " + error_text(-file.get());
+    if (stat(path.c_str(), &status) != 0 && is_link(path)) {
+        return "is a link that leads to nothing";
     }
-    if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+    if (status.st_mode != 0 && !S_ISREG(status.st_mode)) {
         return std::string("is ") + kind_text(status.st_mode) + ", not a file";
     }
-    return {};
+    return file.is_open() ? "" : "cannot be opened: " + error_text(-file.get());
 }
 
 // As much as the library reads, and one byte more.

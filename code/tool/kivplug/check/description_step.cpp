@@ -118,7 +118,7 @@ void check_schema(std::string const& path, std::string const& text, reporter& to
 std::vector<intended_plugin> check_elements(reporter& to) {
     auto plugins = intended_plugins(to);
     for (auto& plugin : plugins) {
-        if (!plugin.is_cut_off) {
+        if (!plugin.is_unclear) {
             check_values(plugin, to);
             check_bindings(plugin, to);
         }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "markup_text.h"
+
 namespace kivplug {
 
 namespace {

@@ -31,7 +31,7 @@ struct intended_plugin {
     std::size_t info = k_nowhere;
     std::map<std::string, fact> facts = {};                 // by the library's key
     std::map<std::string, intended_binding> bindings = {};  // by function
-    bool is_cut_off = false;                                // by another plug-in inside it
+    bool is_unclear = false;                                // so that its values are not judged
     bool is_binding_broken = false;  // whether there are others, whose functions are not known
 };
 

@@ -1,87 +1,20 @@
 #include "markup.h"
 
 #include <algorithm>
-#include <charconv>
+
+#include "markup_text.h"
 
 namespace kivplug {
 
 namespace {
 
-constexpr char const* k_blanks = " \t\r\n";
-constexpr char const* k_ends_of_name = " \t\r\n/>=";
-
-constexpr std::pair<std::string_view, char> k_predefined[] = {
-    {"lt", '<'}, {"gt", '>'}, {"amp", '&'}, {"quot", '"'}, {"apos", '\''}};
+constexpr char const* k_ends_of_name = " \t\r\n/>=<";
 
 bool starts_with(std::string_view text, std::size_t at, std::string_view start) {
     return text.compare(at, start.size(), start) == 0;
 }
 
-std::string utf8_of(unsigned long code) {
-    std::string text;
-    if (code < 0x80) {
-        return {static_cast<char>(code)};
-    }
-    unsigned long const count = code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;  // of bytes that follow
-    text += static_cast<char>((0xf00UL >> (count + 3)) | (code >> (6 * count)));
-    for (unsigned long left = count; left-- > 0;) {
-        text += static_cast<char>(0x80UL | ((code >> (6 * left)) & 0x3fUL));
-    }
-    return text;
-}
-
-// What a reference stands for; empty for an entity that the document has to declare.
-std::string resolved(std::string_view name) {
-    for (auto const& [known, character] : k_predefined) {
-        if (name == known) {
-            return {character};
-        }
-    }
-    if (name.substr(0, 1) != "#") {
-        return {};
-    }
-    bool const is_hexadecimal = name.substr(1, 1) == "x";
-    name.remove_prefix(is_hexadecimal ? 2 : 1);
-    unsigned long code = 0;
-    auto const read =
-        std::from_chars(name.data(), name.data() + name.size(), code, is_hexadecimal ? 16 : 10);
-    return read.ec == std::errc() && code <= 0x10ffff ? utf8_of(code) : std::string();
-}
-
-// The end of the reference that starts there; 0 for a bare "&".
-std::size_t end_of_reference(std::string_view text, std::size_t start) {
-    std::size_t const end = text.find_first_of(";<& \t\r\n", start + 1);
-    return end < text.size() && text[end] == ';' ? end + 1 : 0;
-}
-
-// Line ends as XML has them, and references to characters resolved.
-std::string decoded(std::string_view raw) {
-    std::string text;
-    for (std::size_t at = 0; at < raw.size();) {
-        std::size_t const end = raw[at] == '&' ? end_of_reference(raw, at) : 0;
-        if (end != 0) {
-            text += resolved(raw.substr(at + 1, end - at - 2));
-            at = end;
-        } else if (raw[at] == '\r') {
-            text += '\n';
-            at += starts_with(raw, at, "\r\n") ? 2 : 1;
-        } else {
-            text += raw[at++];
-        }
-    }
-    return text;
-}
-
 }  // namespace
-
-bool is_blank(std::string_view text) {
-    return text.find_first_not_of(k_blanks) == std::string_view::npos;
-}
-
-std::string trimmed(std::string_view text) {
-    std::size_t const start = std::min(text.find_first_not_of(k_blanks), text.size());
-    return std::string(text.substr(start, text.find_last_not_of(k_blanks) + 1 - start));
-}
 
 markup::markup(std::string document) : whole(std::move(document)) {
     line_starts.push_back(0);
@@ -90,14 +23,13 @@ markup::markup(std::string document) : whole(std::move(document)) {
         line_starts.push_back(end + 1);
     }
     scan();
-    if (!open.empty() && !first_open) {
-        auto const& last = all_elements[open.back()];
-        first_open = {last.name, last.start, {}, false};
+    if (!open.empty() && !first_open && !first_unended) {
+        first_open = {open.back(), whole.size(), {}, open.size() > 1};
     }
 }
 
 void markup::scan() {
-    while (at < whole.size() && !first_open) {
+    while (at < whole.size() && !first_open && !first_unended) {
         if (whole[at] != '<') {
             add_text(std::min(whole.find('<', at), whole.size()));
         } else if (starts_with(whole, at, "<!--")) {
@@ -116,33 +48,46 @@ void markup::scan() {
     }
 }
 
-std::size_t markup::after(std::string_view mark, std::size_t skipped) const {
+std::size_t markup::after(std::string_view mark, std::size_t skipped) {
     std::size_t const found = whole.find(mark, at + skipped);
-    return found == std::string::npos ? whole.size() : found + mark.size();
+    if (found == std::string::npos) {
+        first_unended = at;
+        return whole.size();
+    }
+    return found + mark.size();
 }
 
 // A ">" in quotes does not count.
-std::size_t markup::end_of_tag() const {
-    std::size_t end = at;
-    while (end < whole.size() && whole[end] != '>') {
+std::size_t markup::end_of_tag() {
+    std::size_t end = at + 1;
+    while (end < whole.size() && whole[end] != '>' && whole[end] != '<') {
         bool const is_quote = whole[end] == '"' || whole[end] == '\'';
         end = is_quote ? std::min(whole.find(whole[end], end + 1), whole.size() - 1) + 1 : end + 1;
     }
-    return std::min(end + 1, whole.size());
+    if (end >= whole.size() || whole[end] == '<') {
+        first_unended = at;
+        return end;
+    }
+    return end + 1;
 }
 
-std::size_t markup::end_of_document_type() const {
+std::size_t markup::end_of_document_type() {
     bool is_inside = false;
     std::size_t end = at;
     while (end < whole.size() && (is_inside || whole[end] != '>')) {
         if (starts_with(whole, end, "<!--")) {
             end = std::min(whole.find("-->", end), whole.size());
+        } else if (starts_with(whole, end, "<?")) {
+            end = std::min(whole.find("?>", end), whole.size());
         } else if (whole[end] == '"' || whole[end] == '\'') {
             end = std::min(whole.find(whole[end], end + 1), whole.size());
         } else if (whole[end] == '[' || whole[end] == ']') {
             is_inside = whole[end] == '[';
         }
         ++end;
+    }
+    if (end >= whole.size()) {
+        first_unended = at;
     }
     return std::min(end + 1, whole.size());
 }
@@ -191,7 +136,7 @@ void markup::add_start_tag() {
 }
 
 void markup::close_element() {
-    std::size_t const end = after(">", 2);
+    std::size_t const end = end_of_tag();
     std::size_t const name_end = std::min(whole.find_first_of(k_ends_of_name, at + 2), end);
     std::string_view const name = std::string_view(whole).substr(at + 2, name_end - at - 2);
     if (open.empty()) {
@@ -203,7 +148,7 @@ void markup::close_element() {
         bool const is_around = std::any_of(open.begin(), open.end(), [&](std::size_t each) {
             return all_elements[each].name == name;
         });
-        first_open = {last.name, last.start, name, is_around};
+        first_open = {open.back(), at, name, is_around};
         return;
     }
     last.content_end = at;
@@ -245,12 +190,21 @@ std::pair<int, int> markup::line_and_column(std::size_t place) const {
     return {static_cast<int>(next - line_starts.begin()), static_cast<int>(place - next[-1]) + 1};
 }
 
+std::size_t markup::start_of_line(int line) const {
+    bool const is_there = line > 0 && static_cast<std::size_t>(line) <= line_starts.size();
+    return is_there ? line_starts[static_cast<std::size_t>(line) - 1] : k_nowhere;
+}
+
 std::size_t markup::first_element_of_line(int line) const {
     auto const found = std::find_if(
         all_elements.begin(), all_elements.end(),
         [&](markup_element const& each) { return line_and_column(each.start).first == line; });
     return found == all_elements.end() ? k_nowhere
                                        : static_cast<std::size_t>(found - all_elements.begin());
+}
+
+std::string_view local_name(std::string_view name) {
+    return name.substr(name.find(':') + 1);
 }
 
 }  // namespace kivplug

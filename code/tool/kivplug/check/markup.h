@@ -1,5 +1,5 @@
-// The markup of an XML document and the places of it. The library's own reader decides what a
-// document means; this only says where it stands.
+// The markup of an XML document, with its places. The library's own reader decides what a document
+// means; this only finds where it says so.
 
 #ifndef KIVPLUG_CHECK_MARKUP_H
 #define KIVPLUG_CHECK_MARKUP_H
@@ -34,7 +34,7 @@ struct markup_attribute {
     std::size_t start;  // of the name
 };
 
-// What stands between tags.
+// What is between tags.
 struct markup_piece {
     enum class kind { text, section, reference, other };  // "other": not part of any text
 
@@ -48,13 +48,14 @@ class markup {
   public:
     // An element that is still open where the document ends, or where an end tag closes another.
     struct open_element {
-        std::string_view name;
-        std::size_t start;
+        std::size_t element;
+        std::size_t end;          // of the document, or the start of that end tag
         std::string_view closed;  // the name in the end tag; empty at the end of the document
-        bool is_closed_later;     // whether the end tag closes an element around this one
+        bool is_inside;           // whether the element that is closed, or any other, is around it
     };
 
-    // Takes a text in UTF-8. Stops at the first element that is still open.
+    // Takes a text in UTF-8. Stops at the first element that is still open, and at a tag, comment
+    // or other construct that does not end.
     explicit markup(std::string document);
 
     markup(markup const&) = delete;
@@ -63,6 +64,7 @@ class markup {
     std::vector<markup_element> const& elements() const { return all_elements; }
     std::vector<markup_piece> const& pieces() const { return all_pieces; }
     std::optional<open_element> const& still_open() const { return first_open; }
+    std::optional<std::size_t> unended() const { return first_unended; }
 
     // An element's attributes, in their order.
     std::vector<markup_attribute> attributes(std::size_t element) const;
@@ -76,6 +78,9 @@ class markup {
     // The line and the column of a place, in bytes, from 1.
     std::pair<int, int> line_and_column(std::size_t place) const;
 
+    // Where a line starts, or k_nowhere.
+    std::size_t start_of_line(int line) const;
+
     // The first element of a line, or k_nowhere.
     std::size_t first_element_of_line(int line) const;
 
@@ -85,9 +90,9 @@ class markup {
     void add_piece(markup_piece::kind of, std::size_t end);
     void add_start_tag();
     void close_element();
-    std::size_t after(std::string_view mark, std::size_t skipped) const;
-    std::size_t end_of_tag() const;
-    std::size_t end_of_document_type() const;
+    std::size_t after(std::string_view mark, std::size_t skipped);
+    std::size_t end_of_tag();
+    std::size_t end_of_document_type();
 
     std::string const whole;
     std::size_t at = 0;             // while it is scanned
@@ -96,13 +101,11 @@ class markup {
     std::vector<markup_piece> all_pieces;
     std::vector<std::size_t> line_starts;
     std::optional<open_element> first_open;
+    std::optional<std::size_t> first_unended;
 };
 
-// Whether there is nothing but XML's white space.
-bool is_blank(std::string_view text);
-
-// The text without white space at its ends.
-std::string trimmed(std::string_view text);
+// The name of an element without its namespace prefix.
+std::string_view local_name(std::string_view name);
 
 }  // namespace kivplug
 

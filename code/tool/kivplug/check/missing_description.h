@@ -15,6 +15,9 @@ void report_missing_description(std::string const& directory, findings& found);
 // The directory's own name, also of "." and "a/".
 std::string name_of(std::string const& directory);
 
+// The name of a file in the directory that must be a description; empty for none.
+std::string misnamed_description(std::string const& directory);
+
 }  // namespace kivplug
 
 #endif

@@ -5,12 +5,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <string_view>
 #include <system_error>
 
 #include <morbase/path.h>
 
 #include "descriptor.h"
 #include "failure.h"
+#include "missing_description.h"
 #include "shared/directory.h"
 #include "text.h"
 
@@ -31,18 +33,35 @@ std::vector<std::string> sorted_entries(std::string const& directory) {
     return names;
 }
 
-// What only a plug-in directory has.
-bool marks_plugin(std::string const& name) {
-    auto const ends_in = [&](std::string const& end) {
-        return name.size() >= end.size() &&
-               strcasecmp(name.c_str() + name.size() - end.size(), end.c_str()) == 0;
-    };
-    return ends_in(".xml") || ends_in(".so") || strcasecmp(name.c_str(), "darwin") == 0;
-}
-
 bool is_directory(std::string const& path) {
     std::error_code unknown;
     return std::filesystem::is_directory(path, unknown);
+}
+
+bool has_description(std::string const& directory) {
+    std::error_code unknown;
+    return std::filesystem::exists(directory + "/plugin.xml", unknown);
+}
+
+bool is_object(std::string const& name) {
+    constexpr std::string_view k_end = ".so";
+    return name.size() >= k_end.size() &&
+           name.compare(name.size() - k_end.size(), k_end.size(), k_end) == 0;
+}
+
+// Whether the directory has what belongs in a plug-in directory, if not all of it. A lone shared
+// object may also be beside plug-in directories.
+bool is_plugin_directory(std::string const& directory, std::vector<std::string> const& names) {
+    bool const is_meant = std::any_of(names.begin(), names.end(), [](std::string const& name) {
+        return name == "plugin.xml" || strcasecmp(name.c_str(), "darwin") == 0;
+    });
+    if (is_meant || !misnamed_description(directory).empty()) {
+        return true;
+    }
+    return std::any_of(names.begin(), names.end(), is_object) &&
+           std::none_of(names.begin(), names.end(), [&](std::string const& name) {
+               return has_description(morbase::path_appended(directory, name, '/'));
+           });
 }
 
 // What a host would load, and hidden plug-in directories, which it passes over. A link may lead
@@ -51,8 +70,7 @@ bool may_be_plugin(std::string const& directory, std::string const& name) {
     auto const path = morbase::path_appended(directory, name, '/');
     std::error_code unknown;
     if (name[0] == '.') {
-        return name != "." && name != ".." &&
-               std::filesystem::exists(path + "/plugin.xml", unknown);
+        return name != "." && name != ".." && has_description(path);
     }
     return is_directory(path) ||
            std::filesystem::is_symlink(std::filesystem::symlink_status(path, unknown));
@@ -66,7 +84,7 @@ std::vector<std::string> plugin_directories(std::string const& directory) {
         return {directory};
     }
     auto const names = sorted_entries(directory);
-    if (std::any_of(names.begin(), names.end(), marks_plugin)) {
+    if (is_plugin_directory(directory, names)) {
         return {directory};
     }
     std::vector<std::string> found;

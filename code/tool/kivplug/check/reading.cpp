@@ -16,6 +16,7 @@
 #include <morbase/path.h>
 
 #include "kivcore/src/description.h"
+#include "markup_text.h"
 #include "search_path.h"
 
 namespace kivplug {
@@ -146,6 +147,15 @@ bool is_utf8(std::string const& encoding) {
     return strcasecmp(encoding.c_str(), "UTF-8") == 0 || strcasecmp(encoding.c_str(), "UTF8") == 0;
 }
 
+// Of more than one byte for each character.
+bool is_wide(std::string const& encoding) {
+    auto const starts_with = [&](std::string_view start) {
+        return strncasecmp(encoding.c_str(), start.data(), start.size()) == 0;
+    };
+    return starts_with("UTF-16") || starts_with("UTF-32") || starts_with("UCS-") ||
+           starts_with("ISO-10646-UCS-");
+}
+
 std::string declared_encoding(std::string const& text) {
     std::string const declaration = text.substr(0, text.find("?>"));
     std::size_t const name = declaration.find("encoding");
@@ -202,8 +212,10 @@ utf8_copy utf8_copy_of(std::string const& text) {
         }
     }
     std::string const encoding = declared_encoding(text);
+    bool const is_false = is_wide(encoding);  // its name was read in bytes
     std::string const start = text.substr(0, 3) == "\xef\xbb\xbf" ? text.substr(3) : text;
-    return encoding.empty() || is_utf8(encoding) ? utf8_copy{start} : converted(start, encoding);
+    return encoding.empty() || is_false || is_utf8(encoding) ? utf8_copy{start}
+                                                             : converted(start, encoding);
 }
 
 }  // namespace kivplug

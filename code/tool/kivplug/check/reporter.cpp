@@ -8,7 +8,6 @@ namespace kivplug {
 namespace {
 
 constexpr std::size_t k_most_findings = 100;
-constexpr std::size_t k_longest_name = 60;
 
 }  // namespace
 
@@ -39,17 +38,6 @@ void reporter::sort() {
     };
     std::stable_sort(found.begin() + static_cast<std::ptrdiff_t>(first), found.end(),
                      [&](finding const& a, finding const& b) { return place(a) < place(b); });
-}
-
-std::string named(std::string_view text) {
-    if (text.size() <= k_longest_name) {
-        return '"' + std::string(text) + '"';
-    }
-    std::size_t end = k_longest_name;
-    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0U) == 0x80) {
-        --end;  // not within a character
-    }
-    return '"' + std::string(text.substr(0, end)) + "...\"";
 }
 
 }  // namespace kivplug

@@ -9,6 +9,7 @@
 
 #include "finding.h"
 #include "markup.h"
+#include "wording.h"
 
 namespace kivplug {
 
@@ -40,22 +41,6 @@ class reporter {
     findings& found;
     std::size_t const first;
 };
-
-// A word between double quotes, cut to a length that fits a line.
-std::string named(std::string_view text);
-
-// "a", "b" and "c", each named.
-template <typename list>
-std::string all_named(list const& texts, char const* last_joint = " and ") {
-    std::string made;
-    std::size_t left = texts.size();
-    for (auto const& each : texts) {
-        made += named(each);
-        --left;
-        made += left > 1 ? ", " : left == 1 ? last_joint : "";
-    }
-    return made;
-}
 
 }  // namespace kivplug
 

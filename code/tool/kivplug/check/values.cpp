@@ -5,6 +5,7 @@
 #include <set>
 
 #include "kivcore/src/description.h"
+#include "markup_text.h"
 #include "text.h"
 #include "vocabulary.h"
 
@@ -14,6 +15,13 @@ namespace {
 
 constexpr std::size_t k_most_numbers = 4;
 constexpr unsigned int k_largest_number = 255;
+
+// No-break space, soft hyphen, zero width space and joiners, marks of direction, narrow no-break
+// space, word joiner, ideographic space, byte order mark.
+constexpr char const* k_invisible[] = {
+    "\u00a0", "\u00ad", "\u200b", "\u200c", "\u200d", "\u200e",
+    "\u200f", "\u202f", "\u2060", "\u3000", "\ufeff",
+};
 
 // The element's name: the last part of its key.
 std::string element_of(std::string const& key) {
@@ -75,12 +83,6 @@ void report_missing_of_section(int rule, intended_plugin const& plugin, std::siz
 
 void report_missing(intended_plugin const& plugin, reporter& to) {
     using namespace kivcore;
-    if (plugin.interface == k_nowhere && plugin.info == k_nowhere && plugin.facts.empty()) {
-        to.add(130, to.places().elements()[plugin.element].start,
-               R"(the plug-in has neither "interface" nor "info")",
-               "describe it in these two elements");
-        return;
-    }
     report_missing_of_section(131, plugin, plugin.interface, k_interface_element,
                               {k_category, k_type, k_keys, k_flavor},
                               "no host finds such a plug-in, or it makes no objects", to);
@@ -105,6 +107,19 @@ void report_missing(intended_plugin const& plugin, reporter& to) {
     }
 }
 
+// Whether a character is in the text that looks like nothing or like a blank.
+bool has_invisible(std::string const& text) {
+    return std::any_of(std::begin(k_invisible), std::end(k_invisible),
+                       [&](char const* each) { return text.find(each) != std::string::npos; });
+}
+
+// As CMake, the autotools and others have them: "@NAME@" and "${NAME}".
+bool has_placeholder(std::string const& text) {
+    auto const end = text.find('@', text.find('@') + 1);
+    return text.find("${") != std::string::npos ||
+           (text.find('@') != std::string::npos && end != std::string::npos);
+}
+
 // What in a field of an id makes it hard to find; empty for nothing.
 std::string oddness(std::string const& field) {
     if (field.find('/') != std::string::npos) {
@@ -113,24 +128,31 @@ std::string oddness(std::string const& field) {
     if (field.find('|') != std::string::npos) {
         return "a \"|\", which separates keys, in another field";
     }
-    if (field.find_first_of(" \t\r\n") != std::string::npos) {
+    if (field.find_first_of(k_white_space) != std::string::npos) {
         return "white space";
+    }
+    if (has_invisible(field)) {
+        return "a character that cannot be seen";
+    }
+    if (has_placeholder(field)) {
+        return "a placeholder that the build did not replace";
     }
     return printable(field) != field ? "a control character" : "";
 }
 
-void check_fields(intended_plugin const& plugin, reporter& to) {
+void check_fields(intended_plugin& plugin, reporter& to) {
     using namespace kivcore;
-    for (char const* key : {k_category, k_type, k_developer_id, k_version}) {
+    for (char const* key : {k_category, k_type, k_developer_id}) {
         auto const found = plugin.facts.find(key);
         if (found == plugin.facts.end() || !found->second.is_sound) {
             continue;
         }
-        std::string const odd = oddness(found->second.value);
-        if (!odd.empty() && key != k_version) {
-            to.add(160, found->second.place,
-                   named(found->second.value) + " in " + named(element_of(key)) + " has " + odd,
+        auto& text = found->second;
+        if (std::string const odd = oddness(text.value); !odd.empty()) {
+            to.add(160, text.place,
+                   named(text.value) + " in " + named(element_of(key)) + " has " + odd,
                    "write a single word there");
+            text.is_sound = false;
         }
     }
 }
@@ -154,6 +176,13 @@ void check_keys(intended_plugin const& plugin, reporter& to) {
         if (std::string const odd = oddness(key); !odd.empty()) {
             to.add(160, found->second.place, "the key " + named(key) + " has " + odd,
                    "write each key as a single word");
+            return;
+        }
+        if (auto const comma = key.find_first_of(",;"); comma != std::string::npos) {
+            to.add(160, found->second.place,
+                   "the key " + named(key) + " has a " + named(key.substr(comma, 1)) +
+                       ", which does not separate keys",
+                   "write \"|\" between keys");
             return;
         }
         if (!before.insert(key).second) {

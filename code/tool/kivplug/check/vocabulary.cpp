@@ -6,6 +6,7 @@
 #include <map>
 
 #include "kivcore/src/description.h"
+#include "markup_text.h"
 #include "wording.h"
 
 namespace kivplug {
@@ -133,13 +134,14 @@ std::string meant_word(std::string_view written, words const& known) {
     if (contains(known, written)) {
         return std::string(written);
     }
-    if (written.size() > k_longest_word) {
+    std::string const bare = lower(trimmed(written));
+    if (bare.size() > k_longest_word) {
         return {};
     }
     std::string best;
     std::size_t least = std::string_view::npos;
     for (auto const& each : known) {
-        std::size_t const unlike = unlikeness(lower(written), lower(each));
+        std::size_t const unlike = unlikeness(bare, lower(each));
         if (unlike < least) {
             least = unlike;
             best = each;

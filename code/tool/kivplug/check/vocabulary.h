@@ -12,7 +12,7 @@ namespace kivplug {
 
 using words = std::vector<std::string>;
 
-// The elements that stand in an element of this name, or in none.
+// The elements that belong in an element of this name, or in none.
 words const& elements_inside(std::string_view element);
 
 // Every element below a plugin element.

@@ -12,6 +12,8 @@ namespace kivplug {
 
 namespace {
 
+constexpr std::size_t k_longest_name = 60;
+
 // A name can be made whose declaration grows with a power of its length.
 constexpr std::size_t k_longest_symbol = 128;
 
@@ -24,6 +26,17 @@ struct free_text {
 
 std::string in_quotes(std::string_view text) {
     return "\"" + std::string(text) + "\"";
+}
+
+std::string named(std::string_view text) {
+    if (text.size() <= k_longest_name) {
+        return in_quotes(text);
+    }
+    std::size_t end = k_longest_name;
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0U) == 0x80) {
+        --end;  // not within a character
+    }
+    return in_quotes(std::string(text.substr(0, end)) + "...");
 }
 
 std::string declaration_of(std::string_view symbol) {

@@ -16,6 +16,22 @@ using symbol_names = std::set<std::string, std::less<>>;
 
 std::string in_quotes(std::string_view text);
 
+// in_quotes, cut to a length that fits a line.
+std::string named(std::string_view text);
+
+// "a", "b" and "c", each named.
+template <typename list>
+std::string all_named(list const& texts, char const* last_joint = " and ") {
+    std::string made;
+    std::size_t left = texts.size();
+    for (auto const& each : texts) {
+        made += named(each);
+        --left;
+        made += left > 1 ? ", " : left == 1 ? last_joint : "";
+    }
+    return made;
+}
+
 // The declaration that a symbol of C++ stands for. The symbol itself when it is none, and only the
 // start of a long one.
 std::string declaration_of(std::string_view symbol);

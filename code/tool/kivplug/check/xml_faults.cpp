@@ -4,11 +4,14 @@
 #include <charconv>
 #include <string_view>
 
+#include "markup_text.h"
+#include "unclosed.h"
+
 namespace kivplug {
 
 namespace {
 
-constexpr std::size_t k_longest_tag = 60;
+constexpr std::size_t k_looked_at = 4096;  // bytes, for whether they are a text
 
 bool has(std::string const& text, char const* part) {
     return text.find(part) != std::string::npos;
@@ -21,38 +24,51 @@ struct known_report {
     char const* repair;
 };
 
+constexpr char const* k_save_as_declared =
+    "save the file in the encoding that its XML declaration names";
+constexpr char const* k_save_in_utf8 =
+    "save the file in UTF-8 and name that in the XML declaration";
+constexpr char const* k_write_reference = R"(write "&amp;" for a "&" that is a character)";
+constexpr char const* k_write_declaration =
+    R"(write "<?xml version="1.0" encoding="UTF-8"?>", at the start of the file)";
+
 constexpr known_report k_known[] = {
     {"not proper UTF-8", 113,
      "save the file in UTF-8, or name its encoding in the XML declaration"},
-    {"Invalid bytes in character encoding", 113,
-     "save the file in the encoding that its XML declaration names"},
-    {"not valid in its encoding", 113,
-     "save the file in the encoding that its XML declaration names"},
-    {"input conversion failed", 113,
-     "save the file in the encoding that its XML declaration names"},
-    {"Unsupported encoding", 112, "save the file in UTF-8 and name that in the XML declaration"},
-    {"nsupported encoding", 112, "save the file in UTF-8 and name that in the XML declaration"},
-    {"Invalid XML encoding name", 112,
-     "save the file in UTF-8 and name that in the XML declaration"},
+    {"Invalid bytes in character encoding", 113, k_save_as_declared},
+    {"not valid in its encoding", 113, k_save_as_declared},
+    {"input conversion failed", 113, k_save_as_declared},
+    {"nsupported encoding", 112, k_save_in_utf8},
+    {"Invalid XML encoding name", 112, k_save_in_utf8},
     {"Document labelled UTF-16", 114, "write encoding=\"UTF-8\" into the XML declaration"},
     {"Char 0x0 out of", 113, "save the file as plain text in UTF-8"},
     {"encoded twice", 114, "save the file in UTF-8"},
     {"Extra content at the end", 115,
      "remove it, or put an element such as \"bundle\" around the plug-ins"},
+    {"Excessive depth", 116, "nest the elements less deeply"},
     {"Start tag expected", 110, "start the document with an element"},
-    {"declaration allowed only at the start", 110, "remove what is in front of \"<?xml\""},
-    {"EntityRef", 110, R"(write "&amp;" for a "&" that is a character)"},
-    {"xmlParseEntityRef", 110, R"(write "&amp;" for a "&" that is a character)"},
+    {"declaration allowed only at the start", 110, "remove what is before \"<?xml\""},
+    {"parsing XML declaration", 110, k_write_declaration},
+    {"Malformed declaration", 110, k_write_declaration},
+    {"Unsupported version", 110, k_write_declaration},
+    {"Invalid PI name", 110, k_write_declaration},
+    {"EntityRef", 110, k_write_reference},
+    {"xmlParseEntityRef", 110, k_write_reference},
     {"Entity '", 110, "write the character itself, or its number as in \"&#160;\""},
     {"AttValue: \" or ' expected", 110, "put the attribute's value between quotes"},
     {"Unescaped '<' not allowed", 110, R"(write "&lt;" for "<", or close the quotes before it)"},
-    {"invalid element name", 110, R"(write "&lt;" for a "<" that is a character)"},
+    {"invalid element name", 110,
+     R"(write a name right after "<", or "&lt;" for a "<" that is a character)"},
+    {"error parsing attribute name", 110,
+     R"(write "&lt;" for a "<" that is a character, or correct the attribute)"},
     {"mandates value", 110, "give the attribute a value between quotes"},
-    {"attributes construct error", 110, "put a blank in front of each attribute"},
+    {"attributes construct error", 110, "put a blank before each attribute"},
     {"redefined", 110, "write each attribute once"},
-    {"Comment not terminated", 110, "end the comment with \"-->\""},
     {"Double hyphen within comment", 110, "write no \"--\" in a comment"},
     {"Namespace prefix", 110, "declare the prefix with \"xmlns:\", or leave it out"},
+    {"invalid Char", 110, "remove the control character"},
+    {"invalid xmlChar", 110, "remove the reference to a control character"},
+    {"expected '>'", 110, "write only the name in an end tag"},
 };
 
 known_report const& known(std::string const& message) {
@@ -61,22 +77,6 @@ known_report const& known(std::string const& message) {
         std::find_if(std::begin(k_known), std::end(k_known),
                      [&](known_report const& each) { return has(message, each.part); });
     return found != std::end(k_known) ? *found : other;
-}
-
-// Where the document ends too soon, the XML library may name an earlier place.
-void report_open_element(markup::open_element const& open, xml_report const& report, reporter& to) {
-    auto const [line, column] = to.places().line_and_column(open.start);
-    bool const is_at_end = open.closed.empty();
-    bool const is_slip = !is_at_end && !open.is_closed_later;
-    std::string const tag = "\"</" + std::string(open.name.substr(0, k_longest_tag)) + ">\"";
-    to.add_at(
-        111,
-        is_at_end ? to.places().line_and_column(to.places().text().size())
-                  : std::make_pair(report.line, report.column),
-        "the element " + named(open.name) + " of line " + std::to_string(line) + ", column " +
-            std::to_string(column) + " is not closed where " +
-            (is_at_end ? "the document ends" : "the end tag of " + named(open.closed) + " comes"),
-        is_slip ? "write " + tag + " instead of that end tag" : "add " + tag);
 }
 
 // Whether the report is about tags that do not nest.
@@ -105,35 +105,64 @@ void report_refusal(std::string const& reason, reporter& to) {
               is_limit ? "make the document smaller or simpler" : about.repair);
 }
 
-// What the XML library says of a document without elements, and of a text in front of the first.
-bool is_about_start(std::string const& message) {
+// What the XML library says of a document without elements, and of a text before the first.
+bool is_about_start(std::string const& message, markup const& places) {
     return has(message, "Document is empty") || has(message, "Start tag expected") ||
-           has(message, "Extra content");
+           (has(message, "Extra content") && places.elements().empty());
+}
+
+bool is_binary(std::string const& text) {
+    auto const start = std::string_view(text).substr(0, k_looked_at);
+    return std::any_of(start.begin(), start.end(), [](unsigned char each) {
+        return each < ' ' && std::string_view(k_white_space).find(each) == std::string_view::npos;
+    });
+}
+
+// What is before the first element, or all there is.
+void report_start(xml_report const& report, reporter& to) {
+    auto const& places = to.places();
+    std::pair<int, int> const place = {report.line, report.column};
+    if (is_binary(places.text())) {
+        to.add_at(110, place, "the file has control characters: it is not a text",
+                  "put the description there, as a text");
+    } else if (places.elements().empty()) {
+        to.add_at(119, place, "the document has no element",
+                  "describe the plug-in in an element \"plugin\"");
+    } else {
+        to.add_at(110, place, "the document does not start with an element or an XML declaration",
+                  "remove what is before the first \"<\"");
+    }
+}
+
+bool is_conflict_mark(int line, markup const& places) {
+    constexpr std::string_view k_mark = "<<<<<<<";
+    auto const start = places.start_of_line(line);
+    return start != k_nowhere && places.text().compare(start, k_mark.size(), k_mark) == 0;
 }
 
 // More than the XML library says; false when that is all there is to say.
 bool report_in_other_words(xml_report const& report, reporter& to) {
     auto const& places = to.places();
     auto const& open = places.still_open();
+    if (is_conflict_mark(report.line, places)) {
+        to.add_at(110, {report.line, 1},
+                  "a version control system left the mark of a conflict here",
+                  "decide for one version, and remove the marks");
+        return true;
+    }
+    if (places.unended() && !has(report.message, "Unescaped '<'") &&
+        places.line_and_column(*places.unended()) <= std::pair(report.line, report.column)) {
+        report_unended(*places.unended(), to);
+        return true;
+    }
+    if (is_about_start(report.message, places)) {
+        report_start(report, to);
+        return true;
+    }
     // A "<" alone at the end opens nothing that has a name.
-    if (open && !open->name.empty() && is_about_nesting(report.message)) {
-        report_open_element(*open, report, to);
-        return true;
-    }
-    if (is_about_start(report.message) && places.elements().empty()) {
-        to.add_at(119, {report.line, report.column}, "the document has no element",
-                  "describe the plug-in in an element \"plugin\"");
-        return true;
-    }
-    if (has(report.message, "Document is empty")) {
-        to.add_at(110, {report.line, report.column},
-                  "the document does not start with an element or an XML declaration",
-                  "remove what is in front of " + named(places.elements().front().name));
-        return true;
-    }
-    if (has(report.message, "Comment not terminated")) {
-        to.add(110, std::min(places.text().rfind("<!--"), places.text().size()),
-               "the comment that starts here is not closed", "end it with \"-->\"");
+    if (open && !places.elements()[open->element].name.empty() &&
+        is_about_nesting(report.message)) {
+        report_open_element(*open, to);
         return true;
     }
     return false;
