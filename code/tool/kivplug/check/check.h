@@ -1,4 +1,4 @@
-// The verb check: looks for mistakes in plug-in directories, before a host meets them.
+// The verb check: looks for mistakes in plug-in directories, before a host loads them.
 
 #ifndef KIVPLUG_CHECK_CHECK_H
 #define KIVPLUG_CHECK_CHECK_H

@@ -16,7 +16,7 @@ enum class step { description, conflicts, binary, trial };
 
 struct step_report {
     step of;
-    bool is_skipped = false;  // an earlier step found what makes this one senseless
+    bool is_skipped = false;  // an earlier step found what makes this one pointless
     findings found = {};
 };
 

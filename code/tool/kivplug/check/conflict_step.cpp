@@ -59,7 +59,7 @@ class registry {
         }
     }
 
-    // Named twice: the plug-in is its own rival.
+    // A directory that is named twice does not conflict with itself.
     bool is_same_directory(owner const& one, owner const& other) const {
         std::error_code unknown;
         return one.directory != other.directory &&
@@ -71,7 +71,7 @@ class registry {
         bool const is_by_flavor = winner.is_native() && !loser.is_native();
         bool const is_in_one = winner.directory == loser.directory;
         std::string const other = winner.plugin->where.text();
-        std::string problem = "the id " + named(id) + " is that of " + other + " too";
+        std::string problem = "the id " + named(id) + " is also that of " + other;
         if (is_by_flavor) {
             problem += ", which is native and takes it from this one, whichever is loaded first";
         } else if (is_in_one) {

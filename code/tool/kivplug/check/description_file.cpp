@@ -81,7 +81,7 @@ void check_hidden(std::string const& directory, findings& found) {
     if (name_of(directory)[0] == '.') {
         found.push_back({107,
                          {directory},
-                         "a host that loads the directory around this one passes over hidden "
+                         "a host that loads the directory around this one skips hidden "
                          "directories",
                          "rename it: its name must not start with a dot"});
     }

@@ -11,7 +11,7 @@
 namespace kivplug {
 
 // What the file has, if the library would read it. Reports why not, and directories that a host
-// passes over.
+// skips.
 std::optional<std::string> description_file(std::string const& directory, findings& found);
 
 }  // namespace kivplug

@@ -96,14 +96,22 @@ void compare_all(reading const& read, std::vector<intended_plugin> const& intend
     }
 }
 
-bool has_own_namespace(markup const& places) {
-    return places.text().find("xmlns=") != std::string::npos;
+// The schema is for descriptions without a namespace, and the XML library finds fault with
+// references to entities wherever they are.
+bool is_for_schema(markup const& places) {
+    auto const& pieces = places.pieces();
+    return places.text().find("xmlns=") == std::string::npos &&
+           std::none_of(pieces.begin(), pieces.end(), [](markup_piece const& each) {
+               return each.of == markup_piece::kind::reference;
+           });
 }
 
 // The XML library's own view, where nothing else was found.
 void check_schema(std::string const& path, std::string const& text, reporter& to) {
-    auto const reports =
-        has_own_namespace(to.places()) ? std::vector<xml_report>() : schema_reports(path, text);
+    if (!is_for_schema(to.places())) {
+        return;
+    }
+    auto const reports = schema_reports(path, text);
     if (!reports.empty()) {
         auto const& first = reports.front();
         std::size_t const element = to.places().first_element_of_line(first.line);

@@ -8,8 +8,8 @@ namespace kivplug {
 
 namespace {
 
-// Whether an element that is not called plugin holds what only that does. One around plug-ins may
-// have any name and hold anything.
+// Whether an element that is not called plugin has sections, as only a plugin has. One around
+// plug-ins may have any name and any contents.
 bool is_meant_as_plugin(std::size_t self, std::vector<markup_element> const& elements) {
     words const sections = {kivcore::k_interface_element, kivcore::k_info_element};
     bool has_section = false;

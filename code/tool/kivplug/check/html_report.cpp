@@ -31,7 +31,7 @@ section { border-top: 1px solid var(--rule); padding-bottom: .6rem; }
 .good { color: var(--good); } .error { color: var(--bad); } .warning { color: var(--warn); }
 .advice, .skipped { color: var(--quiet); }
 details { margin: .4rem 0; } summary { cursor: pointer; } details p { margin: .2rem 0 .2rem 1rem; }
-svg { width: 100%; height: auto; } svg text { font-size: 13px; fill: var(--text); }
+.picture { overflow-x: auto; } svg { width: 100%; min-width: 44rem; height: auto; } svg text { font-size: 13px; fill: var(--text); }
 svg .directory { text-anchor: end; } svg path { fill: none; stroke: var(--quiet); }
 svg .conflict { stroke: var(--bad); } svg text.conflict { stroke: none; fill: var(--bad); }
 </style>

@@ -1,6 +1,7 @@
 #include "id_picture.h"
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 #include <set>
 
@@ -18,7 +19,7 @@ constexpr int k_id_start = 480;
 constexpr std::size_t k_most_letters = 44;
 constexpr std::size_t k_most_rows = 500;
 
-// The directories that give each id, by their place in the picture.
+// The directories that give each id, by their place in the report.
 using givers = std::map<std::string, std::set<std::size_t>>;
 
 givers givers_of(std::vector<checked_directory> const& all) {
@@ -30,6 +31,16 @@ givers givers_of(std::vector<checked_directory> const& all) {
             }
         }
     }
+    return found;
+}
+
+bool is_conflict(givers::value_type const& entry) {
+    return entry.second.size() > 1;
+}
+
+givers conflicts_among(givers const& ids) {
+    givers found;
+    std::copy_if(ids.begin(), ids.end(), std::inserter(found, found.end()), is_conflict);
     return found;
 }
 
@@ -66,6 +77,34 @@ std::string line(std::size_t from, std::size_t to, char const* kind) {
            std::to_string(k_id_start - 8) + " " + std::to_string(end) + "\"/>\n";
 }
 
+// What is in which row of the picture.
+struct picture_rows {
+    std::map<std::size_t, std::size_t> directories;
+    std::map<std::string, std::size_t> ids;
+    std::size_t count = 0;
+};
+
+// Each id is in the row of the first directory that gives it, or below: only the lines of
+// conflicts cross others.
+picture_rows rows_of(givers const& ids) {
+    std::map<std::size_t, std::vector<std::string>> first_given;
+    for (auto const& [id, directories] : ids) {
+        for (auto const directory : directories) {
+            first_given[directory];
+        }
+        first_given[*directories.begin()].push_back(id);
+    }
+    picture_rows rows;
+    for (auto const& [directory, given] : first_given) {
+        rows.directories[directory] = rows.count;
+        for (std::size_t i = 0; i < given.size(); ++i) {
+            rows.ids[given[i]] = rows.count + i;
+        }
+        rows.count += std::max<std::size_t>(given.size(), 1);
+    }
+    return rows;
+}
+
 }  // namespace
 
 std::string html_text(std::string const& text) {
@@ -93,27 +132,34 @@ std::string html_text(std::string const& text) {
 }
 
 std::string id_picture(std::vector<checked_directory> const& all) {
-    auto const ids = givers_of(all);
-    if (ids.empty() || ids.size() > k_most_rows || all.size() > k_most_rows) {
+    auto ids = givers_of(all);
+    bool const is_part = ids.size() > k_most_rows || all.size() > k_most_rows;
+    if (is_part) {
+        ids = conflicts_among(ids);
+    }
+    if (ids.empty() || ids.size() > k_most_rows) {
         return "";  // nothing to see, or too much
     }
+    auto const rows = rows_of(ids);
     std::string drawn;
-    for (std::size_t row = 0; row < all.size(); ++row) {
-        drawn += label(k_directory_end, row, "directory", all[row].path);
+    for (auto const& [directory, row] : rows.directories) {
+        drawn += label(k_directory_end, row, "directory", all[directory].path);
     }
-    std::size_t row = 0;
-    for (auto const& [id, directories] : ids) {
-        bool const is_conflict = directories.size() > 1;
-        drawn += label(k_id_start, row, is_conflict ? "id conflict" : "id", id);
-        for (auto const directory : directories) {
-            drawn += line(directory, row, is_conflict ? "conflict" : "");
+    for (auto const& entry : ids) {
+        std::size_t const row = rows.ids.at(entry.first);
+        drawn += label(k_id_start, row, is_conflict(entry) ? "id conflict" : "id", entry.first);
+        for (auto const directory : entry.second) {
+            drawn +=
+                line(rows.directories.at(directory), row, is_conflict(entry) ? "conflict" : "");
         }
-        ++row;
     }
-    int const height = height_of(std::max(ids.size(), all.size()));
-    return "<svg role=\"img\" aria-label=\"Directories, the ids that they give, and conflicts\" "
-           "viewBox=\"0 0 " +
-           std::to_string(k_width) + " " + std::to_string(height) + "\">\n" + drawn + "</svg>\n";
+    return std::string(is_part
+                           ? "<p>The picture has only the ids that several directories give.</p>\n"
+                           : "") +
+           "<div class=\"picture\"><svg role=\"img\" aria-label=\"Directories, the ids that they "
+           "give, and conflicts\" viewBox=\"0 0 " +
+           std::to_string(k_width) + " " + std::to_string(height_of(rows.count)) + "\">\n" + drawn +
+           "</svg></div>\n";
 }
 
 }  // namespace kivplug

@@ -38,7 +38,7 @@ void check_passed_over(std::size_t element, reporter& to) {
         return;
     }
     to.add(142, self.end,
-           "the library passes over " + named(self.name) + " and over " +
+           "the library skips " + named(self.name) + " and " +
                (is_end_tag ? "the end of \"plugin\"" : named(elements[self.next].name)) +
                " right after it",
            "put a line break after " + named(self.name));

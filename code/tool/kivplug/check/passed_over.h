@@ -1,4 +1,4 @@
-// What the library passes over by mistake.
+// What the library skips together with config and input.
 
 #ifndef KIVPLUG_CHECK_PASSED_OVER_H
 #define KIVPLUG_CHECK_PASSED_OVER_H
@@ -9,8 +9,8 @@
 
 namespace kivplug {
 
-// The library passes over an element such as config, and over the node right after it. Reports it
-// if that node matters.
+// The library skips an element such as config, and the node right after it. Reports it if that
+// node matters.
 void check_passed_over(std::size_t element, reporter& to);
 
 }  // namespace kivplug

@@ -64,7 +64,7 @@ bool is_plugin_directory(std::string const& directory, std::vector<std::string> 
            });
 }
 
-// What a host would load, and hidden plug-in directories, which it passes over. A link may lead
+// What a host would load, and hidden plug-in directories, which it skips. A link may lead
 // nowhere.
 bool may_be_plugin(std::string const& directory, std::string const& name) {
     auto const path = morbase::path_appended(directory, name, '/');

@@ -26,7 +26,7 @@ namespace {
 using namespace std::string_view_literals;
 using kivsys::xml::reader;
 
-// A reader that knows which element of the markup it stands at.
+// A reader that knows at which element of the markup it is.
 class placed_reader final : public reader {
   public:
     placed_reader(memory_document whole, markup const& known)

@@ -19,7 +19,7 @@ class reporter {
     reporter(std::string const& path, markup const& places, findings& list)
         : file(path), document(places), found(list), first(list.size()) {}
 
-    // Adds a finding at an offset into the document, up to a number that nobody reads.
+    // Adds a finding at an offset into the document, up to a number: nobody reads more.
     void add(int rule, std::size_t place, std::string const& problem, std::string const& repair);
 
     // The same, at a line and column, or at a line only.

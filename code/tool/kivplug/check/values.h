@@ -8,7 +8,7 @@
 
 namespace kivplug {
 
-// Reports values that are missing, and those that make ids which nobody looks for. Takes blanks
+// Reports values that are missing, and those that make ids that no host looks for. Takes blanks
 // away around values, which it reports too.
 void check_values(intended_plugin& plugin, reporter& to);
 

@@ -32,8 +32,8 @@ std::string all_named(list const& texts, char const* last_joint = " and ") {
     return made;
 }
 
-// The declaration that a symbol of C++ stands for. The symbol itself when it is none, and only the
-// start of a long one.
+// The declaration of a C++ function or variable. The symbol itself if it is not of C++, and only
+// the start of a long one.
 std::string declaration_of(std::string_view symbol);
 
 // "a", "b", "c" and 4 others
