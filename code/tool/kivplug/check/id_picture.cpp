@@ -17,7 +17,8 @@ constexpr int k_width = 900;
 constexpr int k_directory_end = 300;
 constexpr int k_id_start = 480;
 constexpr std::size_t k_most_letters = 44;
-constexpr std::size_t k_most_rows = 500;
+constexpr std::size_t k_most_ids = 100;  // more lines are a tangle
+constexpr std::size_t k_most_conflicts = 500;
 
 // The directories that give each id, by their place in the report.
 using givers = std::map<std::string, std::set<std::size_t>>;
@@ -133,11 +134,11 @@ std::string html_text(std::string const& text) {
 
 std::string id_picture(std::vector<checked_directory> const& all) {
     auto ids = givers_of(all);
-    bool const is_part = ids.size() > k_most_rows || all.size() > k_most_rows;
+    bool const is_part = ids.size() > k_most_ids;
     if (is_part) {
         ids = conflicts_among(ids);
     }
-    if (ids.empty() || ids.size() > k_most_rows) {
+    if (ids.empty() || ids.size() > k_most_conflicts) {
         return "";  // nothing to see, or too much
     }
     auto const rows = rows_of(ids);
