@@ -1,6 +1,7 @@
 #include "unclosed.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string>
 
 #include "vocabulary.h"
@@ -77,12 +78,13 @@ void report_open_element(markup::open_element const& open, reporter& to) {
 }
 
 void report_unended(std::size_t start, reporter& to) {
-    auto const* const found =
-        std::find_if(std::begin(k_constructs), std::end(k_constructs), [&](construct const& each) {
-            return to.places().text().compare(start, each.start.size(), each.start) == 0;
+    auto const& text = to.places().text();
+    construct const& found =
+        *std::find_if(std::begin(k_constructs), std::end(k_constructs), [&](construct const& each) {
+            return text.compare(start, each.start.size(), each.start) == 0;
         });
-    to.add(110, start, "the " + std::string(found->name) + " that starts here does not end",
-           found->repair);
+    to.add(110, start, "the " + std::string(found.name) + " that starts here does not end",
+           found.repair);
 }
 
 }  // namespace kivplug
