@@ -20,11 +20,11 @@ enum class consequence {
 
 // One kind of mistake. The number never changes and is never used again for another one.
 struct rule {
-    int number;  // 104 for KIV104
-    level weight;
-    char const* name;   // in words joined by hyphens
-    char const* cause;  // one sentence
-    char const* cure;   // one sentence
+    int number = 0;  // 104 for KIV104
+    level weight = level::error;
+    char const* name = "";   // in words joined by hyphens
+    char const* cause = "";  // one sentence
+    char const* cure = "";   // one sentence
     consequence then = consequence::none;
 
     std::string code() const { return "KIV" + std::to_string(number); }

@@ -113,8 +113,8 @@ bool is_about_start(std::string const& message, markup const& places) {
 
 bool is_binary(std::string const& text) {
     auto const start = std::string_view(text).substr(0, k_looked_at);
-    return std::any_of(start.begin(), start.end(), [](unsigned char each) {
-        return each < ' ' && std::string_view(k_white_space).find(each) == std::string_view::npos;
+    return std::any_of(start.begin(), start.end(), [](char each) {
+        return static_cast<unsigned char>(each) < ' ' && !is_blank({&each, 1});
     });
 }
 
