@@ -3,6 +3,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <ctime>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -164,6 +165,16 @@ TEST_F(concurrency, a_long_stress_counts_exactly) {
     } while (std::chrono::steady_clock::now() < end && !HasFailure());
 }
 
+// Until the thread has used more time of a processor than a start takes.
+void wait_for_work_of(std::thread& worker) {
+    clockid_t clock = 0;
+    timespec used = {};
+    ASSERT_EQ(pthread_getcpuclockid(worker.native_handle(), &clock), 0);
+    while (clock_gettime(clock, &used) == 0 && used.tv_sec == 0 && used.tv_nsec < 5000000) {
+        std::this_thread::yield();
+    }
+}
+
 // If the steps of a match were not limited, the search would never end.
 TEST_F(concurrency, a_slow_search_ends_and_blocks_no_other_thread) {
     std::string const id = "a/b/c/d/" + std::string(60, 'a');
@@ -175,7 +186,7 @@ TEST_F(concurrency, a_slow_search_ends_and_blocks_no_other_thread) {
         EXPECT_TRUE(registry->find_plugins("a/b/c/d/(a|a)*[bc]").empty());
         is_searching = false;
     });
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));  // the search starts meanwhile
+    wait_for_work_of(searcher);
     int described = 0;
     while (is_searching) {
         described += registry->describe_plugin(id) ? 1 : 0;
