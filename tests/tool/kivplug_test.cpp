@@ -164,7 +164,9 @@ TEST_F(kivplug, explains_what_became_of_an_id) {
         {"io/read/l/d/1.0",
          "  'c' was refused it: an id before it in the same plug-in was refused\n"},
         {"io/read/k/d/2.0", "  near it: io/read/k/d/1.0: its version is '1.0', not '2.0'\n"},
-        {"io/read/h/d/1.0", "  'd/.hidden' would give it, but is not loaded, see above\n"},
+        {"io/read/h/d/1.0", "  'd/.hidden' has io/read/h/d/1.0, but is not loaded, see above\n"},
+        {"'.*/h/.*'", "  'd/.hidden' has io/read/h/d/1.0, but is not loaded, see above\n"},
+        {"'.*/l/.*'", "  io/read/l/d/1.0:\n  'c' was refused it: an id before it"},
         {"io/read/b/d/1.0", "  'd/broken' is not loaded, see above\n"},
         {"io/read", "an id has five fields, CATEGORY/TYPE/KEY/DEVELOPER/VERSION; this has 2\n"},
     };

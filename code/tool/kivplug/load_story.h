@@ -1,4 +1,4 @@
-// What happened while plug-ins were loaded, kept for the questions about it.
+// A record of what happened while plug-ins were loaded.
 
 #ifndef KIVPLUG_LOAD_STORY_H
 #define KIVPLUG_LOAD_STORY_H
@@ -27,20 +27,20 @@ class load_story final : public kivcore::load_observer {
     // A directory that was not searched or not loaded.
     void note_failure(std::string const& directory, std::string const& reason);
 
-    // A line of its own, for example about a directory of plug-ins.
+    // Adds a line, for example about a directory of plug-ins.
     void add_line(std::string const& line) { story.push_back(line); }
 
-    // One line for each directory and entry, in order.
+    // One line for each directory and each of its entries, in order.
     std::vector<std::string> const& lines() const noexcept { return story; }
 
     // Directories that may hold plug-ins, and were not loaded.
     std::vector<std::string> const& not_loaded() const noexcept { return failures; }
 
-    // From an id to what happened to it after it was registered, or in place of that.
+    // From an id to why it was replaced or refused.
     std::multimap<std::string, std::string> const& conflicts() const noexcept { return disputes; }
 
   private:
-    // The ids that the current directory has registered, as the end of its line.
+    // Takes the ids that the current directory has registered, as the end of its line.
     std::string registered_ids();
 
     std::vector<std::string> story;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 #include <map>
+#include <set>
 
 #include <kivcore/plugins.h>
 
@@ -27,7 +28,22 @@ std::vector<std::string> fields_of(std::string const& id) {
     return split(id + '/', '/');
 }
 
-// How an id differs from the one that is wanted.
+// The wanted id if it is one of these, otherwise the ids that a registry of them would find
+// with it as a pattern.
+std::vector<std::string> matching(std::vector<std::string> const& ids, std::string const& wanted) {
+    if (std::find(ids.begin(), ids.end(), wanted) != ids.end()) {
+        return {wanted};
+    }
+    kivcore::plugins candidates("");
+    for (auto const& id : std::set<std::string>(ids.begin(), ids.end())) {
+        if (fields_of(id).size() == std::size(k_fields)) {
+            candidates.register_with_id(id, nullptr, "");
+        }
+    }
+    return candidates.find_plugins(wanted);
+}
+
+// How an id differs from the wanted one.
 struct difference {
     std::size_t fields = std::numeric_limits<std::size_t>::max();
     std::size_t letters = 0;
@@ -60,10 +76,10 @@ difference difference_of(std::string const& id, std::string const& wanted) {
 // Answers for the ids of one registry. Every directory is checked once at most.
 class explainer {
   public:
-    explainer(byte_sink& sink, kivcore::plugins const& loaded, load_story const& told)
-        : out(sink), registry(loaded), story(told) {}
+    explainer(byte_sink& sink, kivcore::plugins const& loaded, load_story const& observed)
+        : out(sink), registry(loaded), story(observed) {}
 
-    // What is known about a registered id. True if its objects can be created.
+    // Prints what is known about a registered id. Returns whether its objects can be created.
     bool explain_present(std::string const& id) {
         auto const directory = value_of(*registry.describe_plugin(id), "path");
         auto const& checked = checked_at(directory);
@@ -87,15 +103,17 @@ class explainer {
             text += "  an id has five fields, CATEGORY/TYPE/KEY/DEVELOPER/VERSION; this has " +
                     std::to_string(count) + "\n";
         }
-        text += conflicts_of(wanted) + nearest_text(wanted);
+        auto const meant = meant_ids(wanted);
+        for (auto const& id : meant) {
+            auto const refused = conflicts_of(id);
+            text += refused.empty() || id == wanted ? "" : "  " + printable(id) + ":\n";
+            text += refused;
+        }
+        text += nearest_text(wanted);
         for (auto const& directory : story.not_loaded()) {
             auto const& checked = checked_at(directory);
-            auto const ids = all_ids(checked);
-            bool const would_give = std::find(ids.begin(), ids.end(), wanted) != ids.end();
-            text += "  " + quoted(directory) +
-                    (would_give ? " would give it, but is not loaded, see above\n"
-                                : " is not loaded, see above\n") +
-                    errors_of(checked, "");
+            text += "  " + quoted(directory) + offer_text(checked, meant) +
+                    " is not loaded, see above\n" + errors_of(checked, "");
         }
         out.write(text);
     }
@@ -108,12 +126,38 @@ class explainer {
                    : checks.emplace(directory, check_directory(directory)).first->second;
     }
 
-    // The errors of a check that concern the plug-in with this id; all for an empty one.
+    // The ids that match the wanted one, and were refused or are in a directory that was not
+    // loaded.
+    std::vector<std::string> meant_ids(std::string const& wanted) {
+        std::vector<std::string> ids;
+        for (auto const& [id, reason] : story.conflicts()) {
+            ids.push_back(id);
+        }
+        for (auto const& directory : story.not_loaded()) {
+            auto const there = all_ids(checked_at(directory));
+            ids.insert(ids.end(), there.begin(), there.end());
+        }
+        return matching(ids, wanted);
+    }
+
+    // Which of the ids that are meant the directory has.
+    static std::string offer_text(checked_directory const& checked,
+                                  std::vector<std::string> const& meant) {
+        std::string text;
+        for (auto const& id : all_ids(checked)) {
+            if (std::find(meant.begin(), meant.end(), id) != meant.end()) {
+                text += (text.empty() ? " has " : ", ") + printable(id);
+            }
+        }
+        return text.empty() ? "" : text + ", but";
+    }
+
+    // The errors of a check that concern the plug-in with this id, or all if the id is empty.
     static std::string errors_of(checked_directory const& checked, std::string const& id) {
-        auto const gives = [&](described_plugin const& each) {
+        auto const has_id = [&](described_plugin const& each) {
             return std::find(each.ids.begin(), each.ids.end(), id) != each.ids.end();
         };
-        auto const own = std::find_if(checked.plugins.begin(), checked.plugins.end(), gives);
+        auto const own = std::find_if(checked.plugins.begin(), checked.plugins.end(), has_id);
         int const first = own != checked.plugins.end() ? own->where.line : 0;
         int const last = own != checked.plugins.end() && own + 1 != checked.plugins.end()
                              ? (own + 1)->where.line

@@ -1,4 +1,4 @@
-// The verb why: how an id came to be registered, or what kept it from that.
+// The verb why: which plug-in has an id, or why none has it.
 
 #ifndef KIVPLUG_WHY_H
 #define KIVPLUG_WHY_H
@@ -14,9 +14,9 @@ struct why_options {
     std::string id;  // or a pattern for whole ids
 };
 
-// Loads the plug-ins of the directories, as any verb does, and prints what happened on the way to
-// the id. True if it is registered and objects can be created. The plug-ins that give the id, or
-// might, are checked as by 'kivplug check'.
+// Loads the plug-ins of the directories, as any verb does, and prints what happened to the id.
+// Returns whether it is registered and objects can be created. Checks the plug-ins that have the
+// id, or could have it, as 'kivplug check' does.
 bool why(byte_sink& out, std::vector<std::string> const& directories, why_options const& options);
 
 }  // namespace kivplug
