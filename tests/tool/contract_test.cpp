@@ -2,8 +2,10 @@
 
 #include <sys/wait.h>
 
+#include <filesystem>
 #include <ostream>
 #include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -32,6 +34,7 @@ std::string const k_browser = "--browse io/browse/faulty/tests/1.0 ";
 
 fault const k_faults[] = {
     {k_reader, "block_is_stale"},
+    {k_reader, "close_closes_standard_input"},
     {k_reader, "close_leaks"},
     {k_reader, "current_file_is_late"},
     {k_reader, "current_is_the_start"},
@@ -44,6 +47,7 @@ fault const k_faults[] = {
     {k_reader, "offset_has_32_bits"},
     {k_reader, "peek_moves"},
     {k_reader, "position_is_shared"},
+    {k_reader, "pauses_at_a_block"},
     {k_reader, "read_after_the_end"},
     {k_reader + "--timeout 200 ", "read_hangs_in_last_block"},
     {k_reader, "read_of_nothing_throws"},
@@ -57,6 +61,7 @@ fault const k_faults[] = {
     {k_reader, "short_read_is_not_told"},
     {k_reader, "size_is_what_is_left"},
     {k_reader, "size_moves"},
+    {k_frame_reader, "frames_end_in_a_failure"},
     {k_frame_reader, "end_is_refused"},
     {k_frame_reader, "frame_after_a_seek_back"},
     {k_frame_reader, "record_of_no_track"},
@@ -105,18 +110,38 @@ INSTANTIATE_TEST_SUITE_P(faults, contract, ::testing::ValuesIn(k_faults),
                          [](auto const& each) { return each.param.name; });
 
 TEST_F(contract, is_kept_without_a_fault) {
-    for (auto const& tested : {k_reader, k_frame_reader, k_writer, k_browser}) {
-        EXPECT_EQ(run_faulty(tested + "none --sequences 300"), 0) << out();
+    for (auto const& tested :
+         {k_reader + "none", k_reader + "seeks_only_forward", k_reader + "opens_only_once",
+          k_frame_reader + "none", k_writer + "none", k_browser + "none"}) {
+        EXPECT_EQ(run_faulty(tested + " --sequences 300"), 0) << tested << out();
     }
+}
+
+TEST_F(contract, what_is_no_test_of_the_plugin_is_refused) {
+    std::pair<std::string, std::string> const refused[] = {
+        {k_writer + "adds_a_header", "name a reader of its files with --read-with"},
+        {k_reader + "never_ends", "use something smaller"},
+        {"out/write/faulty/tests/1.0 none", "is a writer, not a reader; use --write"},
+    };
+    for (auto const& [arguments, reason] : refused) {
+        EXPECT_EQ(run_faulty(arguments), 1);
+        EXPECT_EQ(out(), "");
+        auto const said = support::read_file(files.path("err"));
+        EXPECT_NE(said.find(reason), std::string::npos) << said;
+        EXPECT_FALSE(std::filesystem::exists(files.path("adds_a_header")));
+    }
+    EXPECT_EQ(run_faulty(k_reader + "none --sequences 0"), 2);
+    EXPECT_EQ(run_faulty(k_reader + "none --timeout 0"), 2);
 }
 
 TEST_F(contract, a_finding_says_what_was_called_and_how_to_repeat_it) {
     std::string const expected =
         "io/read/faulty/tests/1.0 breaks its contract with 'second_close_crashes':\n"
-        "    open('second_close_crashes/there is no such file', 'r') gave -1\n"
+        "    open('second_close_crashes', 'r') gave 0\n"
+        "    close() gave 0\n"
         "    close() gave a crash, by signal 6 (Aborted)\n"
         "expected: a return\n"
-        "contract: an operation returns, or raises an exception: it does not end or block the "
+        "contract: an operation returns or raises an exception; it does not end or block the "
         "host\n"
         "repeat:   --seed ";
     EXPECT_EQ(run_faulty(k_reader + "second_close_crashes"), 1);
@@ -126,6 +151,11 @@ TEST_F(contract, a_finding_says_what_was_called_and_how_to_repeat_it) {
     EXPECT_EQ(run_faulty(k_reader + "second_close_crashes " + repeat.substr(0, repeat.size() - 1)),
               1);
     EXPECT_EQ(out(), first);
+}
+
+TEST_F(contract, a_crash_of_create_is_named) {
+    EXPECT_EQ(run_faulty("io/read/crashing/tests/1.0 none"), 1);
+    EXPECT_NE(out().find("    creation of an object gave a crash"), std::string::npos) << out();
 }
 
 TEST_F(contract, refuses_a_file_that_a_writer_would_change) {

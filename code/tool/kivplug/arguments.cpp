@@ -73,15 +73,16 @@ void add_output(CLI::App& verb, std::string& output) {
         ->type_name("FILE");
 }
 
-// Decimal digits only: a leading 0 does not change the base.
+// Decimal digits only: a leading 0 does not change the base. least: 0 or 1.
 CLI::Option* add_amount(CLI::App& verb, std::string const& option, long long& amount,
-                        std::string const& unit, std::string const& help) {
-    auto const parse = [option, &amount](std::string const& text) {
+                        std::string const& unit, std::string const& help, int least = 0) {
+    auto const parse = [option, &amount, least](std::string const& text) {
         auto const* const end = text.data() + text.size();
         auto const parsed = std::from_chars(text.data(), end, amount);
-        if (parsed.ec != std::errc() || parsed.ptr != end || amount < 0) {
-            throw CLI::ValidationError(
-                option, "'" + text + "' is not a non-negative number, or is too large");
+        if (parsed.ec != std::errc() || parsed.ptr != end || amount < least) {
+            throw CLI::ValidationError(option, "'" + text + "' is not a " +
+                                                   (least > 0 ? "positive" : "non-negative") +
+                                                   " number, or is too large");
         }
     };
     return verb.add_option_function<std::string>(option, parse, help)->type_name(unit);
@@ -241,9 +242,9 @@ void add_contract(CLI::App& app, command_line& line) {
         ->type_name("ID")
         ->needs(write);
     add_amount(verb, "--seed", options.seed, "N", "Of the first sequence of calls [1]");
-    add_amount(verb, "--sequences", options.sequences, "N", "How many [1000]");
+    add_amount(verb, "--sequences", options.sequences, "N", "How many [1000]", 1);
     add_amount(verb, "--timeout", options.timeout, "MS",
-               "Milliseconds without an answer that count as a hang\n[20000]");
+               "Milliseconds without an answer that count as a hang\n[20000]", 1);
     add_json(verb, options.json);
     verb.footer("Exit status: 0 when the contract holds, 1 when it does not.\n"s + k_verb_footer);
 }

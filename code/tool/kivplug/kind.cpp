@@ -97,8 +97,8 @@ void fail_for_kind(std::string const& id, plugin& made, std::string const& wante
         throw failure(printable(id) + " calls itself " + quoted(kind) + ", but is a " +
                       known->name + k_report_fault);
     }
-    throw failure(printable(id) + " is a " + known->name + ", not a " + wanted + "; " +
-                  known->advice);
+    throw wrong_kind(printable(id) + " is a " + known->name + ", not a " + wanted, known->advice,
+                     known->name);
 }
 
 }  // namespace kivplug

@@ -4,8 +4,11 @@
 #define KIVPLUG_KIND_H
 
 #include <string>
+#include <utility>
 
 #include <kivcore/plugin.h>
+
+#include "failure.h"
 
 namespace kivplug {
 
@@ -22,8 +25,17 @@ bool is_of_kind(kivcore::plugin& object, std::string const& kind);
 // The most special interface of the object, whatever it calls itself; empty when it has none.
 std::string interface_name(kivcore::plugin& object);
 
-// Raises the failure for an object that is not a `wanted`: it says what the object is instead, and
-// which verb fits that.
+// An object is of another kind than the one that is wanted. The message advises a verb.
+class wrong_kind : public failure {
+  public:
+    wrong_kind(std::string const& what_is_wrong, std::string const& advice, std::string is)
+        : failure(what_is_wrong + "; " + advice), problem(what_is_wrong), actual(std::move(is)) {}
+
+    std::string problem;  // the message without the advice
+    std::string actual;   // what the object is, see interface_name
+};
+
+// Raises wrong_kind for an object that is not a `wanted`, or a failure if its kind() is wrong.
 [[noreturn]] void fail_for_kind(std::string const& id, kivcore::plugin& made,
                                 std::string const& wanted);
 

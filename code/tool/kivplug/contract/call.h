@@ -1,5 +1,5 @@
-// A call to a plug-in's object, as a value: sequences of calls are made at random, sent between
-// processes as bytes, and shrunk, whatever the calls mean.
+// A call to a plug-in's object, as a value. Sequences of calls are generated at random, sent
+// between processes as bytes, and shrunk.
 
 #ifndef KIVPLUG_CONTRACT_CALL_H
 #define KIVPLUG_CONTRACT_CALL_H
@@ -12,7 +12,7 @@ namespace kivplug {
 enum class verb : int {
     open,
     close,
-    open_absent,  // something that is not there
+    open_absent,  // something that does not exist
     // of streams
     read,
     peek,
@@ -42,9 +42,9 @@ enum class verb : int {
 
 struct call {
     verb what = verb::open;
-    int object = 0;        // the first or the second of two objects at work at the same time
+    int object = 0;        // the first or the second of two objects that exist at the same time
     int origin = 0;        // of a seek, as in morbase::whence
-    long long number = 0;  // a count, an offset, an index: whatever the verb takes
+    long long number = 0;  // a count, an offset or an index, depending on the verb
 };
 
 static_assert(std::is_trivially_copyable_v<call>);

@@ -21,19 +21,19 @@ namespace kivplug {
 
 namespace {
 
-// Of a list of calls that was not shrunk.
+// Calls of a sequence that was not shrunk.
 constexpr std::size_t k_most_shown = 24;
 
-// Milliseconds. Every shorter sequence that still hangs is waited for.
+// Milliseconds. Each shorter sequence that still hangs takes this time.
 constexpr int k_hang_while_shrinking = 2000;
 
 struct finding_of_contract {
     outcome broken;
     long long seed = 0;
-    bool is_alone = true;  // the sequence breaks the contract without those before it
+    bool is_alone = true;  // the sequence breaks the contract without the sequences before it
 };
 
-// The reader of the same key as the writer, by the same developer; empty when there is none.
+// The reader with the same key, developer and version as the writer; empty if there is none.
 std::string matching_reader(host const& from, std::string const& writer) {
     std::string const type = "/write/";
     auto const place = writer.find(type);
@@ -68,11 +68,30 @@ calls shrunk_in(subject& tested, calls const& sequence, int timeout) {
     });
 }
 
-// Each sequence has a seed of its own, so that one alone can be repeated.
+// Removes the scratch file of a writer, also after a failure or a crash.
+class scratch_file {
+  public:
+    explicit scratch_file(contract_options const& options)
+        : path(options.write ? options.path : "") {}
+    ~scratch_file() {
+        if (!path.empty()) {
+            unlink(path.c_str());
+        }
+    }
+
+    scratch_file(scratch_file const&) = delete;
+    scratch_file& operator=(scratch_file const&) = delete;
+
+  private:
+    std::string path;
+};
+
+// Each sequence has its own seed, so that it can be repeated without the others. Seeds continue
+// from 0 after the largest that --seed takes.
 finding_of_contract search(subject& tested, contract_options const& options) {
     int const timeout = static_cast<int>(std::min<long long>(options.timeout, INT_MAX));
     auto const seed_of = [&](std::size_t i) {
-        return static_cast<unsigned long long>(options.seed) + i;
+        return (static_cast<unsigned long long>(options.seed) + i) % (1ULL << 63);
     };
     workload const work = {static_cast<std::size_t>(options.sequences), [&](std::size_t i) {
                                dice random(seed_of(i));
@@ -114,7 +133,7 @@ void print_finding(byte_sink& out, contract_options const& options, std::string 
     text += "expected: " + found.broken.expected + "\n";
     text += "contract: " + found.broken.promise + "\n";
     text += "repeat:   " + repetition(options, found) + "\n";
-    text += found.is_alone ? "" : "The calls break it only after those of the seeds before.\n";
+    text += found.is_alone ? "" : "Without the sequences of earlier seeds, the contract holds.\n";
     out.write(text);
 }
 
@@ -142,10 +161,8 @@ json_object json_of(contract_options const& options, std::string const& id,
 bool contract(host const& from, byte_sink& out, contract_options const& options) {
     auto const id = from.resolve(options.id);
     auto const tested = subject_of(from, options);
+    scratch_file const scratch(options);
     auto const found = search(*tested, options);
-    if (options.write) {
-        unlink(options.path.c_str());
-    }
     bool const held = found.broken.held;
     print_items(out, options.json, [&](json_array* array) {
         if (array != nullptr && !held) {

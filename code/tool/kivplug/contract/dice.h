@@ -1,5 +1,5 @@
-// Random numbers that are the same everywhere for the same seed. The distributions of the standard
-// library are not: each implementation has its own.
+// Random numbers that depend only on the seed. Those of the standard library's distributions also
+// depend on its implementation.
 
 #ifndef KIVPLUG_CONTRACT_DICE_H
 #define KIVPLUG_CONTRACT_DICE_H
@@ -13,7 +13,7 @@ class dice {
   public:
     explicit dice(unsigned long long seed) : engine(seed) {}
 
-    // A number from 0 up to below count, which must be positive.
+    // A number from 0 to count - 1. count must be positive.
     long long below(long long count) {
         return static_cast<long long>(engine() % static_cast<unsigned long long>(count));
     }
@@ -23,11 +23,13 @@ class dice {
         return choices[below(static_cast<long long>(count))];
     }
 
-    // A place in something of this size, often at or near an edge: of the whole, or of a block
-    // whose size is a power of two. At times it is outside, at times far outside.
+    // A position in something of this size, often at or near the start, the end or the edge of a
+    // block whose size is a power of two. Some are outside, and some far outside.
     long long place(long long size);
 
   private:
+    long long block_edge(long long size);
+
     std::mt19937_64 engine;
 };
 

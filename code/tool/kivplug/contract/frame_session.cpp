@@ -1,9 +1,9 @@
 #include "frame_session.h"
 
 #include <algorithm>
-#include <limits>
 
 #include "guarded_buffer.h"
+#include "opened.h"
 #include "stream_moves.h"
 #include "text.h"
 
@@ -16,44 +16,35 @@ using track_record = morbase::ptr_refcount<frame_reader::media_information>;
 
 constexpr char const* k_no_record = "null";
 constexpr char const* k_count =
-    "kivcore/frame_reader.h: track_count gives how many tracks there "
-    "are; 0 while nothing is open";
+    "kivcore/frame_reader.h: track_count returns the number of tracks, 0 while nothing is open";
 constexpr char const* k_record =
-    "kivcore/frame_reader.h: track_information gives the record of a "
-    "track; null when there is no such track";
+    "kivcore/frame_reader.h: track_information returns the record of a track, which never "
+    "changes; null if there is no such track";
 constexpr char const* k_facts =
-    "kivcore/frame_reader.h: a track's record has its number of frames, "
-    "and no frame of sound is larger than its frame data size";
+    "kivcore/frame_reader.h: a track's record has its number of frames, and no frame of sound is "
+    "larger than its frame_data_size";
 constexpr char const* k_select =
-    "kivcore/frame_reader.h: select_track gives 0 for success, "
-    "negative when there is no such track";
+    "kivcore/frame_reader.h: select_track returns 0 on success, negative if there is no such track";
 constexpr char const* k_tell =
-    "kivcore/frame_reader.h: tell_frame gives the number of the frame "
-    "that is read next; negative for a failure";
+    "kivcore/frame_reader.h: tell_frame returns the number of the frame that is read next, "
+    "negative on failure";
 constexpr char const* k_seek =
-    "kivcore/frame_reader.h: seek_frame moves to a frame, the end "
-    "included; its number, or negative for a failure";
+    "kivcore/frame_reader.h: seek_frame moves to a frame, or to the end; it returns the new frame "
+    "number, negative on failure";
 constexpr char const* k_read =
-    "kivcore/frame_reader.h: read_frame reads one frame and moves on to "
-    "the next; the frame's bytes, 0 at the end, negative for a failure "
-    "or when the frame does not fit; the position then stays";
+    "kivcore/frame_reader.h: read_frame reads one frame and moves to the next; it returns the "
+    "number of bytes in the frame, 0 at the end, negative on failure or if the frame does not fit; "
+    "the position is then unchanged";
 
-// The number may be the largest that the record can hold, or 0 for unknown.
-template <typename record_type>
-void check_count(frame_reader::media_information const& record, long long count) {
-    auto const* const known = dynamic_cast<record_type const*>(&record);
-    if (known != nullptr && known->number_of_frames != 0 &&
-        known->number_of_frames != std::numeric_limits<unsigned int>::max()) {
-        require(known->number_of_frames == count,
-                "a record of " + std::to_string(count) + " frames, which can be read", k_facts);
-    }
-}
-
-void check_size(frame_reader::media_information const& record, track_facts const& facts) {
+void check_facts(frame_reader::media_information const& record, track_facts const& facts) {
+    auto const stated = stated_frames(record);
+    require(stated == 0 || stated == facts.count(),
+            "a record with the " + std::to_string(facts.count()) + " frames that can be read",
+            k_facts);
     auto const* const audio = dynamic_cast<frame_reader::audio_media_information const*>(&record);
     require(
         audio == nullptr || audio->frame_data_size == 0 || facts.largest <= audio->frame_data_size,
-        "a frame data size of " + std::to_string(facts.largest) + " at least", k_facts);
+        "a frame_data_size of at least " + std::to_string(facts.largest), k_facts);
 }
 
 }  // namespace
@@ -89,13 +80,13 @@ void frame_session::use_track(call const& wanted) {
     }
 }
 
-// What an open reader does when it is opened again is up to the plug-in.
+// What open does on an open reader is up to the plug-in.
 void frame_session::open() {
     if (opened) {
         return;
     }
-    auto const result = log.ask("open(" + quoted(where.path) + ", 'r')",
-                                [&] { return file.open(where.path, "r"); });
+    auto const result =
+        log.ask(text_of_open(where.path), [&] { return file.open(where.path, "r"); });
     check_open(result, false);
     opened = true;
     has_selected = false;
@@ -128,14 +119,12 @@ void frame_session::describe(unsigned int track) {
     if (is_there) {
         auto const& facts = known[track];
         require(text == facts.description, quoted(facts.description) + ", as before", k_record);
-        check_count<frame_reader::audio_media_information>(*found, facts.count());
-        check_count<frame_reader::video_media_information>(*found, facts.count());
-        check_size(*found, facts);
+        check_facts(*found, facts);
     }
 }
 
-// The first selection after an open leads to the first frame. Where a later one leads is left open,
-// and so is what is selected after a failure.
+// The first selection after an open moves to the first frame. The contract leaves open where a
+// later one moves, and what is selected after a failure.
 void frame_session::select(unsigned int track) {
     auto const result = log.ask("select_track(" + std::to_string(track) + ")",
                                 [&] { return file.select_track(track); });
@@ -147,13 +136,13 @@ void frame_session::select(unsigned int track) {
 }
 
 void frame_session::tell() {
-    auto const told = log.ask("tell_frame()", [&] { return file.tell_frame(); });
-    require(position ? told == *position : told >= 0,
+    auto const reached = log.ask("tell_frame()", [&] { return file.tell_frame(); });
+    require(position ? reached == *position : reached >= 0,
             position ? std::to_string(*position) : "0 or more", k_tell);
-    position = told;
+    position = reached;
 }
 
-// Beyond the end, a seek may be refused, lead there, or to the end.
+// A seek beyond the end may fail, go there, or stop at the end.
 void frame_session::seek(long long frame) {
     auto const reached = log.ask("seek_frame(" + std::to_string(frame) + ")",
                                  [&] { return file.seek_frame(frame); });
@@ -178,7 +167,7 @@ void frame_session::read(long long wanted) {
     auto const got = log.ask("read_frame(" + std::to_string(capacity) + ")", [&] {
         return file.read_frame(buffer.data(), static_cast<unsigned long long>(capacity));
     });
-    require(buffer.is_intact(), "no byte written outside of the buffer", k_read);
+    require(buffer.is_intact(), "no byte written outside the buffer", k_read);
     require(got <= capacity, "at most " + std::to_string(capacity), k_read);
     if (!position) {
         return;
@@ -193,7 +182,7 @@ void frame_session::read(long long wanted) {
     require(size <= capacity ? got == size : got < 0,
             size <= capacity ? std::to_string(size) : "a failure: the frame does not fit", k_read);
     require(got < 0 || frame.compare(0, frame.size(), buffer.data(), frame.size()) == 0,
-            "the bytes that frame " + std::to_string(*position) + " had when read in order",
+            "the bytes that frame " + std::to_string(*position) + " has when read in order",
             k_read);
     *position += got > 0 ? 1 : 0;
 }

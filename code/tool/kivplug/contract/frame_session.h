@@ -1,4 +1,4 @@
-// The frame reader of a sequence of calls, and where it must be.
+// The frame reader of a sequence of calls, and its expected state.
 
 #ifndef KIVPLUG_CONTRACT_FRAME_SESSION_H
 #define KIVPLUG_CONTRACT_FRAME_SESSION_H
@@ -20,7 +20,7 @@ class frame_session {
                   std::vector<track_facts> const& facts, trace const& reports)
         : file(used), where(opened_place), known(facts), log(reports) {}
 
-    // Makes the call, unless the contract leaves open what it does now. Raises a breach.
+    // Makes the call, unless the contract leaves its effect open in this state. Raises a breach.
     void make(call const& wanted);
 
   private:
@@ -41,7 +41,7 @@ class frame_session {
     bool opened = false;
     bool has_selected = false;  // since it was opened
     track_facts const* selected = nullptr;
-    std::optional<long long> position;  // in frames; none where the contract leaves it open
+    std::optional<long long> position;  // in frames; unknown where the contract leaves it open
 };
 
 }  // namespace kivplug

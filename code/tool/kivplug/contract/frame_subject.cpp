@@ -1,11 +1,13 @@
 #include "frame_subject.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "failure.h"
 #include "frame_session.h"
 #include "kind.h"
+#include "opened.h"
 #include "text.h"
 
 namespace kivplug {
@@ -16,15 +18,15 @@ using kivcore::frame_reader;
 
 constexpr int k_longest = 20;  // sequence
 
-// Room for any frame.
+// Room for any frame, in bytes.
 constexpr std::size_t k_room = std::size_t{16} << 20;
 
 // All frames are kept in memory.
 constexpr std::size_t k_most_bytes = std::size_t{256} << 20;
 
 constexpr char const* k_read =
-    "kivcore/frame_reader.h: read_frame gives the frame's bytes, 0 at "
-    "the end, negative for a failure or when the frame does not fit";
+    "kivcore/frame_reader.h: read_frame returns the number of bytes in the frame, 0 at the end, "
+    "negative on failure or if the frame does not fit";
 
 constexpr verb k_verbs[] = {verb::read_frame,   verb::read_frame,  verb::read_frame,
                             verb::read_frame,   verb::seek_frame,  verb::seek_frame,
@@ -32,23 +34,27 @@ constexpr verb k_verbs[] = {verb::read_frame,   verb::read_frame,  verb::read_fr
                             verb::select_track, verb::track_count, verb::track_information,
                             verb::close};
 
-}  // namespace
-
-frame_subject::frame_subject(host const& from, place opened)
-    : where(std::move(opened)),
-      make([&from, id = where.id] { return from.create<frame_reader>(id, k_kind_frame_reader); }) {}
-
-kivcore::instance<frame_reader> frame_subject::make_opened(trace const& log) const {
-    log.send(trace::k_restart);
-    auto file = make();
-    log.send(trace::k_call, "open(" + quoted(where.path) + ", 'r')");
-    open_for_reading(*file, where, "r");
-    log.send(trace::k_result, "0");
-    return file;
+// A record may also have the largest number if it does not know.
+template <typename record_type>
+long long stated_in(frame_reader::media_information const& record) {
+    auto const* const known = dynamic_cast<record_type const*>(&record);
+    bool const is_stated =
+        known != nullptr && known->number_of_frames != std::numeric_limits<unsigned int>::max();
+    return is_stated ? known->number_of_frames : 0;
 }
 
+}  // namespace
+
+long long stated_frames(frame_reader::media_information const& record) {
+    return stated_in<frame_reader::audio_media_information>(record) +
+           stated_in<frame_reader::video_media_information>(record);
+}
+
+frame_subject::frame_subject(host const& from, place opened)
+    : where(std::move(opened)), make(maker_of<frame_reader>(from, where.id, k_kind_frame_reader)) {}
+
 void frame_subject::prepare(trace const& log) {
-    auto const file = make_opened(log);
+    auto const file = opened(make, where, log);
     auto const count = log.ask("track_count()", [&] { return file->track_count(); });
     for (unsigned int track = 0; track < count; ++track) {
         known.push_back(facts_of(track, log));
@@ -57,36 +63,41 @@ void frame_subject::prepare(trace const& log) {
 
 track_facts frame_subject::facts_of(unsigned int track, trace const& log) const {
     track_facts facts;
-    auto const file = make_opened(log);
+    auto const file = opened(make, where, log);
     auto const selected = log.ask("select_track(" + std::to_string(track) + ")",
                                   [&] { return file->select_track(track); });
     checked_result(where, {"select_track", k_report_fault}, selected);
-    read_frames(*file, log, facts);
-    facts.can_seek = log.ask("seek_frame(0)", [&] { return file->seek_frame(0); }) >= 0 ||
-                     log.ask("seek_frame(1)", [&] { return file->seek_frame(1); }) >= 0;
+    long long stated = 0;
     facts.description = log.ask_for(
         "track_information(" + std::to_string(track) + ")",
         [&] {
             auto const record = file->track_information(track);
+            stated = record ? stated_frames(*record) : 0;
             return record ? record->describe() : "";
         },
         quoted);
+    read_frames(*file, log, stated, facts);
+    facts.can_seek = log.ask("seek_frame(0)", [&] { return file->seek_frame(0); }) >= 0;
     return facts;
 }
 
-void frame_subject::read_frames(frame_reader& file, trace const& log, track_facts& facts) const {
+void frame_subject::read_frames(frame_reader& file, trace const& log, long long stated,
+                                track_facts& facts) const {
     std::vector<char> buffer(k_room);
     std::size_t total = 0;
     for (std::size_t got = 1; got > 0;) {
         auto const result = log.ask("read_frame(" + std::to_string(k_room) + ")",
                                     [&] { return file.read_frame(buffer.data(), k_room); });
+        if (result < 0 && stated > 0 && stated == facts.count()) {
+            break;  // instead of 0: the sequences find that too, and it can be shrunk there
+        }
         require(result >= 0 && result <= static_cast<long long>(k_room),
-                "a frame, or 0 at the end, unless this is damaged: give something intact", k_read);
+                "a frame, or 0 at the end; if the file is damaged, use an intact one", k_read);
         got = static_cast<std::size_t>(result);
         total += got;
         if (total > k_most_bytes) {
-            throw failure(where.describe("read_frame") + " gave more than " +
-                          std::to_string(k_most_bytes) + " bytes; give something smaller");
+            throw failure(where.describe("read_frame") + " returned more than " +
+                          std::to_string(k_most_bytes) + " bytes; use something smaller");
         }
         if (got > 0) {
             facts.frames.emplace_back(buffer.data(), got);
@@ -129,7 +140,7 @@ calls frame_subject::generate(dice& random) const {
 }
 
 void frame_subject::run(calls const& sequence, trace const& log) const {
-    auto const file = make();
+    auto const file = log.created(make);
     frame_session session(*file, where, known, log);
     for (auto const& each : sequence) {
         session.make(each);

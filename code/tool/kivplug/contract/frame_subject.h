@@ -1,16 +1,15 @@
-// A frame reader under test: frames after seeks against the frames in order.
+// A frame reader under test. Frames after seeks must be the same as when read in order.
 
 #ifndef KIVPLUG_CONTRACT_FRAME_SUBJECT_H
 #define KIVPLUG_CONTRACT_FRAME_SUBJECT_H
 
-#include <functional>
 #include <string>
 #include <vector>
 
 #include <kivcore/frame_reader.h>
-#include <kivcore/instance.h>
 
 #include "host.h"
+#include "maker.h"
 #include "operation.h"
 #include "subject.h"
 
@@ -25,6 +24,9 @@ struct track_facts {
     long long count() const { return static_cast<long long>(frames.size()); }
 };
 
+// The number of frames according to the record; 0 if unknown.
+long long stated_frames(kivcore::frame_reader::media_information const& record);
+
 class frame_subject final : public subject {
   public:
     // from must outlive it.
@@ -35,13 +37,13 @@ class frame_subject final : public subject {
     void run(calls const& sequence, trace const& log) const override;
 
   private:
-    kivcore::instance<kivcore::frame_reader> make_opened(trace const& log) const;
     track_facts facts_of(unsigned int track, trace const& log) const;
-    void read_frames(kivcore::frame_reader& file, trace const& log, track_facts& facts) const;
+    void read_frames(kivcore::frame_reader& file, trace const& log, long long stated,
+                     track_facts& facts) const;
     call next_call(dice& random) const;
 
     place where;
-    std::function<kivcore::instance<kivcore::frame_reader>()> make;
+    maker<kivcore::frame_reader> make;
     std::vector<track_facts> known;
 };
 

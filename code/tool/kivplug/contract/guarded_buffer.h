@@ -1,4 +1,4 @@
-// Room for what a plug-in reads, with a margin on both sides that it must not touch.
+// A buffer for a plug-in to read into, between margins that it must not change.
 
 #ifndef KIVPLUG_CONTRACT_GUARDED_BUFFER_H
 #define KIVPLUG_CONTRACT_GUARDED_BUFFER_H

@@ -7,7 +7,7 @@
 #include <kivcore/multi_file_reader.h>
 
 #include "guarded_buffer.h"
-#include "text.h"
+#include "opened.h"
 
 namespace kivplug {
 
@@ -16,27 +16,28 @@ namespace {
 constexpr long long k_largest_read = 1LL << 20;
 
 constexpr char const* k_read =
-    "morbase/stream.h: read reads at most count bytes; returns how many "
-    "were read, 0 at the end, negative for a failure";
+    "morbase/stream.h: read reads at most count bytes; it returns the number of bytes read, 0 at "
+    "the end, negative on failure";
 constexpr char const* k_peek =
-    "morbase/stream.h: peek reads as read does, and leaves the position "
-    "where it is";
+    "morbase/stream.h: peek does the same as read, but does not move the position";
 constexpr char const* k_files =
-    "kivcore/multi_file_reader.h: files are counted from 0, and the "
-    "stream is the files end to end";
+    "kivcore/multi_file_reader.h: files are numbered from 0; file_count is 0 while nothing is "
+    "open, and file_size is negative if there is no such file";
 constexpr char const* k_current =
-    "kivcore/multi_file_reader.h: current_file gives the file in "
-    "which the stream's position lies";
+    "kivcore/multi_file_reader.h: current_file returns the file that contains the stream's "
+    "position";
 constexpr char const* k_select =
-    "kivcore/multi_file_reader.h: select_file moves the position to "
-    "the start of a file; 0 for success, negative when there is no "
-    "such file";
+    "kivcore/multi_file_reader.h: select_file moves the position to the start of a file; it "
+    "returns 0 on success, negative if there is no such file";
 
 }  // namespace
 
-reader_session::reader_session(make_reader const& maker, place const& opened_place,
+reader_session::reader_session(make_reader const& make_file, place const& opened_place,
                                stream_facts const& facts, trace const& reports, std::string called)
-    : where(opened_place), known(facts), at(facts, reports, std::move(called)), file(maker()) {}
+    : where(opened_place),
+      known(facts),
+      at(facts, reports, std::move(called)),
+      file(reports.created(make_file)) {}
 
 void reader_session::make(call const& wanted, bool has_company) {
     switch (wanted.what) {
@@ -58,28 +59,22 @@ void reader_session::use(call const& wanted) {
         case verb::read:
         case verb::peek:
             return read(wanted);
-        case verb::seek:
-            return at.seek(*file, wanted, known.size());
-        case verb::tell:
-            return at.tell(*file);
-        case verb::size:
-            return at.size(*file, known.size());
         case verb::select_file:
             return select_file(wanted);
         case verb::current_file:
             return current_file();
         default:
-            return;
+            return at.make(*file, wanted, known.size());
     }
 }
 
-// What an open reader does when it is opened again is up to the plug-in.
+// What open does on an open reader is up to the plug-in.
 void reader_session::open(bool has_company) {
     if (opened) {
         return;
     }
-    auto const result = at.ask("open(" + quoted(where.path) + ", 'r')",
-                               [&] { return file->open(where.path, "r"); });
+    auto const result =
+        at.ask(text_of_open(where.path), [&] { return file->open(where.path, "r"); });
     check_open(result, has_company);
     opened = result == 0;
     at.position() = 0;
@@ -91,14 +86,13 @@ void reader_session::close() {
     opened = false;
 }
 
-// A path may mean anything, so that this may even succeed. Otherwise nothing is open.
+// The plug-in defines what paths mean, so this may even succeed.
 void reader_session::open_absent() {
     if (opened) {
         return;
     }
     auto const path = where.path + "/there is no such file";
-    auto const result =
-        at.ask("open(" + quoted(path) + ", 'r')", [&] { return file->open(path, "r"); });
+    auto const result = at.ask(text_of_open(path), [&] { return file->open(path, "r"); });
     if (result == 0) {
         at.ask("close()", [&] { return file->close(); });
     }
@@ -118,7 +112,7 @@ void reader_session::read(call const& wanted) {
     auto const got = at.ask((peeks ? "peek(" : "read(") + std::to_string(count) + ")", [&] {
         return peeks ? file->peek(buffer.data(), size) : file->read(buffer.data(), size);
     });
-    require(buffer.is_intact(), "no byte written outside of the buffer", promise);
+    require(buffer.is_intact(), "no byte written outside the buffer", promise);
     if (got < 0 && may_fail_to_read(peeks)) {
         at.position().reset();
         return;
@@ -145,8 +139,9 @@ void reader_session::check_bytes(char const* bytes, long long got, long long cou
     auto const right = known.content.begin() + *at.position();
     auto const wrong = std::mismatch(bytes, bytes + got, right).first - bytes;
     require(wrong == got,
-            "the bytes that a plain read gave; byte " + std::to_string(wrong) +
-                " is not the one at " + std::to_string(*at.position() + wrong),
+            "the bytes at " + std::to_string(*at.position()) +
+                ", as a read from start to end returned them; byte " + std::to_string(wrong) +
+                " differs",
             promise);
 }
 
@@ -154,48 +149,48 @@ long long reader_session::file_begin(std::size_t index) const {
     return index > 0 ? known.file_ends[index - 1] : 0;
 }
 
-// An index that is not there selects nothing, and may leave the position anywhere.
+// If there is no such file, the contract leaves the position open.
 void reader_session::select_file(call const& wanted) {
-    auto* const row = dynamic_cast<kivcore::multi_file_reader*>(file.get());
-    if (row == nullptr) {
+    auto* const files = dynamic_cast<kivcore::multi_file_reader*>(file.get());
+    if (files == nullptr) {
         return;
     }
     auto const index = static_cast<unsigned int>(wanted.number);
     auto const result = at.ask("select_file(" + std::to_string(index) + ")",
-                               [&] { return row->select_file(index); });
+                               [&] { return files->select_file(index); });
     bool const is_there = index < known.file_ends.size();
     require(is_there ? result == 0 : result < 0, is_there ? "0" : "a failure", k_select);
     at.position() = is_there ? std::optional(file_begin(index)) : std::nullopt;
 }
 
-// A file without bytes may be the current one where the next one begins.
+// At the start of a file, an empty file before it may be the current one.
 void reader_session::current_file() {
-    auto* const row = dynamic_cast<kivcore::multi_file_reader*>(file.get());
-    if (row == nullptr || !at.position() || *at.position() > known.size()) {
+    auto* const files = dynamic_cast<kivcore::multi_file_reader*>(file.get());
+    if (files == nullptr || !at.position() || *at.position() > known.size()) {
         return;
     }
     auto const index = static_cast<std::size_t>(
-        at.ask("current_file()", [&] { return static_cast<long long>(row->current_file()); }));
+        at.ask("current_file()", [&] { return static_cast<long long>(files->current_file()); }));
     bool const is_there = index < known.file_ends.size();
     long long const begin = is_there ? file_begin(index) : 0;
     long long const end = is_there ? known.file_ends[index] : 0;
     bool const is_at_end = *at.position() == end && (begin == end || end == known.size());
     require(known.file_ends.empty() ||
                 (is_there && *at.position() >= begin && (*at.position() < end || is_at_end)),
-            "the file with the byte at " + std::to_string(*at.position()), k_current);
+            "the file that contains the byte at " + std::to_string(*at.position()), k_current);
 }
 
 void reader_session::list_files() {
-    auto* const row = dynamic_cast<kivcore::multi_file_reader*>(file.get());
-    if (row == nullptr) {
+    auto* const files = dynamic_cast<kivcore::multi_file_reader*>(file.get());
+    if (files == nullptr) {
         return;
     }
-    auto const count = at.ask("file_count()", [&] { return row->file_count(); });
+    auto const count = at.ask("file_count()", [&] { return files->file_count(); });
     auto const expected = opened ? static_cast<long long>(known.file_ends.size()) : 0;
     require(count == expected, std::to_string(expected), k_files);
     for (unsigned int i = 0; opened && i <= expected; ++i) {
         std::string const text = "file_size(" + std::to_string(i) + ")";
-        auto const size = at.ask(text, [&] { return row->file_size(i); });
+        auto const size = at.ask(text, [&] { return files->file_size(i); });
         bool const is_there = i < expected;
         long long const right = is_there ? known.file_ends[i] - file_begin(i) : -1;
         require(is_there ? size == right : size < 0,

@@ -1,4 +1,4 @@
-// One reader among those of a sequence of calls, and where it must be.
+// One of the readers of a sequence of calls, and its expected state.
 
 #ifndef KIVPLUG_CONTRACT_READER_SESSION_H
 #define KIVPLUG_CONTRACT_READER_SESSION_H
@@ -13,14 +13,14 @@ namespace kivplug {
 
 class reader_session {
   public:
-    // The name is put before its calls. All of these must outlive the session.
-    reader_session(make_reader const& maker, place const& opened, stream_facts const& facts,
+    // `called` precedes its calls in the trace. The others must outlive the session.
+    reader_session(make_reader const& make_file, place const& opened, stream_facts const& facts,
                    trace const& reports, std::string called);
 
     bool is_open() const noexcept { return opened; }
 
-    // Makes the call, unless the contract leaves open what it does to this reader now. Raises a
-    // breach. has_company: another reader has the same place open, which may be refused.
+    // Makes the call, unless the contract leaves its effect open in this state. Raises a breach.
+    // has_company: another reader has the file open, so that an open may be refused.
     void make(call const& wanted, bool has_company);
 
   private:

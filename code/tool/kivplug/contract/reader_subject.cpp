@@ -1,9 +1,8 @@
 #include "reader_subject.h"
 
-#include <optional>
 #include <utility>
 
-#include "reader_session.h"
+#include "failure.h"
 
 namespace kivplug {
 
@@ -11,18 +10,17 @@ namespace {
 
 constexpr int k_longest = 20;  // sequence
 
-// As often as they are to be made.
+// Each as often as in the sequences.
 constexpr verb k_stream_verbs[] = {verb::read, verb::read, verb::read, verb::read,
                                    verb::seek, verb::seek, verb::seek, verb::tell,
                                    verb::size, verb::peek, verb::close};
-constexpr verb k_row_verbs[] = {verb::select_file, verb::current_file, verb::list_files};
+constexpr verb k_file_verbs[] = {verb::select_file, verb::current_file, verb::list_files};
 
 }  // namespace
 
 reader_subject::reader_subject(host const& from, place opened)
-    : where(std::move(opened)), make([&from, id = where.id] {
-          return from.create<kivcore::reader>(id, kivcore::plugin::k_kind_reader);
-      }) {}
+    : where(std::move(opened)),
+      make(maker_of<kivcore::reader>(from, where.id, kivcore::plugin::k_kind_reader)) {}
 
 void reader_subject::prepare(trace const& log) {
     known = facts_of(make, where, log);
@@ -30,19 +28,14 @@ void reader_subject::prepare(trace const& log) {
 
 call reader_subject::next_call(dice& random) const {
     call made;
-    bool const is_of_row = known.is_row && random.below(3) == 0;
-    made.what = is_of_row ? random.one_of(k_row_verbs) : random.one_of(k_stream_verbs);
-    long long const place = random.place(known.size());
+    bool const is_of_files = known.has_files && random.below(3) == 0;
+    made.what = is_of_files ? random.one_of(k_file_verbs) : random.one_of(k_stream_verbs);
     if (made.what == verb::select_file) {
         made.number = random.below(static_cast<long long>(known.file_ends.size()) + 1);
     } else if (made.what == verb::seek) {
-        made.origin = static_cast<int>(random.below(3));
-        long long const bases[] = {0, random.below(known.size() + 1), known.size()};
-        if (__builtin_sub_overflow(place, bases[made.origin], &made.number)) {
-            made.number = place;
-        }
+        made = seek_somewhere(random, known.size());
     } else if (made.what == verb::read || made.what == verb::peek) {
-        made.number = place;
+        made.number = random.place(known.size());
     }
     return made;
 }
@@ -65,6 +58,17 @@ calls reader_subject::generate(dice& random) const {
     return sequence;
 }
 
+// A plug-in may support only one object at a time.
+bool reader_subject::can_create_second(std::optional<reader_session>& second,
+                                       trace const& log) const {
+    try {
+        second.emplace(make, where, known, log, "second reader: ");
+        return true;
+    } catch (failure const&) {
+        return false;
+    }
+}
+
 void reader_subject::run(calls const& sequence, trace const& log) const {
     reader_session first(make, where, known, log, "");
     std::optional<reader_session> second;
@@ -73,10 +77,9 @@ void reader_subject::run(calls const& sequence, trace const& log) const {
             first.make(each, second && second->is_open());
             continue;
         }
-        if (!second) {
-            second.emplace(make, where, known, log, "second reader: ");
+        if (second || can_create_second(second, log)) {
+            second->make(each, first.is_open());
         }
-        second->make(each, first.is_open());
     }
 }
 

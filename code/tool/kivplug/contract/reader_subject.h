@@ -1,10 +1,14 @@
-// A reader under test: every read, wherever a seek led, against a plain read from start to end.
+// A reader under test. Every read, wherever a seek led, must agree with a plain read from start to
+// end.
 
 #ifndef KIVPLUG_CONTRACT_READER_SUBJECT_H
 #define KIVPLUG_CONTRACT_READER_SUBJECT_H
 
+#include <optional>
+
 #include "host.h"
 #include "operation.h"
+#include "reader_session.h"
 #include "stream_facts.h"
 #include "subject.h"
 
@@ -21,6 +25,7 @@ class reader_subject final : public subject {
 
   private:
     call next_call(dice& random) const;
+    bool can_create_second(std::optional<reader_session>& second, trace const& log) const;
 
     place where;
     make_reader make;

@@ -17,7 +17,7 @@ void add_without(std::vector<calls>& candidates, calls const& from, std::size_t 
     candidates.push_back(std::move(rest));
 }
 
-// Runs of calls left out, the longest first, the last calls first.
+// Leaves out runs of calls: long ones first, and those at the end first.
 void leave_out_runs(std::vector<calls>& candidates, calls const& from) {
     for (std::size_t count = from.size() / 2; count > 0; count /= 2) {
         for (std::size_t first = from.size() - count + 1; first-- > 0;) {
@@ -26,7 +26,7 @@ void leave_out_runs(std::vector<calls>& candidates, calls const& from) {
     }
 }
 
-// Two calls that are apart, such as a seek and the seek back.
+// Leaves out two calls that are apart, such as a seek and the seek back.
 void leave_out_pairs(std::vector<calls>& candidates, calls const& from) {
     for (std::size_t second = from.size(); second-- > 2;) {
         for (std::size_t first = second - 1; first-- > 0;) {
@@ -37,11 +37,11 @@ void leave_out_pairs(std::vector<calls>& candidates, calls const& from) {
     }
 }
 
-// Nearer to zero, by much first.
+// Numbers nearer to zero, the nearest first.
 std::vector<long long> smaller(long long number) {
     std::vector<long long> numbers;
     if (number < 0) {
-        numbers.push_back(-(number + 1));  // without the sign; of the lowest number too
+        numbers.push_back(-(number + 1));  // positive, without an overflow
     }
     for (long long part = number; part != 0; part /= 2) {
         numbers.push_back(number - part);

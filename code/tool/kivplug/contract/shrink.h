@@ -1,4 +1,4 @@
-// Finds a short sequence of calls that does not hold, out of a longer one.
+// Reduces a sequence of calls that breaks the contract to a short one that does, too.
 
 #ifndef KIVPLUG_CONTRACT_SHRINK_H
 #define KIVPLUG_CONTRACT_SHRINK_H
@@ -12,11 +12,11 @@
 
 namespace kivplug {
 
-// The first of the sequences that does not hold.
+// Returns which of the sequences is the first that breaks the contract.
 using first_broken = std::function<std::optional<std::size_t>(std::vector<calls> const&)>;
 
-// Leaves out calls and makes numbers smaller, as long as the rest does not hold either. Gives the
-// same for the same answers, and asks a bounded number of times.
+// Leaves out calls and makes numbers smaller, as long as the rest still breaks the contract.
+// Returns the same for the same answers, and asks a limited number of times.
 calls shrunk(calls sequence, first_broken const& ask);
 
 }  // namespace kivplug

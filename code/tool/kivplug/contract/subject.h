@@ -1,4 +1,4 @@
-// A plug-in whose contract is put to the test, with what it opens.
+// A plug-in under test, with what it opens.
 
 #ifndef KIVPLUG_CONTRACT_SUBJECT_H
 #define KIVPLUG_CONTRACT_SUBJECT_H
@@ -9,7 +9,7 @@
 
 namespace kivplug {
 
-// Each of the functions may end or block the process: the plug-in runs in them.
+// Each function may end or block the process, because it calls the plug-in.
 class subject {
   public:
     subject() = default;
@@ -18,15 +18,15 @@ class subject {
     subject(subject const&) = delete;
     subject& operator=(subject const&) = delete;
 
-    // Learns from new objects, in the plainest way, what later calls must give. Raises a failure
-    // when the plug-in does not get that far.
+    // Finds out with the simplest calls, on new objects, what later calls must return. Raises a
+    // failure if the plug-in cannot do that, or a breach.
     virtual void prepare(trace const& log) = 0;
 
-    // A sequence of calls. Comes after prepare, like run.
+    // A sequence of calls. Call prepare first, for this and for run.
     virtual calls generate(dice& random) const = 0;
 
-    // Makes the calls to new objects and compares what they give. Leaves out calls whose outcome
-    // the contract leaves open where they stand, such as a read of what is not open.
+    // Makes the calls on new objects and compares the results. Skips calls whose effect the
+    // contract leaves open, such as a read while nothing is open. Raises a breach.
     virtual void run(calls const& sequence, trace const& log) const = 0;
 };
 

@@ -6,6 +6,7 @@
 
 #include "descriptor.h"
 #include "failure.h"
+#include "opened.h"
 #include "text.h"
 
 namespace kivplug {
@@ -14,18 +15,16 @@ namespace {
 
 constexpr long long k_largest_write = 1LL << 20;
 
-// How far beyond the end something is written.
+// How far beyond the end it writes.
 constexpr long long k_largest_gap = 65536;
 
-constexpr char const* k_close =
-    "kivcore/writer.h: what was written is safe after a successful close";
+constexpr char const* k_close = "kivcore/writer.h: the data is safe after close has succeeded";
 constexpr char const* k_write =
-    "morbase/stream.h: write writes at most count bytes; returns how "
-    "many were written, negative for a failure; the rest is written "
-    "with the next call";
+    "morbase/stream.h: write writes at most count bytes; it returns the number of bytes written, "
+    "negative on failure; the caller writes the rest with the next call";
 constexpr char const* k_flush =
-    "morbase/stream.h: flush hands everything written so far to where "
-    "it goes; returns 0 for success";
+    "morbase/stream.h: flush writes out everything that the stream has buffered; it returns 0 on "
+    "success";
 
 }  // namespace
 
@@ -58,25 +57,19 @@ void writer_session::use(call const& wanted) {
             return write(wanted.number);
         case verb::flush:
             return flush();
-        case verb::seek:
-            return at.seek(file, wanted, length());
-        case verb::tell:
-            return at.tell(file);
-        case verb::size:
-            return at.size(file, length());
         default:
-            return;
+            return at.make(file, wanted, length());
     }
 }
 
-// Every file is new: what the mode does to one that is there is up to the plug-in.
+// The file is always new: what open does to an existing one is up to the plug-in.
 void writer_session::open() {
     if (opened) {
         return;
     }
     unlink(where.path.c_str());
-    auto const result = log.ask("open(" + quoted(where.path) + ", 'w')",
-                                [&] { return file.open(where.path, "w"); });
+    auto const result =
+        log.ask(text_of_open(where.path, "w"), [&] { return file.open(where.path, "w"); });
     check_open(result, false);
     opened = true;
     content.clear();
@@ -92,7 +85,7 @@ void writer_session::close() {
     }
 }
 
-// Nothing is written where the position is left open, or so far away that it would take long.
+// Writes nothing if the position is unknown, or so far away that it would take long.
 void writer_session::write(long long wanted) {
     if (!at.position() || *at.position() > length() + k_largest_gap) {
         return;
@@ -126,9 +119,9 @@ void writer_session::flush() {
     }
 }
 
-// What the file holds, decoded if need be.
+// The content of the file, decoded if the writer encodes it.
 std::string writer_session::held() const {
-    if (known.is_raw || !known.read_back) {
+    if (known.is_raw) {
         return raw_content(where.path, content.size() + k_largest_gap);
     }
     log.send(trace::k_call, "reading it back with " + printable(known.reader));
@@ -139,7 +132,7 @@ std::string writer_session::held() const {
     } catch (failure const& error) {
         log.send(trace::k_result, std::string("a failure: ") + error.what());
     } catch (breach const&) {
-        log.send(trace::k_result, "a failure half-way");
+        log.send(trace::k_result, "a failure after some of it");
     }
     throw breach{std::to_string(length()) + " bytes", k_close};
 }
@@ -150,14 +143,10 @@ void writer_session::check_file(char const* promise) const {
         found.size() == content.size() &&
         std::equal(content.begin(), content.end(), found.begin(),
                    [](auto const& wanted, char byte) { return !wanted || *wanted == byte; });
-    std::string const advice =
-        known.is_raw || known.read_back
-            ? ""
-            : "; if the writer encodes them, name a reader for them with --read-with";
     require(is_held,
             "a file with the " + std::to_string(content.size()) +
                 " bytes that were written; it has " + std::to_string(found.size()) +
-                (found.size() == content.size() ? ", and others" : "") + advice,
+                (found.size() == content.size() ? " others" : ""),
             promise);
 }
 

@@ -1,4 +1,4 @@
-// The writer of a sequence of calls, and what its file must hold.
+// The writer of a sequence of calls, and the expected content of its file.
 
 #ifndef KIVPLUG_CONTRACT_WRITER_SESSION_H
 #define KIVPLUG_CONTRACT_WRITER_SESSION_H
@@ -14,8 +14,8 @@
 
 namespace kivplug {
 
-// What a file holds, without any plug-in; empty when there is none. Not much more than `most` of
-// it: a file with a gap may be huge.
+// The content of a file, without any plug-in; empty if there is no file. Stops soon after `most`
+// bytes, because a file with a gap may be huge.
 std::string raw_content(std::string const& path, std::size_t most);
 
 class writer_session {
@@ -25,7 +25,7 @@ class writer_session {
                    trace const& reports)
         : file(used), where(scratch), known(facts), log(reports), at(facts, reports, "") {}
 
-    // Makes the call, unless the contract leaves open what it does now. Raises a breach.
+    // Makes the call, unless the contract leaves its effect open in this state. Raises a breach.
     void make(call const& wanted);
 
   private:
@@ -44,8 +44,8 @@ class writer_session {
     trace const& log;
     stream_moves at;
     bool opened = false;
-    std::vector<std::optional<char>> content;  // none in gaps that a seek left
-    unsigned int written = 0;                  // since the start: no two places are alike
+    std::vector<std::optional<char>> content;  // unknown in gaps after a seek
+    unsigned int written = 0;  // since the start, so that the content does not repeat
 };
 
 }  // namespace kivplug

@@ -1,9 +1,8 @@
-// A writer under test: what a scratch file holds afterwards, against what was written.
+// A writer under test. A scratch file must have what was written.
 
 #ifndef KIVPLUG_CONTRACT_WRITER_SUBJECT_H
 #define KIVPLUG_CONTRACT_WRITER_SUBJECT_H
 
-#include <functional>
 #include <string>
 
 #include <kivcore/instance.h>
@@ -17,16 +16,15 @@
 namespace kivplug {
 
 struct writer_facts : stream_abilities {
-    // The file holds the bytes as they were written. Otherwise `read_back` decodes it, if there
-    // is one.
-    bool is_raw = false;
+    bool is_raw = false;  // the file has the bytes as they were written
+    // Otherwise a reader decodes them.
     make_reader read_back;
     std::string reader;  // its id
 };
 
 class writer_subject final : public subject {
   public:
-    // read_with: the id of a reader of what the writer writes, or empty. Nothing may be at the
+    // read_with: the id of a reader of the writer's files, or empty. There must be nothing at the
     // path. from must outlive it.
     writer_subject(host const& from, place scratch, std::string const& read_with);
 
@@ -35,8 +33,11 @@ class writer_subject final : public subject {
     void run(calls const& sequence, trace const& log) const override;
 
   private:
+    void learn_encoding(trace const& log);
+    kivcore::instance<kivcore::writer> with_text(trace const& log) const;
+
     place where;
-    std::function<kivcore::instance<kivcore::writer>()> make;
+    maker<kivcore::writer> make;
     writer_facts known;
 };
 
