@@ -48,6 +48,7 @@ class Framework:
     object = "plugin.so"
     entry = ""  # the function that the framework looks up in a shared object
     success = ""  # what the host prints when it has an object, as a regular expression
+    message = ".+"  # what it prints that says what is wrong, as a regular expression
 
     def __init__(self, directory):
         self.directory = directory  # for what all its plug-ins need
@@ -99,7 +100,7 @@ class Framework:
 
     def messages(self, printed):
         """The lines that say what is wrong."""
-        return printed.splitlines()
+        return re.findall(self.message, printed, re.MULTILINE)
 
 
 class Kivplug(Framework):
@@ -109,6 +110,7 @@ class Kivplug(Framework):
     object = "darwin/x86/plugin.so"
     entry = "scoreboard_create"
     success = "trial +ok"
+    message = "KIV.*|^kivplug: .*"
 
     def flags(self):
         paths = [path for root in (ROOT, BUILD) for path in root.glob("code/*/*/include")]
@@ -117,9 +119,6 @@ class Kivplug(Framework):
 
     def command(self, directory):
         return [BUILD / "bin" / "kivplug", "check", directory]
-
-    def messages(self, printed):
-        return re.findall("KIV.*|^kivplug: .*", printed, re.MULTILINE)
 
 
 class GStreamer(Framework):
@@ -139,7 +138,7 @@ class GStreamer(Framework):
                 "GST_REGISTRY": str(directory / "registry")}
 
     def messages(self, printed):
-        return printed.partition(self.success)[0].splitlines()
+        return super().messages(printed.partition(self.success)[0])
 
 
 class InProcess(Framework):
@@ -157,7 +156,7 @@ class InProcess(Framework):
         return printed.split("again\n"), fate
 
     def messages(self, printed):
-        return [line for line in printed.splitlines() if line not in ("made", "not made")]
+        return [line for line in super().messages(printed) if line not in ("made", "not made")]
 
 
 class Lilv(InProcess):
@@ -176,15 +175,13 @@ class Lv2Validate(Framework):
     name = "lv2_validate"
     description = "manifest.ttl"
     success = "Found 0 errors"
+    message = "^error.*|^Skipping file .*/manifest.ttl"
 
     def make(self, fault, directory):
         self.describe(fault, directory)
 
     def command(self, directory):
         return ["lv2_validate", directory / self.description]
-
-    def messages(self, printed):
-        return re.findall("^error.*|^Skipping file .*/manifest.ttl", printed, re.MULTILINE)
 
 
 class Qt(InProcess):

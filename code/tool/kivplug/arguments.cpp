@@ -52,15 +52,22 @@ CLI::App& add_verb(CLI::App& app, command_line& line, std::string const& name,
     return verb;
 }
 
-void add_word(CLI::App& verb, std::string const& name, std::string& word, std::string const& help) {
-    verb.add_option(name, word, help)->required()->type_name("");
+CLI::Option* add_word(CLI::App& verb, std::string const& name, std::string& word,
+                      std::string const& help) {
+    return verb.add_option(name, word, help)->required()->type_name("");
+}
+
+void add_id(CLI::App& verb, std::string& id, std::string const& help) {
+    add_word(verb, "ID", id, help)->check([](std::string const& given) {
+        return given.empty() ? "must not be empty" : "";
+    });
 }
 
 // What most verbs work on: a plug-in, and what it opens.
 template <typename options_type>
 void add_place(CLI::App& verb, options_type& options, std::string const& plugin_help,
                std::string const& path = "PATH", std::string const& path_help = "What it opens") {
-    add_word(verb, "ID", options.id, plugin_help);
+    add_id(verb, options.id, plugin_help);
     add_word(verb, path, options.path, path_help);
 }
 
@@ -109,7 +116,7 @@ void add_list(CLI::App& app, command_line& line) {
 void add_describe(CLI::App& app, command_line& line) {
     auto& verb = add_verb(app, line, "describe", "Show what a plug-in says about itself",
                           line.describe, describe);
-    add_word(verb, "ID", line.describe.id, "The plug-in");
+    add_id(verb, line.describe.id, "The plug-in");
     verb.add_flag("--json", line.describe.json, "Print a JSON object");
 }
 
@@ -133,7 +140,7 @@ void add_write(CLI::App& app, command_line& line) {
 
 void add_browse(CLI::App& app, command_line& line) {
     auto& verb = add_verb(app, line, "browse", "List what a browser finds", line.browse, browse);
-    add_word(verb, "ID", line.browse.id, "The browser");
+    add_id(verb, line.browse.id, "The browser");
     verb.add_option("PATH", line.browse.path, "Where to look [where the browser starts]")
         ->type_name("");
     verb.add_flag("--long", line.browse.in_full, "Also what to read or browse each by, and facts");
@@ -205,7 +212,7 @@ void add_check(CLI::App& app, command_line& line) {
 void add_why(CLI::App& app, command_line& line) {
     auto& verb = add_work(app, line, "why", "Explain why an id is registered, or is not",
                           [&line](byte_sink& out) { return why(out, line.directories, line.why); });
-    add_word(verb, "ID", line.why.id, "The id, or a regular expression for whole ids");
+    add_id(verb, line.why.id, "The id, or a regular expression for whole ids");
     verb.footer(
         "-d DIR may be given here too. Exit status: 0 when the id is registered and its\n"
         "objects can be created, 1 when not.");

@@ -34,10 +34,10 @@ bool are_standard_files_open() {
            fcntl(STDERR_FILENO, F_GETFD) >= 0;
 }
 
-[[noreturn]] void break_after_release(trace const& log, char const* found, breach const& broken) {
+[[noreturn]] void break_after_release(trace const& log, char const* found, char const* expected) {
     log.send(trace::k_call, k_release);
     log.send(trace::k_result, found);
-    throw broken;
+    throw breach{expected, "kivcore/reader.h, writer.h: close closes what was opened"};
 }
 
 void require_no_leak(subject& tested, calls const& sequence, trace const& log,
@@ -50,9 +50,7 @@ void require_no_leak(subject& tested, calls const& sequence, trace const& log,
         before = after;
         tested.run(sequence, trace(-1));
     }
-    break_after_release(log, "one more open file every time",
-                        {"no more open files than before",
-                         "kivcore/reader.h, writer.h: close closes what was opened"});
+    break_after_release(log, "one more open file every time", "no more open files than before");
 }
 
 void work_through(subject& tested, workload const& work, trace const& log) {
@@ -60,8 +58,7 @@ void work_through(subject& tested, workload const& work, trace const& log) {
     auto const require_standard_files = [&] {
         if (were_open && !are_standard_files_open()) {
             break_after_release(log, "standard input, output or error closed",
-                                {"the host's files as they were",
-                                 "kivcore/reader.h, writer.h: close closes what was opened"});
+                                "the host's files open as before");
         }
     };
     tested.prepare(log);

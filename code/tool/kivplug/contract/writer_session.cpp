@@ -144,9 +144,9 @@ void writer_session::check_file(char const* promise) const {
         std::equal(content.begin(), content.end(), found.begin(),
                    [](auto const& wanted, char byte) { return !wanted || *wanted == byte; });
     require(is_held,
-            "a file with the " + std::to_string(content.size()) +
-                " bytes that were written; it has " + std::to_string(found.size()) +
-                (found.size() == content.size() ? " others" : ""),
+            "a file with what was written, of size " + std::to_string(content.size()) +
+                "; its size is " + std::to_string(found.size()) +
+                (found.size() == content.size() ? ", with other bytes" : ""),
             promise);
 }
 
