@@ -122,6 +122,8 @@ TEST_F(contract, what_is_no_test_of_the_plugin_is_refused) {
         {k_writer + "adds_a_header", "name a reader of its files with --read-with"},
         {k_reader + "never_ends", "use something smaller"},
         {"out/write/faulty/tests/1.0 none", "is a writer, not a reader; use --write"},
+        {k_writer + "adds_a_header --read-with io/browse/faulty/tests/1.0",
+         "is a browser, not a reader; name a reader with --read-with"},
     };
     for (auto const& [arguments, reason] : refused) {
         EXPECT_EQ(run_faulty(arguments), 1);

@@ -34,8 +34,13 @@ writer_subject::writer_subject(host const& from, place scratch, std::string cons
       make(maker_of<kivcore::writer>(from, where.id, kivcore::plugin::k_kind_writer)) {
     known.reader = read_with;
     if (!read_with.empty()) {
-        known.read_back =
-            maker_of<kivcore::reader>(from, read_with, kivcore::plugin::k_kind_reader);
+        known.read_back = [&from, read_with] {
+            try {
+                return from.create<kivcore::reader>(read_with, kivcore::plugin::k_kind_reader);
+            } catch (wrong_kind const& error) {
+                throw failure(error.problem + "; name a reader with --read-with");
+            }
+        };
     }
 }
 
