@@ -86,16 +86,24 @@ identity own_identity() {
     return own;
 }
 
-// None for a file of this machine. For some others the linker would say that the file is missing.
+// None for a file of this machine and system. For some others the linker would say that the file is
+// missing.
 image_fault machine_fault(identity const& file) {
     auto const own = own_identity();
     auto const built_for = machine_text(file, own);
     auto const wanted = machine_text(own, own);
-    if (built_for == wanted) {
-        return {};
+    constexpr char const* k_put_other = "put one built for this machine there";
+    if (built_for != wanted) {
+        return {image_fault_kind::other_machine,
+                "is built for " + built_for + ", not for " + wanted, k_put_other};
     }
-    return {image_fault_kind::other_machine, "is built for " + built_for + ", not for " + wanted,
-            "put one built for this machine there"};
+    auto const system = file.bytes[EI_OSABI];
+    if (system != ELFOSABI_SYSV && system != ELFOSABI_GNU) {
+        return {image_fault_kind::other_machine,
+                "is built for another operating system (EI_OSABI " + std::to_string(system) + ")",
+                k_put_other};
+    }
+    return {};
 }
 
 // What the linker maps. Touching a mapped page that is after the file's end raises a signal that
@@ -126,6 +134,20 @@ bool holds_sections(image const& file, ElfW(Ehdr) const& header) {
     return true;
 }
 
+// What objcopy and strip leave with --only-keep-debug: code without contents.
+bool holds_only_debug(image const& file, ElfW(Ehdr) const& header) {
+    for (unsigned int i = 0; i < header.e_shnum; ++i) {
+        ElfW(Shdr) section;
+        if (!file.read(section, header.e_shoff + size_type{i} * sizeof section)) {
+            return false;
+        }
+        if (section.sh_type == SHT_NOBITS && (section.sh_flags & SHF_EXECINSTR) != 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
 image_fault fault_of_contents(image const& file) {
     image_fault is_cut{image_fault_kind::cut_short, "is cut short", k_copy_again};
     char magic[SELFMAG] = {};
@@ -143,9 +165,17 @@ image_fault fault_of_contents(image const& file) {
         return fault;
     }
     ElfW(Ehdr) header;
-    bool const is_whole =
-        file.read(header, 0) && holds_segments(file, header) && holds_sections(file, header);
-    return is_whole ? image_fault{} : is_cut;
+    if (!file.read(header, 0)) {
+        return is_cut;
+    }
+    if (header.e_phnum != 0 && header.e_phentsize != sizeof(ElfW(Phdr))) {
+        return {};  // damaged, and not only at the end
+    }
+    if (holds_only_debug(file, header)) {
+        return {image_fault_kind::only_debug, "holds only debugging information",
+                "put the shared object there that it was taken from"};
+    }
+    return holds_segments(file, header) && holds_sections(file, header) ? image_fault{} : is_cut;
 }
 
 }  // namespace

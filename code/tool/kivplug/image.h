@@ -11,7 +11,15 @@
 
 namespace kivplug {
 
-enum class image_fault_kind { none, not_regular, empty, not_elf, cut_short, other_machine };
+enum class image_fault_kind {
+    none,
+    not_regular,
+    empty,
+    not_elf,
+    cut_short,
+    other_machine,
+    only_debug
+};
 
 struct image_fault {
     image_fault_kind kind = image_fault_kind::none;

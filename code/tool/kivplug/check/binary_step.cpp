@@ -39,6 +39,8 @@ std::string likeness_of(std::string const& path) {
         {"\x1f\x8b", "a file compressed by gzip"},
         {"BC\xc0\xde", "bitcode of LLVM"},
         {"/* GNU ld script", "a script of the linker"},
+        {"INPUT", "a script of the linker"},
+        {"GROUP", "a script of the linker"},
         {"<", "XML or HTML"},
         {"version https://git-lfs", "a pointer of Git LFS"},
     };
@@ -58,7 +60,7 @@ bool check_image(std::string const& path, findings& found) {
     static std::map<image_fault_kind, int> const rules = {
         {image_fault_kind::not_regular, 303},   {image_fault_kind::empty, 305},
         {image_fault_kind::not_elf, 306},       {image_fault_kind::cut_short, 307},
-        {image_fault_kind::other_machine, 309},
+        {image_fault_kind::other_machine, 309}, {image_fault_kind::only_debug, 308},
     };
     if (fault.kind == image_fault_kind::none) {
         return true;

@@ -28,6 +28,14 @@ std::string plain(std::string_view name) {
     return text;
 }
 
+// Whether one name is the other with a prefix, such as that of its plug-in.
+bool is_prefixed(std::string_view one, std::string_view other) {
+    auto const& [shorter, longer] =
+        std::minmax(one, other, [](auto left, auto right) { return left.size() < right.size(); });
+    auto const at = longer.size() - shorter.size();
+    return !shorter.empty() && at > 0 && longer.substr(at) == shorter && longer[at - 1] == '_';
+}
+
 class binding_check {
   public:
     binding_check(library_graph const& libraries, std::vector<described_plugin> const& plugins)
@@ -94,12 +102,9 @@ class binding_check {
         auto const is_named = [&](elf_symbol const& each) {
             return each.name == bound.symbol && each.is_defined;
         };
-        auto const* symbol = find(object.symbols(), is_named);
-        if (symbol == nullptr) {
-            symbol = find(full, is_named);
-        }
-        if (symbol != nullptr) {
-            return not_exported(bound, *symbol, instead);
+        auto const* const symbol = find(object.symbols(), is_named);
+        if (symbol != nullptr || find(full, is_named) != nullptr) {
+            return not_exported(bound, symbol != nullptr && is_exported(*symbol), instead);
         }
         auto const mangled = mangled_for(bound.symbol);
         if (!mangled.empty()) {
@@ -112,9 +117,9 @@ class binding_check {
         return elsewhere != nullptr ? foreign(bound, *elsewhere) : absent(bound);
     }
 
-    static finding not_exported(bound_function const& bound, elf_symbol const& symbol,
+    static finding not_exported(bound_function const& bound, bool is_of_other_version,
                                 std::string const& instead) {
-        if (is_exported(symbol)) {
+        if (is_of_other_version) {
             return {330, place(bound),
                     "the shared object exports " + in_quotes(bound.symbol) +
                         " only under a version that is not its default" + instead,
@@ -152,12 +157,19 @@ class binding_check {
         return symbol != nullptr ? std::string(symbol->name) : "";
     }
 
-    static finding foreign(bound_function const& bound, graph_node const& elsewhere) {
+    finding foreign(bound_function const& bound, graph_node const& elsewhere) const {
+        auto const near = nearest(bound.symbol);
         return {333, place(bound),
                 "the shared object does not define " + in_quotes(bound.symbol) +
                     ", and the library would call that of " + in_quotes(elsewhere.name) +
                     " instead",
-                "define the function, under a name that no library uses, and bind that name"};
+                near.empty()
+                    ? "define the function, under a name that no library uses, and bind that name"
+                    : write_instead(near)};
+    }
+
+    static std::string write_instead(std::string const& near) {
+        return "write " + in_quotes(near) + " in the bind element, or rename the function";
     }
 
     finding absent(bound_function const& bound) const {
@@ -166,7 +178,7 @@ class binding_check {
             return {332, place(bound),
                     "the shared object does not export " + in_quotes(bound.symbol) +
                         ", but it exports " + in_quotes(near),
-                    "write " + in_quotes(near) + " in the bind element, or rename the function"};
+                    write_instead(near)};
         }
         bool const is_used = find(object.symbols(), [&](elf_symbol const& each) {
                                  return each.name == bound.symbol;
@@ -185,12 +197,14 @@ class binding_check {
         std::size_t least = std::max<std::size_t>(2, name.size() / 4) + 1;
         for (std::size_t i = 0; i < std::min(unbound.size(), k_most_candidates); ++i) {
             auto const candidate = unbound[i];
-            if (candidate.size() > k_longest_candidate || candidate.size() > name.size() + least ||
-                name.size() > candidate.size() + least) {
+            bool const is_alike = is_prefixed(candidate, name);
+            if (candidate.size() > k_longest_candidate ||
+                (!is_alike && (candidate.size() > name.size() + least ||
+                               name.size() > candidate.size() + least))) {
                 continue;
             }
-            bool const is_alike = plain(candidate) == plain(name);
-            auto const distance = is_alike ? 1 : distance_between(name, candidate);
+            auto const distance =
+                is_alike || plain(candidate) == plain(name) ? 1 : distance_between(name, candidate);
             if (distance < least && distance < candidate.size()) {
                 least = distance;
                 best = candidate;

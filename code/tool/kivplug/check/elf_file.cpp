@@ -27,12 +27,9 @@ std::string header_fault(ElfW(Ehdr) const& header) {
     if (header.e_ident[EI_VERSION] != EV_CURRENT || header.e_version != EV_CURRENT) {
         return "is of an unknown version of the ELF format";
     }
-    auto const system = header.e_ident[EI_OSABI];
-    if (system != ELFOSABI_SYSV && system != ELFOSABI_GNU) {
-        return "is made for another operating system (EI_OSABI " + std::to_string(system) + ")";
-    }
-    return header.e_phentsize == sizeof(elf_segment) ? ""
-                                                     : "has no program headers, or misshapen ones";
+    return header.e_phentsize == sizeof(elf_segment)
+               ? ""
+               : "has no program headers, or a damaged header";
 }
 
 // What another kind of ELF file is; empty for a shared object.
@@ -43,7 +40,7 @@ std::string kind_of(unsigned int type) {
         case ET_EXEC:
             return "is a program";
         case ET_REL:
-            return "is an object file that was compiled and not linked";
+            return "is an unlinked object file";
         case ET_CORE:
             return "is a core dump";
         default:

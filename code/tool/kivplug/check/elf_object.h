@@ -25,6 +25,7 @@ struct elf_symbol {
     bool is_defined;
     bool is_default_version;  // false for one that is found only when its version is asked for
     elf_address value;
+    elf_address size;
 };
 
 // Whether another object, or a search by name, finds the symbol.

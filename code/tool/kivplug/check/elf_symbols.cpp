@@ -19,7 +19,8 @@ elf_symbol symbol_of(ElfW(Sym) const& record, std::string_view name) {
             static_cast<unsigned char>(ELF64_ST_VISIBILITY(record.st_other)),
             record.st_shndx != SHN_UNDEF,
             true,
-            record.st_value};
+            record.st_value,
+            record.st_size};
 }
 
 std::size_t symbol_index(std::uint64_t info) {

@@ -122,19 +122,44 @@ std::vector<std::string> directories_for(std::vector<elf_object const*> const& l
     return directories;
 }
 
+// The directories below another one that the dynamic linker searches first, because this processor
+// can do more than the oldest one.
+std::vector<std::string> const& processor_directories() {
+    static std::vector<std::string> const directories = [] {
+        std::vector<std::string> found;
+#ifdef __x86_64__
+        __builtin_cpu_init();
+        if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl")) {
+            found.emplace_back("glibc-hwcaps/x86-64-v4/");
+        }
+        if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi2")) {
+            found.emplace_back("glibc-hwcaps/x86-64-v3/");
+        }
+        if (__builtin_cpu_supports("sse4.2")) {
+            found.emplace_back("glibc-hwcaps/x86-64-v2/");
+        }
+#endif
+        found.emplace_back();
+        return found;
+    }();
+    return directories;
+}
+
 // Takes the file if the dynamic linker would; notes why not if it is the first one of the name.
 bool take(std::string const& path, searched_library& search) {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0) {
         return false;
     }
-    auto const fault = fault_of_image(path);
-    if (fault.kind == image_fault_kind::none) {
+    constexpr unsigned int k_for_anybody = 0444;
+    auto const fault = (status.st_mode & k_for_anybody) == 0 ? "may not be read by anybody"
+                                                             : fault_of_image(path).problem;
+    if (fault.empty()) {
         search.path = path;
         return true;
     }
     if (search.unusable.empty()) {
-        search.unusable = "\"" + path + "\" " + fault.problem;
+        search.unusable = "\"" + path + "\" " + fault;
     }
     return false;
 }
@@ -142,7 +167,10 @@ bool take(std::string const& path, searched_library& search) {
 bool take_from(std::vector<std::string> const& directories, std::string const& name,
                searched_library& search) {
     return std::any_of(directories.begin(), directories.end(), [&](auto const& each) {
-        return take(morbase::path_appended(each, name, '/'), search);
+        auto const& below = processor_directories();
+        return std::any_of(below.begin(), below.end(), [&](auto const& directory) {
+            return take(morbase::path_appended(each, directory + name, '/'), search);
+        });
     });
 }
 

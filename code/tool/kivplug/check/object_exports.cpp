@@ -35,11 +35,25 @@ bool is_plain_type(std::string_view name) {
 // Whether C++ symbols are of this library or the standard one: the compiler makes copies of their
 // templates and inline functions, and their headers decide who sees them.
 bool is_of_library_scope(std::string_view name) {
-    constexpr std::string_view k_prefixes[] = {"_ZTV", "_ZTI", "_ZTS", "_ZTT", "_ZTC",
-                                               "_ZGV", "_ZGR", "_ZTh", "_ZTv", "_Z"};
-    constexpr std::string_view k_scopes[] = {
-        "St",         "Sa",       "Sb",       "Ss",      "Si",           "So",           "Sd",
-        "9__gnu_cxx", "7kivcore", "7morbase", "6kivsys", "10__cxxabiv1", "11__gnu_debug"};
+    constexpr std::string_view k_prefixes[] = {"_ZTV", "_ZTI", "_ZTS",  "_ZTT", "_ZTC", "_ZGV",
+                                               "_ZGR", "_ZTh", "_ZGTt", "_ZTv", "_Z"};
+    constexpr std::string_view k_scopes[] = {"St",
+                                             "Sa",
+                                             "Sb",
+                                             "Ss",
+                                             "Si",
+                                             "So",
+                                             "Sd",
+                                             "9__gnu_cxx",
+                                             "7kivcore",
+                                             "7morbase",
+                                             "6kivsys",
+                                             "10__cxxabiv1",
+                                             "11__gnu_debug",
+                                             "nw",
+                                             "na",
+                                             "dl",
+                                             "da"};  // operators new and delete
     auto const* const prefix = std::find_if(std::begin(k_prefixes), std::end(k_prefixes),
                                             [=](auto each) { return starts_with(name, each); });
     if (prefix == std::end(k_prefixes)) {
@@ -86,6 +100,16 @@ void check_thread_locals(elf_object const& object, findings& found) {
                          "in memory while a thread that used them runs",
                          "use thread_local objects without destructors, or keep the state in the "
                          "plug-in's objects"});
+    }
+}
+
+void check_relocations(elf_object const& object, findings& found) {
+    if (object.has_entry(DT_TEXTREL)) {
+        found.push_back({355,
+                         {object.path()},
+                         "the dynamic linker has to write into the code of the shared object, "
+                         "which hardened systems refuse",
+                         "compile all of it with -fPIC, and link it without -z notext"});
     }
 }
 
@@ -148,6 +172,7 @@ void check_behaviour(elf_object const& object, findings& found) {
     }
     check_thread_locals(object, found);
     check_stack(object, found);
+    check_relocations(object, found);
 }
 
 }  // namespace kivplug

@@ -25,7 +25,7 @@ namespace fs = std::filesystem;
 
 constexpr char const* k_place = "darwin/x86/plugin.so";
 constexpr std::size_t k_most_entries = 2000;
-constexpr int k_most_levels = 4;
+constexpr int k_most_levels = 8;
 
 bool is_named_like_object(std::string const& name) {
     auto const ends_in = [&](std::string const& end) {
@@ -142,12 +142,13 @@ bool check_part(std::string const& directory, std::string const& path, bool is_l
             report_unreadable(path, error_text(errno), found);
             return false;
         }
+        bool const is_loop = errno == ELOOP;
         std::error_code unknown;
         found.push_back({302,
                          {path},
                          in_quotes(path) + " is a link to " +
                              in_quotes(fs::read_symlink(path, unknown).string()) +
-                             ", which is not there",
+                             (is_loop ? ", which leads back to it" : ", which is not there"),
                          "let the link lead to the file, or put the file itself there"});
         return false;
     }

@@ -183,10 +183,13 @@ std::vector<rule> const& all_rules() {
          "host.",
          "Copy it again, whole."},
         {308, level::error, "object-not-shared",
-         "The file is a program, an object file that was not linked, or a core dump.",
+         "The file is a program, an object file that was not linked, debugging information or a "
+         "core "
+         "dump.",
          "Link it with -shared, or as a MODULE library of CMake."},
         {309, level::error, "object-of-other-machine",
-         "The shared object is built for another processor, word size or byte order.",
+         "The shared object is built for another processor, word size, byte order or operating "
+         "system.",
          "Build it for the machine of the host."},
         {310, level::error, "object-malformed",
          "The headers or tables of the shared object contradict each other.",
@@ -210,6 +213,10 @@ std::vector<rule> const& all_rules() {
         {323, level::error, "symbol-undefined",
          "The shared object uses a symbol that neither its libraries nor those of a host define.",
          "Define it, or link the library that does."},
+        {324, level::warning, "library-not-linked",
+         "The shared object uses a library that it does not link, but that libkivcore happens to "
+         "bring along.",
+         "Link the library."},
         {330, level::error, "function-hidden",
          "The shared object defines a bound function, but does not export it.",
          "Export it: give it default visibility, without static, and name it in the version script "
@@ -256,6 +263,10 @@ std::vector<rule> const& all_rules() {
         {354, level::error, "object-not-for-opening",
          "The shared object is linked so that it cannot be opened while a program runs.",
          "Link it without -z nodlopen."},
+        {355, level::warning, "code-relocated",
+         "The dynamic linker has to write into the code of the shared object; hardened systems "
+         "refuse that.",
+         "Compile everything in it with -fPIC."},
         // 400 to 499: the plug-in, tried in a separate process.
         {400, level::error, "not-tried",
          "The trial could not be carried out; nothing is known about the plug-in.",
@@ -270,6 +281,10 @@ std::vector<rule> const& all_rules() {
          "The shared object is built with a sanitizer, which ends every host that was not "
          "started with it.",
          "Build it without -fsanitize, or start hosts with the sanitizer's library in LD_PRELOAD."},
+        {404, level::error, "thread-locals-too-large",
+         "The shared object has more thread-local variables of the model initial-exec than a "
+         "running host has room for.",
+         "Compile it without -ftls-model=initial-exec, or allocate the memory when it is used."},
         {410, level::error, "crashes", "The code of the plug-in ends its process with a signal.",
          "Run a host under a debugger and fix the function that is named."},
         {411, level::error, "aborts",
@@ -280,7 +295,8 @@ std::vector<rule> const& all_rules() {
         {412, level::error, "hangs", "The code of the plug-in does not return.",
          "Do what may block or take long in the operations of the object, such as open."},
         {413, level::error, "ends-process",
-         "The code of the plug-in ends its process, or the thread that calls it, as exit does.",
+         "The code of the plug-in ends its process, or the thread that calls it, as exit does, or "
+         "puts another program in its place.",
          "Return null from create when no object can be made, and leave the process to the host."},
         {414, level::error, "throws",
          "An exception leaves the plug-in, where a host may not expect any, or one of its "
@@ -299,6 +315,14 @@ std::vector<rule> const& all_rules() {
          "kind() of the object names an interface that the object does not have.",
          "Derive the class of the object from the interface that its kind() names, or return the "
          "kind that it has."},
+        {422, level::error, "object-not-a-plugin",
+         "The create function returns something else than a pointer to a kivcore::plugin.",
+         "Declare the create function with the result kivcore::plugin*, and return the object "
+         "without a cast."},
+        {423, level::error, "object-without-type",
+         "The class of the object is compiled without type information, and hosts look for its "
+         "interface with dynamic_cast.",
+         "Compile the plug-in without -fno-rtti."},
         {430, level::warning, "handle-left-open",
          "The shared object stays in memory after it is closed, also when a new one is installed.",
          "Close each handle that the plug-in opens, before its shared object is closed.",
@@ -307,9 +331,9 @@ std::vector<rule> const& all_rules() {
          "A thread runs code of the shared object after that is closed, which crashes the host.",
          "Join each thread in a destructor of the object that started it."},
         {432, level::error, "handler-left",
-         "A signal has a handler in the shared object after that is closed; the next such signal "
-         "crashes the host.",
-         "Restore the former handler in a destructor, or leave signals to the host."},
+         "A signal, or std::terminate or operator new, has a handler in the shared object after "
+         "that is closed; its next call crashes the host.",
+         "Restore the former handler in a destructor, or leave handlers to the host."},
         {433, level::warning, "file-left-open",
          "A file that the plug-in opened is open after its objects are released and its shared "
          "object is closed.",
@@ -320,16 +344,17 @@ std::vector<rule> const& all_rules() {
         {441, level::error, "fills-files",
          "The code of the plug-in writes a large file, or prints without end.",
          "Write nothing before an object is used, and print only errors."},
-        {443, level::error, "starts-process",
-         "The code of the plug-in starts a process, or replaces its own by another program.",
-         "Start a process only when an operation of the object needs one."},
+        {443, level::warning, "starts-process",
+         "The code of the plug-in starts a process when it is loaded or an object is created; the "
+         "trial ends there.",
+         "Do without processes until an operation of the object needs one."},
         {444, level::error, "reaches-other-processes",
          "The code of the plug-in signals, traces or limits other processes.",
          "Do not touch other processes."},
         {445, level::error, "sets-terminal", "The code of the plug-in changes a terminal.",
          "Leave the terminal to the host."},
         {446, level::error, "closes-descriptors",
-         "The code of the plug-in closes files that it has not opened.",
+         "The code of the plug-in closes or replaces files that it has not opened.",
          "Close only the descriptors that the plug-in itself has opened, and each once."},
         {447, level::warning, "changes-host",
          "The plug-in leaves something changed that belongs to the whole process, such as its "
