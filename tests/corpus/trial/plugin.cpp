@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/ioctl.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <termios.h>
@@ -14,6 +15,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <stdexcept>
 #include <thread>
 
@@ -62,6 +64,12 @@ struct throwing_reader : reader {
     ~throwing_reader() override { fail(); }
 };
 
+struct other_base {
+    virtual ~other_base() = default;
+};
+
+struct second_base_reader : other_base, reader {};
+
 [[noreturn]] void loop() {
     for (int volatile i = 0;; i = 1) {
     }
@@ -76,6 +84,7 @@ void fill(int file) {
 }  // namespace
 
 CREATES sound() {
+    prctl(PR_SET_PDEATHSIG, 0);  // as the runtime of clang's profiles does
     return new reader;
 }
 
@@ -109,6 +118,9 @@ CREATES ends_thread() {
 CREATES lacks_sanitizer() {
     std::fputs("==1==ASan runtime does not come first in initial library list\n", stderr);
     _exit(1);
+}
+CREATES kills_itself() {
+    return std::raise(SIGKILL), new reader;
 }
 CREATES hangs() {
     loop();
@@ -146,6 +158,10 @@ CREATES lies_about_interface() {
     return new own_object;
 }
 
+CREATES returns_other_base() {
+    return reinterpret_cast<kivcore::plugin*>(new second_base_reader);
+}
+
 // What is left.
 CREATES keeps_handle() {
     Dl_info own;
@@ -165,14 +181,27 @@ CREATES leaves_handler() {
     std::signal(SIGUSR1, [](int) {});
     return new reader;
 }
+CREATES leaves_terminate_handler() {
+    std::set_terminate([] { std::abort(); });
+    return new reader;
+}
 CREATES leaves_file() {
     return open("/dev/zero", O_RDONLY) >= 0 ? new reader : nullptr;
 }
 CREATES changes_directory() {
     return chdir("/") == 0 ? new reader : nullptr;
 }
+CREATES changes_environment() {
+    return setenv("KIVCORE_TRIAL", "1", 1) == 0 ? new reader : nullptr;
+}
+CREATES ignores_signal() {
+    return std::signal(SIGPIPE, SIG_IGN) != SIG_ERR ? new reader : nullptr;
+}
+CREATES replaces_output() {
+    return dup2(STDIN_FILENO, STDOUT_FILENO) >= 0 ? new reader : nullptr;
+}
 CREATES closes_descriptors() {
-    for (int number = 0; number < 1024; ++number) {
+    for (int number = 3; number < 1024; ++number) {
         close(number);
     }
     return new reader;

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -73,18 +74,21 @@ class child {
     child& operator=(child const&) = delete;
 
     bool has_ended() {
-        is_over = is_over || waitpid(number, &status, WNOHANG) == number;
+        is_over = is_over || wait4(number, &status, WNOHANG, &used) == number;
         return is_over;
     }
 
     void end() {
         kill(number, SIGKILL);
-        while (waitpid(number, &status, 0) < 0 && errno == EINTR) {
+        while (wait4(number, &status, 0, &used) < 0 && errno == EINTR) {
         }
         is_over = true;
     }
 
     int end_status() const { return status; }
+    unsigned long long most_memory() const {
+        return static_cast<unsigned long long>(used.ru_maxrss) << 10;
+    }
 
     // In bytes. 0 when that cannot be found out, as without /proc; so is the next.
     unsigned long long memory() const {
@@ -111,6 +115,7 @@ class child {
     pid_t number;
     std::string directory;
     int status = 0;
+    rusage used{};
     bool is_over = false;
 };
 
@@ -190,6 +195,7 @@ process_end run_confined(std::function<void()> const& work, std::chrono::seconds
     process_end end;
     end.by = wait_for(running, watch, clock::now() + most_time);
     end.status = running.end_status();
+    end.most_memory = running.most_memory();
     end.printed = end_of(printed.get());
     return end;
 }

@@ -14,8 +14,9 @@ enum class ender { itself, time_limit, memory_limit, thread_limit };
 
 struct process_end {
     ender by = ender::itself;
-    int status = 0;       // as waitpid gives it
-    std::string printed;  // the end of what it wrote to standard output and error
+    int status = 0;                      // as waitpid gives it
+    unsigned long long most_memory = 0;  // bytes that it had in use at once
+    std::string printed;                 // the end of what it wrote to standard output and error
 };
 
 constexpr unsigned long long k_most_memory = 1ULL << 30;  // bytes in use

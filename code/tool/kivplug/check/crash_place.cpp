@@ -7,7 +7,6 @@
 #include <array>
 #include <csignal>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
@@ -36,13 +35,8 @@ bool note_address(void const* address) {
     if (dladdr(address, &found) == 0 || std::strcmp(found.dli_fname, watched.object) != 0) {
         return false;
     }
-    auto const offset = reinterpret_cast<std::uintptr_t>(address) -
-                        reinterpret_cast<std::uintptr_t>(found.dli_fbase);
-    auto& place = watched.record->place;
-    static_cast<void>(std::snprintf(
-        place, sizeof place,
-        found.dli_sname != nullptr ? "%s (plugin.so+0x%zx)" : "%splugin.so+0x%zx",
-        found.dli_sname != nullptr ? found.dli_sname : "", static_cast<std::size_t>(offset)));
+    watched.record->place = reinterpret_cast<std::uintptr_t>(address) -
+                            reinterpret_cast<std::uintptr_t>(found.dli_fbase);
     return true;
 }
 
@@ -68,6 +62,11 @@ void note_and_end(int signal, siginfo_t* info, void* /*context*/) {
     raise(signal);  // comes at the end of this function, and has no handler any more
 }
 
+void note_exit(int status, void* /*nothing*/) {
+    note_place();
+    _exit(status);  // without what this program has to do at its end
+}
+
 [[noreturn]] void note_exception() {
     if (std::current_exception() != nullptr) {
         write_text(watched.record->exception, exception_text());
@@ -81,6 +80,7 @@ void note_and_end(int signal, siginfo_t* info, void* /*context*/) {
 
 void note_crashes(trial_record& record, std::string const& object) {
     watched = {&record, object.c_str(), std::set_terminate(note_exception)};
+    on_exit(note_exit, nullptr);
     void* frame = nullptr;
     backtrace(&frame, 1);  // the first call loads a library
     stack_t stack{};

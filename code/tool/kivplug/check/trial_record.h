@@ -23,7 +23,7 @@ struct trial_record {
     char problem[1024] = {};  // the finding's
     int is_call_refused = 0;  // 1 when that was the end
     long refused_call = 0;
-    char place[512] = {};      // in the plug-in, of its end; empty when not known
+    std::size_t place = 0;     // of its end, from the start of the shared object; 0 for unknown
     char exception[512] = {};  // that ended the process, as it was not caught
 };
 

@@ -1,6 +1,8 @@
 #include "trial_run.h"
 
+#include <cxxabi.h>
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <link.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -11,6 +13,7 @@
 #include <memory>
 #include <optional>
 #include <thread>
+#include <typeinfo>
 
 #include <kivcore/loader.h>
 #include <kivcore/plugins.h>
@@ -76,8 +79,11 @@ class trial {
     trial(std::string plugin_directory, trial_record& kept)
         : directory(std::move(plugin_directory)), object(object_path(directory)), record(kept) {
         note_crashes(record, object);
-        // Not what this program has to do at its end, which a plug-in may bring about.
-        on_exit([](int status, void*) { _exit(status); }, nullptr);
+        // A host has more files open than the standard ones.
+        constexpr int k_last = 15;
+        for (int number = 0; number >= 0 && number < k_last;) {
+            number = ::open("/dev/null", O_RDONLY);
+        }
     }
 
     void run(std::vector<described_plugin> const& plugins, std::size_t first) {
@@ -87,9 +93,10 @@ class trial {
         host_state const before;
         {
             auto const opened = open();
-            try_all(plugins, first);
+            try_all(plugins, first, before);
             record.stage = trial_stage::closing;
         }
+        require_files("the plug-in", before);
         record.stage = trial_stage::outliving;
         if (identity && is_mapped_image(*identity)) {
             require_no_handle();
@@ -132,12 +139,17 @@ class trial {
     }
 
     [[noreturn]] void fail_to_open(std::string const& reason) {
-        for (char const* const part : {"__asan_", "__tsan_", "__msan_", "libasan", "libtsan"}) {
+        for (char const* const part :
+             {"__asan_", "__tsan_", "__msan_", "__ubsan_", "__hwasan_", "libasan", "libtsan"}) {
             if (reason.find(part) < reason.size()) {
                 end(403,
                     "the shared object is built with a sanitizer that is not in the process: " +
                         reason);
             }
+        }
+        if (reason.find("static TLS") < reason.size()) {
+            end(404, "the host has no room for the thread-local variables of the shared object: " +
+                         reason);
         }
         try {
             kivcore::loader(object).load();
@@ -147,7 +159,8 @@ class trial {
         end(402, "a host can open it, but not call all that it needs: " + reason);
     }
 
-    void try_all(std::vector<described_plugin> const& plugins, std::size_t first) {
+    void try_all(std::vector<described_plugin> const& plugins, std::size_t first,
+                 host_state const& before) {
         kivcore::plugins registry(directory);
         registry.load_plugin(directory);
         // What the library has printed is no word of the plug-in's.
@@ -158,6 +171,7 @@ class trial {
             auto const& described = plugins[record.plugin];
             for (record.id = 0; record.id < described.ids.size(); ++record.id) {
                 try_id(registry, described, described.ids[record.id]);
+                require_files("an object of " + quote(described.ids[record.id]), before);
             }
         }
         record.stage = trial_stage::closing;
@@ -179,18 +193,39 @@ class trial {
             end(415, "creating " + quote(id) + " returns null");
         }
         auto other = create();
+        if (!other) {
+            end(415, "creating " + quote(id) + " a second time returns null");
+        }
         if (other == made) {
             end(416, "creating " + quote(id) + " twice returns the same object twice");
         }
+        record.stage = trial_stage::asking;
+        require_plugin(id, *made);
         require_kind(described, id, *made);
         record.stage = trial_stage::releasing;
         other = nullptr;
         made = nullptr;
-        require_files(id);
+    }
+
+    // Before any other use of what may be no object, or a part of one.
+    void require_plugin(std::string const& id, plugin& made) {
+        // The compiler's place for it, which typeid may not read when it is null.
+        auto const* const functions = *reinterpret_cast<std::type_info const* const**>(&made);
+        auto const* const type = functions[-1];
+        if (type == nullptr) {
+            end(423, "the class of the objects of " + quote(id) +
+                         " is compiled without type information (-fno-rtti)");
+        }
+        auto const& base = static_cast<abi::__class_type_info const&>(typeid(plugin));
+        void* part = dynamic_cast<void*>(&made);
+        if (!type->__do_upcast(&base, &part) || part != &made) {
+            end(422, "creating " + quote(id) +
+                         " does not return a kivcore::plugin, but a pointer " +
+                         "to something else: " + type_name(*type));
+        }
     }
 
     void require_kind(described_plugin const& described, std::string const& id, plugin& made) {
-        record.stage = trial_stage::asking;
         auto const said = guarded("kind() of " + quote(id), [&] { return made.kind(); });
         auto const wanted = kind_of_type(described);
         if (!wanted.empty() && said != wanted) {
@@ -206,13 +241,11 @@ class trial {
         }
     }
 
-    // A host's files may have had these numbers.
-    void require_files(std::string const& id) {
-        for (int const number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-            if (fcntl(number, F_GETFD) < 0) {
-                end(446, "an object of " + quote(id) + " closed the descriptor " +
-                             std::to_string(number) + ", which is the host's");
-            }
+    void require_files(std::string const& who, host_state const& before) {
+        auto const number = before.lost_file();
+        if (number >= 0) {
+            end(446, who + " closed or replaced the file with the descriptor " +
+                         std::to_string(number) + ", which is the host's");
         }
     }
 
@@ -248,9 +281,9 @@ class trial {
     }
 
     void require_state(host_state const& before) {
-        auto const signal = before.lost_handler();
-        if (!signal.empty()) {
-            end(432, "the handler of " + signal + " is in the shared object, which is closed");
+        auto const handled = before.lost_handler();
+        if (!handled.empty()) {
+            end(432, "the handler of " + handled + " is in the shared object, which is closed");
         }
         auto const change = before.change();
         if (!change.empty()) {

@@ -5,16 +5,21 @@
 #include <algorithm>
 #include <csignal>
 #include <cstring>
+#include <iterator>
+#include <sstream>
 
+#include "elf_object.h"
 #include "object_place.h"
 #include "system_calls.h"
 #include "text.h"
 #include "trial_run.h"
+#include "wording.h"
 
 namespace kivplug {
 
 namespace {
 
+constexpr unsigned long long k_much_memory = k_most_memory / 4;
 constexpr std::size_t k_most_quoted = 300;                    // bytes of what a plug-in printed
 constexpr char const* k_runtime_error = ": runtime error: ";  // of a sanitizer
 
@@ -50,9 +55,35 @@ std::string stage_text(trial_subject const& tried, trial_record const& record) {
                                                 : "closing the shared object";
 }
 
-std::string place_text(trial_record const& record) {
-    auto const place = read_text(record.place);
-    return place.empty() ? "" : " in " + place;
+// The function of the shared object that has the address; empty if that is not known.
+std::string function_at(std::string const& path, elf_address address) {
+    try {
+        elf_object const object(path);
+        for (auto const& symbols : {object.full_symbols(), object.symbols()}) {
+            auto const found =
+                std::find_if(symbols.begin(), symbols.end(), [&](elf_symbol const& each) {
+                    return each.is_defined && object.is_function(each) && address >= each.value &&
+                           address - each.value < each.size;
+                });
+            if (found != symbols.end()) {
+                return declaration_of(found->name);
+            }
+        }
+    } catch (malformed const&) {
+        return "";  // it was sound before the trial
+    }
+    return "";
+}
+
+std::string place_text(trial_subject const& tried, trial_record const& record) {
+    if (record.place == 0) {
+        return "";
+    }
+    std::ostringstream text;
+    auto const function = function_at(object_path(tried.directory), record.place);
+    text << " in " << function << (function.empty() ? "" : ", ") << "plugin.so+0x" << std::hex
+         << record.place;
+    return text.str();
 }
 
 // The lines of what was printed that say most: the summary of a sanitizer, or else the last two.
@@ -73,13 +104,14 @@ std::string printed_text(std::string const& printed) {
     return text.empty() ? "" : "; it printed: " + text.substr(0, k_most_quoted);
 }
 
-fault fault_of_call(std::string const& doing, trial_record const& record) {
-    auto const place = place_text(record);
+fault fault_of_call(std::string const& doing, std::string const& place,
+                    trial_record const& record) {
     switch (intrusion_of(record.refused_call)) {
         case intrusion::new_process:
-            return {443, doing + " starts a process" + place};
+            return {443, doing + " starts a process" + place +
+                             ", which the trial does not let it; what follows is not known"};
         case intrusion::new_program:
-            return {443, doing + " runs another program in place of the host" + place};
+            return {413, doing + " runs another program in place of the host" + place};
         case intrusion::terminal:
             return {445, doing + " changes a terminal" + place};
         case intrusion::other_process:
@@ -89,13 +121,19 @@ fault fault_of_call(std::string const& doing, trial_record const& record) {
     }
 }
 
-fault fault_of_signal(std::string const& doing, trial_record const& record,
-                      process_end const& end) {
+// Whether the system raises it for a mistake in the code.
+bool is_of_crash(int signal) {
+    constexpr int k_crashes[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP};
+    return std::find(std::begin(k_crashes), std::end(k_crashes), signal) != std::end(k_crashes);
+}
+
+fault fault_of_signal(trial_subject const& tried, std::string const& place,
+                      trial_record const& record, process_end const& end) {
+    auto const doing = stage_text(tried, record);
     int const signal = WTERMSIG(end.status);
-    auto const place = place_text(record);
     auto const exception = read_text(record.exception);
     if (signal == SIGABRT && !exception.empty()) {
-        return {414, doing + " throws" + place + ", where nothing can catch it, " + exception};
+        return {414, doing + " throws" + place + " where nothing can catch it: " + exception};
     }
     switch (signal) {
         case SIGABRT:
@@ -108,14 +146,22 @@ fault fault_of_signal(std::string const& doing, trial_record const& record,
                              " starts a process, or does something else that a plug-in must not, "
                              "while it blocks signals"};
         case SIGKILL:
-            return {440, doing + " is killed by the system, as it does when memory runs out"};
+            if (end.most_memory > k_much_memory) {
+                return {440, doing + " is killed by the system, as it does when memory runs out"};
+            }
+            break;
         default:
             break;
     }
     char const* const name = sigabbrev_np(signal);
     char const* const description = sigdescr_np(signal);
-    return {410, doing + " crashes with SIG" + (name != nullptr ? name : std::to_string(signal)) +
-                     " (" + (description != nullptr ? description : "unknown") + ")" + place +
+    bool const is_outside = is_of_crash(signal) && place.empty() && names_id(tried, record);
+    return {410, doing + (is_of_crash(signal) ? " crashes with SIG" : " is ended by SIG") +
+                     (name != nullptr ? name : std::to_string(signal)) + " (" +
+                     (description != nullptr ? description : "unknown") + ")" + place +
+                     (is_outside ? " outside the shared object: what create returns may not be a "
+                                   "living object"
+                                 : "") +
                      printed_text(end.printed)};
 }
 
@@ -144,7 +190,7 @@ fault fault_of_limit(trial_subject const& tried, std::string const& doing, ender
 }
 
 // Of a process that ended without a signal, and not at the end of the trial.
-fault fault_of_exit(std::string const& doing, process_end const& end) {
+fault fault_of_exit(std::string const& doing, std::string const& place, process_end const& end) {
     auto const printed = printed_text(end.printed);
     if (needs_sanitizer(end.printed)) {
         return {403,
@@ -156,17 +202,18 @@ fault fault_of_exit(std::string const& doing, process_end const& end) {
         return {410, doing + " is stopped by a sanitizer" + printed};
     }
     return {413, doing + " ends the process with status " +
-                     std::to_string(WEXITSTATUS(end.status)) + printed};
+                     std::to_string(WEXITSTATUS(end.status)) + place + printed};
 }
 
 std::optional<fault> fault_of_end(trial_subject const& tried, trial_record const& record,
                                   process_end const& end) {
     auto const doing = stage_text(tried, record);
+    auto const place = place_text(tried, record);
     if (end.by != ender::itself) {
         return fault_of_limit(tried, doing, end.by);
     }
     if (record.is_call_refused == 1) {
-        return fault_of_call(doing, record);
+        return fault_of_call(doing, place, record);
     }
     // Not a failure of this program: the plug-in may have written that.
     if (record.stage == trial_stage::starting) {
@@ -177,9 +224,9 @@ std::optional<fault> fault_of_end(trial_subject const& tried, trial_record const
                      "a thread runs on after the shared object, and its code with it, is closed"};
     }
     if (WIFSIGNALED(end.status)) {
-        return fault_of_signal(doing, record, end);
+        return fault_of_signal(tried, place, record, end);
     }
-    return record.stage != trial_stage::done ? std::optional(fault_of_exit(doing, end))
+    return record.stage != trial_stage::done ? std::optional(fault_of_exit(doing, place, end))
                                              : std::nullopt;
 }
 
@@ -215,9 +262,12 @@ std::optional<finding> verdict_on(trial_subject const& tried, trial_record const
     if (!found) {
         return std::nullopt;
     }
+    constexpr int k_makes_nothing = 415;
+    auto const problem = found->rule == k_makes_nothing ? found->problem + printed_text(end.printed)
+                                                        : found->problem;
     std::string repair = rule_of(found->rule).cure;
     repair.pop_back();  // its full stop
-    return finding{found->rule, place_of(tried, record), found->problem, repair};
+    return finding{found->rule, place_of(tried, record), problem, repair};
 }
 
 }  // namespace kivplug
