@@ -5,6 +5,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+
+#include "failure.h"
 
 namespace kivplug {
 
@@ -15,6 +18,14 @@ constexpr std::size_t k_most_bytes = std::size_t{32} << 20;
 
 [[noreturn]] void fail_outside(char const* what) {
     throw malformed(std::string("has its ") + what + " outside the file");
+}
+
+// Without them, nothing is known about the file.
+void require_resources(std::string const& path) {
+    if (errno == EMFILE || errno == ENFILE || errno == ENOMEM) {
+        throw failure("cannot read '" + path + "': " + error_text(errno) +
+                      "; try again with more memory or with a larger limit of open files");
+    }
 }
 
 bool is_of_this_machine(Elf* file) {
@@ -63,6 +74,10 @@ void elf_file::end_elf::operator()(Elf* file) const {
 
 elf_file::elf_file(std::string const& path, elf_role expected)
     : opened(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
+    if (!opened.is_open()) {
+        require_resources(path);
+        throw malformed("cannot be opened: " + error_text(errno));
+    }
     elf_version(EV_CURRENT);
     // Reads what is asked for. To map the file would end this program if it became shorter.
     handle.reset(elf_begin(opened.get(), ELF_C_READ, nullptr));

@@ -57,7 +57,8 @@ enum class elf_role { library, program };
 class elf_file {
   public:
     // Raises malformed unless the dynamic linker would take the header and the segments, and
-    // not_shared for a file that says that it is not what is expected.
+    // not_shared for a file that says that it is not what is expected. Raises a failure when this
+    // process can open no more files.
     elf_file(std::string const& path, elf_role expected);
 
     std::vector<elf_segment> const& segments() const { return loaded; }

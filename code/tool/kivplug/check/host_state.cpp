@@ -64,11 +64,14 @@ std::string timer_text() {
 // What is done with tiny numbers and with faults, besides rounding.
 std::string float_mode() {
 #ifdef __SSE__
-    constexpr unsigned int k_rounding_and_flags = 0x603f;
-    return std::to_string(__builtin_ia32_stmxcsr() & ~k_rounding_and_flags);
+    constexpr unsigned int k_tiny_is_zero = 0x8040;
+    bool const is_fast = (__builtin_ia32_stmxcsr() & k_tiny_is_zero) != 0;
 #else
-    return std::to_string(fegetexcept());
+    bool const is_fast = false;
 #endif
+    return fegetexcept() != 0 ? "faults raise signals"
+           : is_fast          ? "tiny numbers are zero, as by -ffast-math"
+                              : "standard";
 }
 
 std::string limit_text(__rlimit_resource_t resource) {
@@ -109,7 +112,10 @@ std::map<std::string, std::string> current_environment() {
     for (char** each = environ; each != nullptr && *each != nullptr; ++each) {
         std::string const text = *each;
         auto const end = std::min(text.find('='), text.size());
-        variables.emplace(text.substr(0, end), text.substr(end));
+        bool const is_of_compiler = text.rfind("__", 0) == 0;
+        if (!is_of_compiler) {
+            variables.emplace(text.substr(0, end), text.substr(end));
+        }
     }
     return variables;
 }

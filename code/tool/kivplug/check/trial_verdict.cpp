@@ -139,7 +139,10 @@ fault fault_of_signal(trial_subject const& tried, std::string const& place,
         case SIGABRT:
             return {411, doing + " aborts" + place + printed_text(end.printed)};
         case SIGXFSZ:
-            return {441, doing + " writes over 64 MiB to a file, or to standard output"};
+            return {441,
+                    doing +
+                        " writes a file of over 64 MiB, or over a lower limit of this user, or "
+                        "prints as much"};
         case SIGSYS:
             // Blocked signals reach no handler. What starts a program blocks them meanwhile.
             return {443, doing +
