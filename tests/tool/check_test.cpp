@@ -134,6 +134,11 @@ class check : public ::testing::TestWithParam<broken_plugin> {
 
 TEST_P(check, names_the_mistake_and_its_place_and_is_silent_after_the_repair) {
     auto const& broken = GetParam();
+#ifdef __SANITIZE_ADDRESS__
+    if (broken.code == "KIV422" || broken.code == "KIV423") {
+        GTEST_SKIP() << "the sanitizers of the library stop such an object first";
+    }
+#endif
     std::filesystem::copy(source_of(broken.name), files.path(broken.name),
                           std::filesystem::copy_options::recursive);
     if (broken.build != "-") {

@@ -216,7 +216,7 @@ class trial {
             end(423, "the class of the objects of " + quote(id) +
                          " is compiled without type information (-fno-rtti)");
         }
-        auto const& base = static_cast<abi::__class_type_info const&>(typeid(plugin));
+        auto const& base = dynamic_cast<abi::__class_type_info const&>(typeid(plugin));
         void* part = dynamic_cast<void*>(&made);
         if (!type->__do_upcast(&base, &part) || part != &made) {
             end(422, "creating " + quote(id) +
