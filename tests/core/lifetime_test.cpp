@@ -113,8 +113,11 @@ TEST_F(lifetime, instances_are_released_in_any_order_a_thousand_times_without_gr
     install_memory();
     install_native();
     holdings before;
-    for (unsigned int round = 0; round < 1100; ++round) {
-        before = round == 100 ? holdings() : before;
+    // The orders repeat every 16 rounds. Later rounds only look for growth, because finding a
+    // mapping takes longer than all the rest.
+    unsigned int const with_mappings = 100;
+    for (unsigned int round = 0; round < with_mappings + 1000; ++round) {
+        before = round == with_mappings ? holdings() : before;
         registry = new kivcore::plugins("/nowhere");
         char const* const name = round % 2 == 0 ? "memory" : "native";
         load(name);
@@ -127,7 +130,8 @@ TEST_F(lifetime, instances_are_released_in_any_order_a_thousand_times_without_gr
         // The registry is released before, between or after the instances, which are released in
         // turn.
         for (unsigned int step = 0; step < 4; ++step) {
-            ASSERT_TRUE(mapped(name)) << "round " << round << ", step " << step;
+            ASSERT_TRUE(round >= with_mappings || mapped(name))
+                << "round " << round << ", step " << step;
             if (step == round % 4) {
                 registry = nullptr;
             } else {
@@ -137,7 +141,7 @@ TEST_F(lifetime, instances_are_released_in_any_order_a_thousand_times_without_gr
         for (auto& slot : held) {
             slot = {};
         }
-        ASSERT_FALSE(mapped(name)) << "round " << round;
+        ASSERT_FALSE(round < with_mappings && mapped(name)) << "round " << round;
     }
     holdings const after;
     EXPECT_EQ(after.files, before.files);
