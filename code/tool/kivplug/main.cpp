@@ -47,6 +47,15 @@ int report_misuse(CLI::App const& app, CLI::ParseError const& error) {
     return k_misused;
 }
 
+// Allocates nothing.
+int report_lack_of_memory() {
+    constexpr std::string_view message =
+        "kivplug: memory ran out, and what was printed may be incomplete; try again with more\n";
+    unsigned long long written = 0;
+    kivplug::write_all(STDERR_FILENO, message.data(), message.size(), written);
+    return k_failed;
+}
+
 int run(CLI::App& app, kivplug::command_line& line, kivplug::byte_sink& out, int count,
         char** words) {
     bool is_whole = true;
@@ -61,16 +70,10 @@ int run(CLI::App& app, kivplug::command_line& line, kivplug::byte_sink& out, int
         return report_misuse(app, error);
     }
     out.finish();
+    if (has_memory_run_out) {  // also where that kept the reason of a failure from being said
+        return report_lack_of_memory();
+    }
     return is_whole ? k_done : k_failed;
-}
-
-// Allocates nothing.
-int report_lack_of_memory() {
-    constexpr std::string_view message =
-        "kivplug: memory ran out, and what was printed may be incomplete; try again with more\n";
-    unsigned long long written = 0;
-    kivplug::write_all(STDERR_FILENO, message.data(), message.size(), written);
-    return k_failed;
 }
 
 std::terminate_handler const k_default_end = std::get_terminate();
@@ -117,8 +120,7 @@ int main(int count, char** words) {
     std::set_new_handler(note_lack_of_memory);
     std::set_terminate(end_for_lack_of_memory);
     try {
-        int const status = run_reporting(count, words);
-        return status == k_done && has_memory_run_out ? report_lack_of_memory() : status;
+        return run_reporting(count, words);
     } catch (std::bad_alloc const&) {
         return report_lack_of_memory();
     }
