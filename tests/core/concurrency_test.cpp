@@ -76,6 +76,10 @@ TEST_F(concurrency, broken_and_valid_directories_load_in_parallel) {
 }
 
 TEST_F(concurrency, a_cancelled_thread_first_finishes_what_must_not_be_interrupted) {
+#ifdef _LIBCPP_VERSION
+    // The C library unwinds with libgcc, but the personality routine asks LLVM's libunwind.
+    GTEST_SKIP() << "with two unwinders in the process, a cancelled thread crashes";
+#endif
     files.write("broken/plugin.xml", "<bundle><plugin></bundle>");
     install("valid", "valid");
     support::captured_output output;

@@ -1,5 +1,6 @@
 // kivplug check, over plug-in directories with one mistake each.
 
+#include <sys/prctl.h>
 #include <sys/wait.h>
 
 #include <filesystem>
@@ -132,13 +133,32 @@ class check : public ::testing::TestWithParam<broken_plugin> {
     }
 };
 
-TEST_P(check, names_the_mistake_and_its_place_and_is_silent_after_the_repair) {
-    auto const& broken = GetParam();
+// Why the plug-in must not be tried here; empty if it can be.
+std::string obstacle_to(broken_plugin const& broken) {
+    // In an emulator, for example, they succeed.
+    std::set<std::string> const attacks = {"KIV443", "KIV444", "KIV445"};
+    if (attacks.count(broken.code) != 0 && prctl(PR_GET_SECCOMP) < 0) {
+        return "this system cannot refuse a process its system calls";
+    }
 #ifdef __SANITIZE_ADDRESS__
     if (broken.code == "KIV422" || broken.code == "KIV423") {
-        GTEST_SKIP() << "the sanitizers of the library stop such an object first";
+        return "the sanitizers of the library stop such an object first";
     }
 #endif
+#ifdef _LIBCPP_VERSION
+    // The C library unwinds with libgcc, but the personality routine asks LLVM's libunwind.
+    if (broken.name == "trial-ends-thread") {
+        return "with two unwinders in the process, pthread_exit crashes";
+    }
+#endif
+    return "";
+}
+
+TEST_P(check, names_the_mistake_and_its_place_and_is_silent_after_the_repair) {
+    auto const& broken = GetParam();
+    if (auto const obstacle = obstacle_to(broken); !obstacle.empty()) {
+        GTEST_SKIP() << obstacle;
+    }
     std::filesystem::copy(source_of(broken.name), files.path(broken.name),
                           std::filesystem::copy_options::recursive);
     if (broken.build != "-") {
