@@ -173,6 +173,18 @@ TEST_P(check, names_the_mistake_and_its_place_and_is_silent_after_the_repair) {
     }
 }
 
+TEST(check_options, leave_out_shared_objects_and_sound_directories) {
+    support::temporary_directory const files;
+    std::string const prepare =
+        "cp -r '" CORPUS "/sound' sound && cp -r '" CORPUS "/unknown-element' odd && ";
+    EXPECT_EQ(files.shell(prepare + "'" KIVPLUG "' check --description --quiet sound odd >.out"),
+              256);
+    auto const report = support::read_file(files.path(".out"));
+    EXPECT_EQ(report.substr(0, 4), "odd\n") << report;
+    EXPECT_NE(report.find("KIV126"), std::string::npos) << report;
+    EXPECT_EQ(report.find("binary"), std::string::npos) << report;
+}
+
 TEST(check_codes, are_those_of_the_document) {
     support::temporary_directory const files;
     ASSERT_EQ(files.shell("'" KIVPLUG "' check --codes >.out"), 0);

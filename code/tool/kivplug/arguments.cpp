@@ -192,6 +192,9 @@ void add_check(CLI::App& app, command_line& line) {
         ->type_name("FILE")
         ->check(not_empty);
     verb.add_flag("--strict", options.strict, "Also give advice");
+    verb.add_flag("--description", options.descriptions_only,
+                  "Check only the descriptions, not the shared objects");
+    verb.add_flag("--quiet", options.quiet, "Print only directories in which something was found");
     add_amount(verb, "--time-limit", options.time_limit, "SECONDS",
                "Let a trial of one directory take no longer [10]");
     verb.add_flag("--codes", options.codes, "Only print every code with its cause and cure");

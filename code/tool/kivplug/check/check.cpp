@@ -79,6 +79,16 @@ bool is_clean(checked_directory const& checked) {
                        [](step_report const& each) { return each.found.empty(); });
 }
 
+// Adds what the options ask for after the steps that need all descriptions.
+void finish(checked_directory& checked, check_options const& options) {
+    if (!options.descriptions_only) {
+        check_code(checked, std::chrono::seconds(options.time_limit));
+    }
+    if (!options.strict) {
+        drop_advice(checked);
+    }
+}
+
 }  // namespace
 
 checked_directory check_directory(std::string const& path) {
@@ -107,9 +117,9 @@ bool check(byte_sink& out, check_options const& options) {
     check_conflicts(all);
     print_items(out, options.json, [&](json_array* array) {
         for (auto& directory : all) {
-            check_code(directory, std::chrono::seconds(options.time_limit));
-            if (!options.strict) {
-                drop_advice(directory);
+            finish(directory, options);
+            if (options.quiet && is_clean(directory)) {
+                continue;
             }
             array != nullptr ? array->add(json_report(directory))
                              : out.write(text_report(directory));

@@ -16,8 +16,10 @@ struct check_options {
     bool json = false;
     std::string html;  // a file to write; empty for none
     bool strict = false;
-    long long time_limit = 10;  // seconds for a trial of one directory
-    bool codes = false;         // print the table of all rules instead
+    bool descriptions_only = false;  // leave the shared objects alone
+    bool quiet = false;              // print only directories in which something was found
+    long long time_limit = 10;       // seconds for a trial of one directory
+    bool codes = false;              // print the table of all rules instead
 };
 
 // Checks the directories one after the other and prints what was found. True when that is
