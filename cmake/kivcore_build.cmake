@@ -7,8 +7,6 @@ endfunction()
 
 # Hardens what is installed, in optimised builds only, because fortified calls need optimisation.
 # Not with sanitizers: their checks are stricter, and they do not see fortified calls.
-include(CheckPIESupported)
-check_pie_supported(LANGUAGES C CXX)
 
 function(kivcore_hardening target)
     if("${CMAKE_C_FLAGS} ${CMAKE_CXX_FLAGS}" MATCHES "-fsanitize")
@@ -20,6 +18,12 @@ function(kivcore_hardening target)
         PRIVATE $<${optimised}:-U_FORTIFY_SOURCE> $<${optimised}:-D_FORTIFY_SOURCE=2>
                 $<${optimised}:-fstack-protector-strong>)
     target_link_options(${target} PRIVATE $<${optimised}:LINKER:-z,relro,-z,now>)
+    # CMake itself links programs so only after check_pie_supported(), which sets cache variables
+    # that change how a parent project's programs are linked.
+    get_target_property(type ${target} TYPE)
+    if(type STREQUAL "EXECUTABLE")
+        target_link_options(${target} PRIVATE -pie)
+    endif()
 endfunction()
 
 # kivcore_library(NAME MACRO SOURCES...): a library of this tree, with its headers in
