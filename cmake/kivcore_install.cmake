@@ -5,11 +5,12 @@ include(CMakePackageConfigHelpers)
 configure_package_config_file(
     cmake/kivcoreConfig.cmake.in ${PROJECT_BINARY_DIR}/kivcoreConfig.cmake
     INSTALL_DESTINATION ${KIVCORE_PACKAGE_DIR}
-    PATH_VARS CMAKE_INSTALL_LIBDIR)
+    PATH_VARS CMAKE_INSTALL_BINDIR CMAKE_INSTALL_LIBDIR)
 write_basic_package_version_file(
     ${PROJECT_BINARY_DIR}/kivcoreConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/kivcoreConfig.cmake
               ${PROJECT_BINARY_DIR}/kivcoreConfigVersion.cmake cmake/kivcore_add_plugin.cmake
+              cmake/kivcore_plugin_description.cmake cmake/kivcore_plugin_exports.cmake
         DESTINATION ${KIVCORE_PACKAGE_DIR})
 
 # The prefix is only known at installation. If the installation is moved later, users call
