@@ -24,7 +24,7 @@
 #include "archive_walk.h"
 #include "shared/stream.h"
 
-namespace kivcore_archive {
+namespace archives {
 
 namespace {
 
@@ -136,7 +136,7 @@ bool succeeded(int result) {
     return result >= 0;
 }
 
-class archive_browser : public kivcore::browser {
+class archive_browser final : public kivcore::browser {
   public:
     bool can_browse(std::string const& text) override;
     std::string root() override { return ""; }
@@ -257,8 +257,8 @@ void archive_browser::get_url(std::string const& text, std::string& url) {
 
 }  // namespace
 
-}  // namespace kivcore_archive
+}  // namespace archives
 
 extern "C" EXPORTED kivcore::plugin* archive_create_browser() {
-    return new kivcore_archive::archive_browser;
+    return new archives::archive_browser;
 }

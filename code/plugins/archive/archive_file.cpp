@@ -4,7 +4,7 @@
 #include <ctime>
 #include <utility>
 
-namespace kivcore_archive {
+namespace archives {
 
 namespace {
 
@@ -48,4 +48,4 @@ bool is_unchanged(archive_file const& file, struct stat const& now) {
            same_time(then.st_ctim, now.st_ctim);
 }
 
-}  // namespace kivcore_archive
+}  // namespace archives

@@ -1,8 +1,8 @@
 // An open archive file, and its status at that time. The status shows later whether the file has
 // changed.
 
-#ifndef KIVCORE_ARCHIVE_FILE_H
-#define KIVCORE_ARCHIVE_FILE_H
+#ifndef ARCHIVE_FILE_H
+#define ARCHIVE_FILE_H
 
 #include <sys/stat.h>
 
@@ -10,7 +10,7 @@
 
 #include "shared/descriptor.h"
 
-namespace kivcore_archive {
+namespace archives {
 
 struct archive_file {
     bundled::descriptor descriptor;
@@ -27,6 +27,6 @@ int open_file(std::string const& path, archive_file& result);
 // Whether a file with this status is the same and unchanged.
 bool is_unchanged(archive_file const& file, struct stat const& now);
 
-}  // namespace kivcore_archive
+}  // namespace archives
 
 #endif

@@ -10,7 +10,7 @@
 #include "archive_path.h"
 #include "archive_walk.h"
 
-namespace kivcore_archive {
+namespace archives {
 
 namespace {
 
@@ -181,4 +181,4 @@ archive_index::entry const* archive_index::find(archive_path const& wanted) cons
     return found.path == wanted.inner ? &found : nullptr;
 }
 
-}  // namespace kivcore_archive
+}  // namespace archives

@@ -5,8 +5,8 @@
 // whether or not the archive has an entry for it. So there is no tree: depth costs nothing, and a
 // list takes one binary search for each line.
 
-#ifndef KIVCORE_ARCHIVE_INDEX_H
-#define KIVCORE_ARCHIVE_INDEX_H
+#ifndef ARCHIVE_INDEX_H
+#define ARCHIVE_INDEX_H
 
 #include <cstddef>
 #include <ctime>
@@ -18,7 +18,7 @@
 
 #include "archive_file.h"
 
-namespace kivcore_archive {
+namespace archives {
 
 class archive_walk;
 struct archive_path;
@@ -89,6 +89,6 @@ class archive_index {
     bool limited = false;
 };
 
-}  // namespace kivcore_archive
+}  // namespace archives
 
 #endif

@@ -1,12 +1,12 @@
 // Limits for one archive: a few compressed bytes can expand to endless names and data. plugin.xml
 // gives the same figures to users.
 
-#ifndef KIVCORE_ARCHIVE_LIMITS_H
-#define KIVCORE_ARCHIVE_LIMITS_H
+#ifndef ARCHIVE_LIMITS_H
+#define ARCHIVE_LIMITS_H
 
 #include <cstddef>
 
-namespace kivcore_archive {
+namespace archives {
 
 // The number of entries, and the total bytes of their paths: an amount for each entry, plus a
 // reserve for a few long ones. The paths of all directories may take as much again, including
@@ -36,6 +36,6 @@ constexpr std::size_t k_most_kept_bytes = std::size_t{32} * 1024 * 1024;
 // The number of sessions that are kept for the next reader.
 constexpr std::size_t k_most_parked = 2;
 
-}  // namespace kivcore_archive
+}  // namespace archives
 
 #endif

@@ -7,7 +7,7 @@
 
 #include "shared/utf8.h"
 
-namespace kivcore_archive {
+namespace archives {
 
 namespace {
 
@@ -173,4 +173,4 @@ std::string readable_name(std::string const& component) {
     return component == k_parent ? "%2E%2E" : readable(component);
 }
 
-}  // namespace kivcore_archive
+}  // namespace archives

@@ -14,12 +14,12 @@
 // leading slash) and "." are dropped. ".." is an ordinary name, written as %2E%2E so that no host
 // resolves it.
 
-#ifndef KIVCORE_ARCHIVE_PATH_H
-#define KIVCORE_ARCHIVE_PATH_H
+#ifndef ARCHIVE_PATH_H
+#define ARCHIVE_PATH_H
 
 #include <string>
 
-namespace kivcore_archive {
+namespace archives {
 
 struct archive_path {
     std::string archive;       // path of the archive file
@@ -44,6 +44,6 @@ std::string readable(std::string const& text);
 // A component as a name to show: readable, and never "..".
 std::string readable_name(std::string const& component);
 
-}  // namespace kivcore_archive
+}  // namespace archives
 
 #endif

@@ -4,17 +4,7 @@
 // after the current piece fetches the next ones; a read before it starts the file again. All
 // reads use the descriptor from open, so a file that replaces the archive later is not seen.
 //
-// Failures are negative errno values.
-//
-// open: EINVAL for an invalid path or mode; ENOENT if the archive or the file in it does not
-// exist; EISDIR for a directory; ELOOP for a link, which is not followed; EOPNOTSUPP for a device
-// or another special file; EACCES for an encrypted file; EBADMSG if it is not an archive or is
-// damaged before the file; EBUSY while a file is open, which stays open; EFBIG if the archive
-// exceeds a limit of archive_limits.h; or the system's error for opening the archive.
-//
-// read: EBADMSG for damaged data, after all data before the damage; EOPNOTSUPP for a compression
-// that libarchive does not support. seek: EINVAL for a position before the start; EOVERFLOW for
-// one that does not fit. All except open and close: EBADF while nothing is open. All: ENOMEM.
+// Failures are negative errno values, listed in plugin.xml, which is installed.
 
 #include <algorithm>
 #include <cerrno>
@@ -32,7 +22,7 @@
 #include "shared/read_stream.h"
 #include "shared/stream.h"
 
-namespace kivcore_archive {
+namespace archives {
 
 namespace {
 
@@ -157,7 +147,7 @@ auto guarded(Operation operation) -> decltype(operation()) {
     }
 }
 
-class archive_reader : public kivcore::reader {
+class archive_reader final : public kivcore::reader {
   public:
     archive_reader() = default;
     archive_reader(archive_reader const&) = delete;
@@ -266,8 +256,8 @@ long long archive_reader::size() {
 
 }  // namespace
 
-}  // namespace kivcore_archive
+}  // namespace archives
 
 extern "C" EXPORTED kivcore::plugin* archive_create_reader() {
-    return new kivcore_archive::archive_reader;
+    return new archives::archive_reader;
 }

@@ -10,7 +10,7 @@
 
 #include "archive_limits.h"
 
-namespace kivcore_archive {
+namespace archives {
 
 namespace {
 
@@ -237,4 +237,4 @@ bool archive_session::wake() {
     return true;
 }
 
-}  // namespace kivcore_archive
+}  // namespace archives

@@ -10,8 +10,8 @@
 //
 // Use a session from one thread at a time.
 
-#ifndef KIVCORE_ARCHIVE_SESSION_H
-#define KIVCORE_ARCHIVE_SESSION_H
+#ifndef ARCHIVE_SESSION_H
+#define ARCHIVE_SESSION_H
 
 #include <cstddef>
 #include <map>
@@ -26,7 +26,7 @@
 #include "archive_walk.h"
 #include "zip_directory.h"
 
-namespace kivcore_archive {
+namespace archives {
 
 class archive_session {
   public:
@@ -99,6 +99,6 @@ class archive_session {
     bool is_sound = true;
 };
 
-}  // namespace kivcore_archive
+}  // namespace archives
 
 #endif

@@ -11,7 +11,7 @@
 #include "shared/descriptor.h"
 #include "shared/stream.h"
 
-namespace kivcore_archive {
+namespace archives {
 
 namespace {
 
@@ -219,4 +219,4 @@ std::int64_t archive_source::seek_part(archive*, void* source, std::int64_t offs
     return self.position;
 }
 
-}  // namespace kivcore_archive
+}  // namespace archives

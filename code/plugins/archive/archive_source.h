@@ -1,8 +1,8 @@
 // The bytes of an archive as libarchive's formats see them: part of a file, decompressed. The
 // source reads the descriptor with pread, so other users of the descriptor do not interfere.
 
-#ifndef KIVCORE_ARCHIVE_SOURCE_H
-#define KIVCORE_ARCHIVE_SOURCE_H
+#ifndef ARCHIVE_SOURCE_H
+#define ARCHIVE_SOURCE_H
 
 #include <sys/types.h>
 
@@ -11,10 +11,10 @@
 #include <memory>
 #include <string>
 
-struct archive;
+struct archive;  // of libarchive, so this plug-in's namespace has another name
 struct archive_entry;
 
-namespace kivcore_archive {
+namespace archives {
 
 struct free_archive {
     void operator()(archive* freed) const;
@@ -90,6 +90,6 @@ class archive_source {
     bool sought = false;
 };
 
-}  // namespace kivcore_archive
+}  // namespace archives
 
 #endif

@@ -12,7 +12,7 @@
 #include "archive_limits.h"
 #include "archive_path.h"
 
-namespace kivcore_archive {
+namespace archives {
 
 namespace {
 
@@ -203,4 +203,4 @@ int archive_walk::failure() const {
     return is_about_support(message()) ? -EOPNOTSUPP : -EBADMSG;
 }
 
-}  // namespace kivcore_archive
+}  // namespace archives

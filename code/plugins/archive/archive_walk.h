@@ -4,8 +4,8 @@
 // encryption that libarchive does not support; EFBIG if a limit of archive_limits.h is exceeded;
 // otherwise the system's error for reading the file.
 
-#ifndef KIVCORE_ARCHIVE_WALK_H
-#define KIVCORE_ARCHIVE_WALK_H
+#ifndef ARCHIVE_WALK_H
+#define ARCHIVE_WALK_H
 
 #include <clocale>
 #include <memory>
@@ -14,7 +14,7 @@
 
 #include "archive_source.h"
 
-namespace kivcore_archive {
+namespace archives {
 
 class archive_walk {
   public:
@@ -84,6 +84,6 @@ class archive_walk {
 // entry.
 long long most_skipped(long long file_size);
 
-}  // namespace kivcore_archive
+}  // namespace archives
 
 #endif

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-namespace kivcore_archive {
+namespace archives {
 
 std::shared_ptr<parked_sessions> parked_sessions::shared() {
     static auto const one = std::make_shared<parked_sessions>();
@@ -35,4 +35,4 @@ void parked_sessions::put(std::unique_ptr<archive_session> session) {
     waiting.front().swap(session);  // now holds the oldest, which is released without the lock
 }
 
-}  // namespace kivcore_archive
+}  // namespace archives

@@ -8,8 +8,8 @@
 //
 // Any thread may use it. A session that was taken belongs to the caller alone.
 
-#ifndef KIVCORE_ARCHIVE_PARKED_SESSIONS_H
-#define KIVCORE_ARCHIVE_PARKED_SESSIONS_H
+#ifndef ARCHIVE_PARKED_SESSIONS_H
+#define ARCHIVE_PARKED_SESSIONS_H
 
 #include <array>
 #include <memory>
@@ -19,7 +19,7 @@
 #include "archive_limits.h"
 #include "archive_session.h"
 
-namespace kivcore_archive {
+namespace archives {
 
 class parked_sessions {
   public:
@@ -39,6 +39,6 @@ class parked_sessions {
     std::array<std::unique_ptr<archive_session>, k_most_parked> waiting;
 };
 
-}  // namespace kivcore_archive
+}  // namespace archives
 
 #endif

@@ -6,7 +6,7 @@
 
 #include "shared/descriptor.h"
 
-namespace kivcore_archive {
+namespace archives {
 
 namespace {
 
@@ -191,4 +191,4 @@ std::optional<file_part> zip_directory::single(int descriptor, std::size_t numbe
     return file_part{wanted.data, directory, std::move(tail)};
 }
 
-}  // namespace kivcore_archive
+}  // namespace archives

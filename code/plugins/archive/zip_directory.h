@@ -5,8 +5,8 @@
 // A readable directory is not required: without one, or if an entry is not the wanted one, the
 // archive is read in order.
 
-#ifndef KIVCORE_ZIP_DIRECTORY_H
-#define KIVCORE_ZIP_DIRECTORY_H
+#ifndef ARCHIVE_ZIP_DIRECTORY_H
+#define ARCHIVE_ZIP_DIRECTORY_H
 
 #include <cstddef>
 #include <optional>
@@ -15,7 +15,7 @@
 
 #include "archive_source.h"
 
-namespace kivcore_archive {
+namespace archives {
 
 class zip_directory {
   public:
@@ -40,6 +40,6 @@ class zip_directory {
     std::vector<record> records;
 };
 
-}  // namespace kivcore_archive
+}  // namespace archives
 
 #endif

@@ -5,16 +5,8 @@
 // size; other seeks are refused. An empty file contains no position: if it is selected, the
 // current file is the next one that is not empty.
 //
-// Failures are negative errno values:
-//   EBADF     nothing is open (close returns 0)
-//   EBUSY     open: something is open already
-//   EINVAL    a mode other than "r" and "rb", or a file, origin or position that does not exist;
-//             open: a pattern without exactly one number field, or a file that is not regular
-//   ENOENT    open: no file matches, or one is missing in between
-//   EIO       read: a file has become shorter
-//   ENOMEM, EOVERFLOW   open; and any error of the system on opening or reading
-// A read that fails half-way returns the data before the failure; the next read reports the
-// failure.
+// Failures are negative errno values, listed in plugin.xml, which is installed. A read that fails
+// half-way returns the data before the failure; the next read reports the failure.
 
 #include <algorithm>
 #include <cerrno>
@@ -30,6 +22,8 @@
 #include "shared/descriptor.h"
 #include "shared/read_stream.h"
 #include "shared/stream.h"
+
+namespace sequence {
 
 namespace {
 
@@ -53,7 +47,7 @@ class sequence_reader final : public kivcore::multi_file_reader {
     int use_file(std::size_t index);
     long long read_some(char* target, long long wanted);
 
-    std::unique_ptr<sequence::file_row> row;  // null while closed
+    std::unique_ptr<file_row> row;  // null while closed
     long long position = 0;
     bundled::descriptor file;    // the file that was read last
     std::size_t file_index = 0;  // its index, if one is open
@@ -65,7 +59,7 @@ int sequence_reader::open(std::string const& path, std::string const& mode) {
         return refused;
     }
     try {
-        auto found = std::make_unique<sequence::file_row>();
+        auto found = std::make_unique<file_row>();
         int const failure = found->find(path);
         if (failure == 0) {
             row = std::move(found);
@@ -169,6 +163,8 @@ int sequence_reader::select_file(unsigned int index) {
 
 }  // namespace
 
+}  // namespace sequence
+
 extern "C" EXPORTED kivcore::plugin* sequence_create() {
-    return new sequence_reader;
+    return new sequence::sequence_reader;
 }

@@ -23,6 +23,8 @@
 #include "shared/read_stream.h"
 #include "shared/stream.h"
 
+namespace sound {
+
 namespace {
 
 // For the record's 32 bits: the largest number is better than one that wraps around.
@@ -52,12 +54,10 @@ class sound_reader final : public kivcore::frame_reader {
     long long read_frame(void* buffer, unsigned long long capacity) override;
 
   private:
-    long long sample_bytes() const {
-        return sound->frame_bytes() / sound::decoder::k_frame_samples;
-    }
+    long long sample_bytes() const { return sound->frame_bytes() / decoder::k_frame_samples; }
     long long known_bytes() const { return sound->known_samples() * sample_bytes(); }
 
-    std::unique_ptr<sound::decoder> sound;  // null while closed
+    std::unique_ptr<decoder> sound;  // null while closed
     long long position = 0;
 };
 
@@ -68,7 +68,7 @@ int sound_reader::open(std::string const& path, std::string const& mode) {
     }
     position = 0;
     try {
-        return sound::decoder::open(path, sound);
+        return decoder::open(path, sound);
     } catch (std::bad_alloc const&) {
         return -ENOMEM;
     }
@@ -120,11 +120,11 @@ morbase::ptr_refcount<kivcore::frame_reader::media_information> sound_reader::tr
         return nullptr;
     }
     long long const samples = sound->samples();
-    return new audio_media_information(
-        sound->container(), saturated(sound->frame_bytes()),
-        saturated(divided_up(samples, sound::decoder::k_frame_samples)),
-        sound::decoder::k_frame_samples, saturated(samples), sound->channels(),
-        sound->bits_per_sample(), 0, static_cast<float>(sound->sample_rate()), 0);
+    return new audio_media_information(sound->container(), saturated(sound->frame_bytes()),
+                                       saturated(divided_up(samples, decoder::k_frame_samples)),
+                                       decoder::k_frame_samples, saturated(samples),
+                                       sound->channels(), sound->bits_per_sample(), 0,
+                                       static_cast<float>(sound->sample_rate()), 0);
 }
 
 int sound_reader::select_track(unsigned int track) {
@@ -149,7 +149,7 @@ long long sound_reader::seek_frame(long long frame) {
     }
     // The frame before it, if there is one, must have at least one sample.
     if (frame < 0 || frame > LLONG_MAX / sound->frame_bytes() ||
-        !sound->reaches((frame - 1) * sound::decoder::k_frame_samples + 1)) {
+        !sound->reaches((frame - 1) * decoder::k_frame_samples + 1)) {
         return -EINVAL;
     }
     position = std::min(frame * sound->frame_bytes(), known_bytes());
@@ -175,6 +175,8 @@ long long sound_reader::read_frame(void* buffer, unsigned long long capacity) {
 
 }  // namespace
 
+}  // namespace sound
+
 extern "C" EXPORTED kivcore::plugin* sound_create() {
-    return new sound_reader;
+    return new sound::sound_reader;
 }

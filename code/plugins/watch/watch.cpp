@@ -278,8 +278,6 @@ std::string directory_monitor::shown(std::string const& path) const {
 
 }  // namespace watch
 
-extern "C" EXPORTED kivcore::plugin* watch_create();
-
-kivcore::plugin* watch_create() {
+extern "C" EXPORTED kivcore::plugin* watch_create() {
     return new watch::directory_monitor;
 }
