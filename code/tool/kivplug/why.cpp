@@ -4,6 +4,7 @@
 #include <limits>
 #include <map>
 #include <set>
+#include <utility>
 
 #include <kivcore/plugins.h>
 
@@ -184,10 +185,10 @@ class explainer {
         return text;
     }
 
-    // The registered ids that are most like the wanted one.
-    std::string nearest_text(std::string const& wanted) const {
+    // The registered ids that are most like the wanted one, and what is wrong with their plug-ins.
+    std::string nearest_text(std::string const& wanted) {
         difference least;
-        std::vector<std::string> nearest;
+        std::vector<std::pair<std::string, difference>> nearest;
         for (auto const& id : registry.find_plugins(k_everything)) {
             auto const found = difference_of(id, wanted);
             if (found < least) {
@@ -195,12 +196,14 @@ class explainer {
                 nearest.clear();
             }
             if (!(least < found) && nearest.size() < k_most_nearest) {
-                nearest.push_back(printable(id) + found.text);
+                nearest.emplace_back(id, found);
             }
         }
         std::string text;
-        for (auto const& each : nearest) {
-            text += "  near it: " + each + "\n";
+        for (auto const& [id, found] : nearest) {
+            auto const directory = value_of(*registry.describe_plugin(id), "path");
+            text += "  near it: " + printable(id) + ", from " + quoted(directory) + found.text +
+                    "\n" + errors_of(checked_at(directory), id);
         }
         return text;
     }
