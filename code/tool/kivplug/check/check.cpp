@@ -12,6 +12,7 @@
 #include "notices.h"
 #include "plugin_directories.h"
 #include "report.h"
+#include "system_calls.h"
 #include "trial_step.h"
 
 namespace kivplug {
@@ -115,6 +116,10 @@ bool check(byte_sink& out, check_options const& options) {
         }
     }
     check_conflicts(all);
+    if (!options.descriptions_only && !can_refuse_system_calls()) {
+        say("this system cannot refuse system calls: a plug-in that is tried may start processes "
+            "and signal others; check only plug-ins that you trust");
+    }
     print_items(out, options.json, [&](json_array* array) {
         for (auto& directory : all) {
             finish(directory, options);

@@ -169,6 +169,10 @@ void refuse_system_calls() {
     prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &loaded);
 }
 
+bool can_refuse_system_calls() {
+    return prctl(PR_GET_SECCOMP) >= 0;
+}
+
 intrusion intrusion_of(long number) {
     auto const& all = refusals();
     auto const found = std::find_if(all.begin(), all.end(),
