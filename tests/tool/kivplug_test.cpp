@@ -125,9 +125,9 @@ TEST_F(kivplug, prints_valid_json_for_any_text) {
     describe("p2/first", description("!", "1.0", "Sorted first"));
     describe("p2/exact", description(".", "1.0", "An exact id takes precedence"));
     std::filesystem::create_directory(files.path("empty"));
-    EXPECT_EQ(
-        json::parse(run("list --json -d p").out),
-        json::parse(R"([{"id": "io/read/k/d/1.0", "flavor": "native", "name": "\"N\"\n<"}])"));
+    EXPECT_EQ(json::parse(run("list --json -d p").out),
+              json::parse(R"([{"id": "io/read/k/d/1.0", "kind": "reader", "flavor": "native",
+                         "version": "1.0", "name": "\"N\"\n<", "path": "p"}])"));
     auto const object = json::parse(run("describe --json -d p2 io/read/./d/1.0").out);
     EXPECT_EQ(object.size(), 11U);
     EXPECT_EQ(object["info.name"], "An exact id takes precedence");

@@ -7,6 +7,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include "completion.h"
+#include "text.h"
+
 namespace kivplug {
 
 namespace {
@@ -259,6 +262,31 @@ void add_contract(CLI::App& app, command_line& line) {
     verb.footer("Exit status: 0 when the contract holds, 1 when it does not.\n"s + k_verb_footer);
 }
 
+void add_help(CLI::App& app, command_line& line) {
+    auto& verb = add_work(app, line, "help", "Print the help of a verb", [&](byte_sink& out) {
+        auto const* const explained = verb_named(app, line.help);
+        // app.help() would print the help of the verb that was given, which is this one.
+        out.write(explained != nullptr ? explained->help(app.get_name())
+                                       : app.get_formatter()->make_help(
+                                             &app, app.get_name(), CLI::AppFormatMode::Normal));
+        return true;
+    });
+    auto const check = [&app](std::string const& name) -> std::string {
+        return verb_named(app, name) != nullptr ? "" : quoted(name) + " is not a verb of kivplug";
+    };
+    verb.add_option("VERB", line.help, "The verb [kivplug itself]")->type_name("")->check(check);
+}
+
+// For the shells only, so --help does not list it.
+void add_complete(CLI::App& app, command_line& line) {
+    auto& verb = add_work(app, line, "complete", "", [&](byte_sink& out) {
+        complete(app, out, line.typed);
+        return true;
+    });
+    verb.group("");
+    verb.add_option("WORDS", line.typed);
+}
+
 }  // namespace
 
 void add_arguments(CLI::App& app, command_line& line) {
@@ -272,8 +300,9 @@ void add_arguments(CLI::App& app, command_line& line) {
         ->type_name("DIR")
         ->option_text("DIR")
         ->allow_extra_args(false);  // the word after DIR is the verb
-    for (auto* const add : {add_list, add_describe, add_read, add_write, add_browse, add_tracks,
-                            add_frames, add_files, add_watch, add_check, add_why, add_contract}) {
+    for (auto* const add :
+         {add_list, add_describe, add_read, add_write, add_browse, add_tracks, add_frames,
+          add_files, add_watch, add_check, add_why, add_contract, add_help, add_complete}) {
         add(app, line);
     }
 }

@@ -39,6 +39,8 @@ struct command_line {
     check_options check;
     why_options why;
     contract_options contract;
+    std::string help;                // the verb to explain; empty for kivplug itself
+    std::vector<std::string> typed;  // the words that a shell completes
 
     // Does what the chosen verb does. False when something in it was not as it should be, and all
     // about that has been printed.

@@ -4,11 +4,14 @@
 
 #include "failure.h"
 #include "json.h"
+#include "kind.h"
 #include "text.h"
 
 namespace kivplug {
 
 namespace {
+
+using info = kivcore::plugins::info;
 
 // Also matches a text with line breaks, which ".*" alone does not.
 constexpr char const* k_everything = "(?s).*";
@@ -27,30 +30,24 @@ std::vector<std::string> ids_for(host const& from, std::string const& pattern) {
     return ids;
 }
 
-// What list shows of a plug-in.
-struct summary {
-    std::string id;
-    std::string flavor;
-    std::string name;
-};
-
-summary summary_of(host const& from, std::string const& id) {
-    // Nobody else fills the registry: an id that was found has a description.
-    auto const description = from.registry().describe_plugin(id);
-    return {id, value_of(*description, "interface.flavor"), value_of(*description, "info.name")};
-}
-
-json_object json_of(summary const& shown) {
+json_object json_of(std::string const& id, info const& description) {
     json_object object;
-    object.add("id", shown.id);
-    object.add("flavor", shown.flavor);
-    object.add("name", shown.name);
+    object.add("id", id);
+    object.add("kind", kind_of_type(value_of(description, "interface.category"),
+                                    value_of(description, "interface.type")));
+    object.add("flavor", value_of(description, "interface.flavor"));
+    object.add("version", value_of(description, "info.version"));
+    object.add("name", value_of(description, "info.name"));
+    object.add("path", value_of(description, "path"));
     return object;
 }
 
-std::vector<std::string> row_of(summary const& shown) {
-    return {shown.id, shown.flavor.empty() ? "-" : shown.flavor,
-            shown.name.empty() ? "-" : shown.name};
+std::vector<std::string> row_of(std::string const& id, info const& description) {
+    auto const shown = [&](char const* key) {
+        auto value = value_of(description, key);
+        return value.empty() ? "-" : value;
+    };
+    return {id, shown("interface.flavor"), shown("info.name")};
 }
 
 }  // namespace
@@ -60,8 +57,9 @@ void list(host const& from, byte_sink& out, list_options const& options) {
     print_items(out, options.json, [&](json_array* array) {
         std::vector<std::vector<std::string>> rows;
         for (auto const& id : ids) {
-            auto const shown = summary_of(from, id);
-            array != nullptr ? array->add(json_of(shown)) : rows.push_back(row_of(shown));
+            // Nobody else fills the registry: an id that was found has a description.
+            auto const found = from.registry().describe_plugin(id);
+            array != nullptr ? array->add(json_of(id, *found)) : rows.push_back(row_of(id, *found));
         }
         out.write(table(rows, k_list_gap));  // nothing in JSON
     });

@@ -1,6 +1,7 @@
 #include "kind.h"
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 #include <kivcore/browser.h>
@@ -79,6 +80,21 @@ bool is_of_kind(plugin& object, std::string const& kind) {
     return std::any_of(known.begin(), known.end(), [&](interface const& each) {
         return each.kind == kind && each.is_of(object);
     });
+}
+
+std::string kind_of_type(std::string const& category, std::string const& type) {
+    static std::pair<char const*, std::string const&> const known[] = {
+        {"read", plugin::k_kind_reader},
+        {"write", plugin::k_kind_writer},
+        {"browse", plugin::k_kind_browser},
+        {"monitor", plugin::k_kind_monitor},
+    };
+    for (auto const& [name, kind] : known) {
+        if (category == "io" && type == name) {
+            return kind;
+        }
+    }
+    return "";
 }
 
 std::string interface_name(plugin& object) {

@@ -22,6 +22,10 @@ bool is_kind(std::string const& kind);
 // Whether the object has an interface with this kind.
 bool is_of_kind(kivcore::plugin& object, std::string const& kind);
 
+// The kind that objects of a described category and type should have; empty if an author chose the
+// type.
+std::string kind_of_type(std::string const& category, std::string const& type);
+
 // The most special interface of the object, whatever it calls itself; empty when it has none.
 std::string interface_name(kivcore::plugin& object);
 

@@ -41,22 +41,6 @@ std::string quote(std::string const& name) {
     return "\"" + name + "\"";
 }
 
-// The kind that objects of the type should have; empty for a type of an author's own.
-std::string kind_of_type(described_plugin const& described) {
-    static std::pair<char const*, std::string const&> const known[] = {
-        {"read", plugin::k_kind_reader},
-        {"write", plugin::k_kind_writer},
-        {"browse", plugin::k_kind_browser},
-        {"monitor", plugin::k_kind_monitor},
-    };
-    for (auto const& [type, kind] : known) {
-        if (described.category == "io" && described.type == type) {
-            return kind;
-        }
-    }
-    return "";
-}
-
 nlink_t thread_count() {
     struct stat status {};
     return stat("/proc/self/task", &status) == 0 ? status.st_nlink : 0;
@@ -227,7 +211,7 @@ class trial {
 
     void require_kind(described_plugin const& described, std::string const& id, plugin& made) {
         auto const said = guarded("kind() of " + quote(id), [&] { return made.kind(); });
-        auto const wanted = kind_of_type(described);
+        auto const wanted = kind_of_type(described.category, described.type);
         if (!wanted.empty() && said != wanted) {
             end(420, "the type of " + quote(id) + " is " + quote(described.type) +
                          ", but kind() of its object returns " + quote(said) + " instead of " +
