@@ -49,7 +49,7 @@ class child_watch {
 
     // Returns when a child has ended, and at the latest after the time.
     void wait(std::chrono::milliseconds most) const {
-        timespec const time{0, std::chrono::nanoseconds(most).count()};
+        timespec const time{0, static_cast<long>(std::chrono::nanoseconds(most).count())};
         sigtimedwait(&signals, nullptr, &time);
     }
 

@@ -24,7 +24,8 @@ elf_symbol symbol_of(ElfW(Sym) const& record, std::string_view name) {
 }
 
 std::size_t symbol_index(std::uint64_t info) {
-    return sizeof(void*) == sizeof(Elf64_Addr) ? ELF64_R_SYM(info) : ELF32_R_SYM(info);
+    return static_cast<std::size_t>(sizeof(void*) == sizeof(Elf64_Addr) ? ELF64_R_SYM(info)
+                                                                        : ELF32_R_SYM(info));
 }
 
 // How many symbols a GNU hash table has, with those before them: it does not say.

@@ -102,7 +102,7 @@ calls browser_subject::generate(dice& random) const {
 void browser_subject::run(calls const& sequence, trace const& log) const {
     auto const source = log.created(make);
     for (auto const& each : sequence) {
-        auto const index = static_cast<unsigned long long>(each.number) % known.size();
+        auto const index = static_cast<std::size_t>(each.number) % known.size();
         make_call(*source, each, known[index], log);
     }
 }

@@ -105,7 +105,7 @@ void writer_session::write(long long wanted) {
     auto const moved = static_cast<std::size_t>(done);
     if (moved > 0) {
         content.resize(std::max(content.size(), first + moved));
-        std::copy_n(bytes.begin(), moved, content.begin() + *at.position());
+        std::copy_n(bytes.begin(), moved, content.data() + first);
     }
     written += static_cast<unsigned int>(moved);
     *at.position() += done;
