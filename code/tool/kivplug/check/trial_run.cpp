@@ -200,6 +200,7 @@ class trial {
             end(423, "the class of the objects of " + quote(id) +
                          " is compiled without type information (-fno-rtti)");
         }
+#ifdef __GLIBCXX__  // others do not declare these
         auto const& base = dynamic_cast<abi::__class_type_info const&>(typeid(plugin));
         void* part = dynamic_cast<void*>(&made);
         if (!type->__do_upcast(&base, &part) || part != &made) {
@@ -207,6 +208,7 @@ class trial {
                          " does not return a kivcore::plugin, but a pointer " +
                          "to something else: " + type_name(*type));
         }
+#endif
     }
 
     void require_kind(described_plugin const& described, std::string const& id, plugin& made) {
