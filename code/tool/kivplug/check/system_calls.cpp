@@ -154,7 +154,7 @@ program filter() {
         code.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K,
                                 static_cast<std::uint32_t>(refused.number), 0,
                                 static_cast<std::uint8_t>(judged.size())));
-        code.insert(code.end(), judged.begin(), judged.end());
+        std::copy(judged.begin(), judged.end(), std::back_inserter(code));
     }
     code.push_back(k_allow);
     return code;
