@@ -87,6 +87,7 @@ class child {
 
     int end_status() const { return status; }
     unsigned long long most_memory() const {
+        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-union-access): a union by glibc
         return static_cast<unsigned long long>(used.ru_maxrss) << 10;
     }
 
