@@ -136,7 +136,7 @@ void reader_session::check_bytes(char const* bytes, long long got, long long cou
     if (got == 0) {
         return;
     }
-    auto const right = known.content.data() + *at.position();
+    auto const* const right = known.content.data() + *at.position();
     auto const wrong = std::mismatch(bytes, bytes + got, right).first - bytes;
     require(wrong == got,
             "the bytes at " + std::to_string(*at.position()) +
