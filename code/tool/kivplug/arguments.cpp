@@ -17,18 +17,19 @@ namespace {
 using namespace std::string_literals;
 
 constexpr char const* k_directory_help =
-    "Load the plug-ins of DIR, or DIR itself when it\n"
-    "holds a plugin.xml; may be repeated. The default is\n"
-    "KIVPLUG_PATH (colon-separated), then kivplug's own";
+    "Load the plug-ins in DIR, or DIR itself if it has a\n"
+    "plugin.xml. May be given several times. The default\n"
+    "is KIVPLUG_PATH (separated by colons), or else the\n"
+    "plug-ins that were installed with kivplug";
 
 constexpr char const* k_footer =
-    "Exit status: 0 when all was done, 1 when something failed, 2 for a command line\n"
-    "that is not understood. 'list' fails when a plug-in directory did not load; it\n"
-    "lists the others all the same.";
+    "Exit status: 0 if everything was done, 1 if something failed, 2 if the command\n"
+    "line is wrong. If a plug-in directory does not load, 'list' lists the others and\n"
+    "ends with 1.";
 
 constexpr char const* k_verb_footer =
-    "-d DIR may be given here too. An ID that no plug-in has is taken as a regular\n"
-    "expression for whole ids; the first match counts, newest version first.";
+    "-d DIR may also be given here. If no plug-in has the ID, it is taken as a regular\n"
+    "expression for whole ids; the first match is used, the newest version first.";
 
 // Adds a verb. The callback runs during parsing and only records the work: words after the verb may
 // still name plug-in directories, or be wrong. line owns what the work refers to, and outlives it.
@@ -113,22 +114,22 @@ void add_list(CLI::App& app, command_line& line) {
     verb.add_option("PATTERN", line.list.pattern, "Regular expression for whole ids [.*]")
         ->type_name("");
     add_json(verb, line.list.json);
-    verb.footer("-d DIR may be given here too.");
+    verb.footer("-d DIR may also be given here.");
 }
 
 void add_describe(CLI::App& app, command_line& line) {
-    auto& verb = add_verb(app, line, "describe", "Show what a plug-in says about itself",
-                          line.describe, describe);
+    auto& verb = add_verb(app, line, "describe", "Show the description of a plug-in", line.describe,
+                          describe);
     add_id(verb, line.describe.id, "The plug-in");
     verb.add_flag("--json", line.describe.json, "Print a JSON object");
 }
 
 void add_read(CLI::App& app, command_line& line) {
-    auto& verb = add_verb(app, line, "read", "Copy what a reader reads to a file, or print it",
+    auto& verb = add_verb(app, line, "read", "Print what a reader reads, or copy it to a file",
                           line.read, read);
     add_place(verb, line.read, "The reader");
     add_output(verb, line.read.output);
-    add_amount(verb, "--offset", line.read.offset, "BYTES", "Start this far into the data");
+    add_amount(verb, "--offset", line.read.offset, "BYTES", "Start at this position");
     add_amount(verb, "--count", line.read.count, "BYTES", "Copy no more than this");
     verb.add_option("--mode", line.read.mode, "The mode to open with [r]")->type_name("MODE");
 }
@@ -146,8 +147,9 @@ void add_browse(CLI::App& app, command_line& line) {
     add_id(verb, line.browse.id, "The browser");
     verb.add_option("PATH", line.browse.path, "Where to look [where the browser starts]")
         ->type_name("");
-    verb.add_flag("--long", line.browse.in_full, "Also what to read or browse each by, and facts");
-    verb.add_flag("--recursive", line.browse.recursive, "Also what is in the directories there");
+    verb.add_flag("--long", line.browse.in_full,
+                  "Also show what opens each entry, and what is known about it");
+    verb.add_flag("--recursive", line.browse.recursive, "Also list what is in the directories");
     add_json(verb, line.browse.json);
 }
 
@@ -159,7 +161,7 @@ void add_tracks(CLI::App& app, command_line& line) {
 }
 
 void add_frames(CLI::App& app, command_line& line) {
-    auto& verb = add_verb(app, line, "frames", "Copy frames of a track to a file, or print them",
+    auto& verb = add_verb(app, line, "frames", "Print frames of a track, or copy them to a file",
                           line.frames, frames);
     add_place(verb, line.frames, "The frame reader");
     add_amount(verb, "--track", line.frames.track, "N", "The track, counted from 0")->required();
@@ -176,9 +178,9 @@ void add_files(CLI::App& app, command_line& line) {
 }
 
 void add_watch(CLI::App& app, command_line& line) {
-    auto& verb =
-        add_verb(app, line, "watch", "Print what a monitor sees, until interrupted or its end",
-                 line.watch, watch);
+    auto& verb = add_verb(app, line, "watch",
+                          "Print what a monitor reports, until it ends or is interrupted",
+                          line.watch, watch);
     add_place(verb, line.watch, "The monitor", "PATH", "What it watches");
     verb.add_flag("--json", line.watch.json, "Print a JSON object on a line for each event");
 }
@@ -199,8 +201,9 @@ void add_check(CLI::App& app, command_line& line) {
                   "Check only the descriptions, not the shared objects");
     verb.add_flag("--quiet", options.quiet, "Print only directories in which something was found");
     add_amount(verb, "--time-limit", options.time_limit, "SECONDS",
-               "Let a trial of one directory take no longer [10]");
-    verb.add_flag("--codes", options.codes, "Only print every code with its cause and cure");
+               "End the trial of a directory after this time [10]");
+    verb.add_flag("--codes", options.codes,
+                  "Print every code with its cause and cure, nothing else");
     verb.parse_complete_callback([&app, &verb, &options] {
         if (app.count("-d") != 0) {
             throw CLI::ValidationError("-d", "check takes its directories as DIR");
@@ -212,7 +215,7 @@ void add_check(CLI::App& app, command_line& line) {
             throw CLI::RequiredError("DIR");
         }
     });
-    verb.footer("Exit status: 0 when nothing was found, 1 when something was.");
+    verb.footer("Exit status: 0 if nothing was found, 1 if something was found.");
 }
 
 void add_why(CLI::App& app, command_line& line) {
@@ -220,8 +223,8 @@ void add_why(CLI::App& app, command_line& line) {
                           [&line](byte_sink& out) { return why(out, line.directories, line.why); });
     add_id(verb, line.why.id, "The id, or a regular expression for whole ids");
     verb.footer(
-        "-d DIR may be given here too. Exit status: 0 when the id is registered and its\n"
-        "objects can be created, 1 when not.");
+        "-d DIR may also be given here. Exit status: 0 if the id is registered and its\n"
+        "objects can be created, otherwise 1.");
 }
 
 // A writer must not touch anything that is there.
@@ -235,7 +238,7 @@ void refuse_existing(std::string const& path) {
 
 void add_contract(CLI::App& app, command_line& line) {
     auto& options = line.contract;
-    auto& verb = add_work(app, line, "contract", "Put a plug-in's contract to random tests",
+    auto& verb = add_work(app, line, "contract", "Test a plug-in with random sequences of calls",
                           [&line](byte_sink& out) {
                               if (line.contract.write) {
                                   refuse_existing(line.contract.path);
@@ -244,22 +247,22 @@ void add_contract(CLI::App& app, command_line& line) {
                           });
     add_place(verb, options, "The plug-in: a reader, unless an option says otherwise", "FILE",
               "What it opens");
-    auto* const write =
-        verb.add_flag("--write", options.write, "It is a writer: FILE is made, and removed");
-    auto* const frames = verb.add_flag("--frames", options.frames, "It is a frame reader");
-    auto* const browse = verb.add_flag("--browse", options.browse, "It is a browser");
+    auto* const write = verb.add_flag("--write", options.write,
+                                      "Test a writer; FILE is created, and removed at the end");
+    auto* const frames = verb.add_flag("--frames", options.frames, "Test a frame reader");
+    auto* const browse = verb.add_flag("--browse", options.browse, "Test a browser");
     frames->excludes(write)->excludes(browse);
     browse->excludes(write);
     verb.add_option("--read-with", options.read_with,
-                    "The reader of what the writer writes\n[the one of the same key, if any]")
+                    "The reader of what the writer writes [the one with\nthe same key, if any]")
         ->type_name("ID")
         ->needs(write);
-    add_amount(verb, "--seed", options.seed, "N", "Of the first sequence of calls [1]");
-    add_amount(verb, "--sequences", options.sequences, "N", "How many [1000]", 1);
+    add_amount(verb, "--seed", options.seed, "N", "Seed of the first sequence [1]");
+    add_amount(verb, "--sequences", options.sequences, "N", "Number of sequences [1000]", 1);
     add_amount(verb, "--timeout", options.timeout, "MS",
-               "Milliseconds without an answer that count as a hang\n[20000]", 1);
+               "Time in milliseconds after which a call hangs [20000]", 1);
     add_json(verb, options.json);
-    verb.footer("Exit status: 0 when the contract holds, 1 when it does not.\n"s + k_verb_footer);
+    verb.footer("Exit status: 0 if the contract holds, otherwise 1.\n"s + k_verb_footer);
 }
 
 void add_help(CLI::App& app, command_line& line) {

@@ -141,6 +141,9 @@ using wanted_symbols = std::unordered_map<std::string_view, bool>;  // whether a
 template <typename consumer>
 void take_away_defined(library_graph const& graph, wanted_symbols& wanted, consumer const& taken) {
     for (auto const& node : graph.nodes) {
+        if (wanted.empty()) {
+            return;
+        }
         for (auto const& each : node.object->symbols()) {
             if (is_exported(each) && wanted.erase(each.name) != 0) {
                 taken(node, each.name);
