@@ -3,12 +3,24 @@
 #include <sys/stat.h>
 
 #include <charconv>
+#include <functional>
+#include <sstream>
 #include <system_error>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
+#include "browse.h"
+#include "check/check.h"
 #include "completion.h"
+#include "contract/contract.h"
+#include "host.h"
+#include "inspect.h"
+#include "media.h"
 #include "text.h"
+#include "transfer.h"
+#include "watch.h"
+#include "why.h"
 
 namespace kivplug {
 
@@ -30,6 +42,28 @@ constexpr char const* k_footer =
 constexpr char const* k_verb_footer =
     "-d DIR may also be given here. If no plug-in has the ID, it is taken as a regular\n"
     "expression for whole ids; the first match is used, the newest version first.";
+
+struct command_line {
+    std::vector<std::string> directories;
+    list_options list;
+    describe_options describe;
+    read_options read;
+    write_options write;
+    browse_options browse;
+    view_options tracks;
+    frames_options frames;
+    view_options files;
+    view_options watch;
+    check_options check;
+    why_options why;
+    contract_options contract;
+    std::string help;                // the verb to explain; empty for kivplug itself
+    std::vector<std::string> typed;  // the words that a shell completes
+
+    // Does what the chosen verb does. False when something in it was not as it should be, and all
+    // about that has been printed.
+    std::function<bool(byte_sink&)> work;
+};
 
 // Adds a verb. The callback runs during parsing and only records the work: words after the verb may
 // still name plug-in directories, or be wrong. line owns what the work refers to, and outlives it.
@@ -290,8 +324,7 @@ void add_complete(CLI::App& app, command_line& line) {
     verb.add_option("WORDS", line.typed);
 }
 
-}  // namespace
-
+// Makes app fill line when it parses. line must outlive app.
 void add_arguments(CLI::App& app, command_line& line) {
     app.name("kivplug");
     app.footer(k_footer);
@@ -307,6 +340,36 @@ void add_arguments(CLI::App& app, command_line& line) {
          {add_list, add_describe, add_read, add_write, add_browse, add_tracks, add_frames,
           add_files, add_watch, add_check, add_why, add_contract, add_help, add_complete}) {
         add(app, line);
+    }
+}
+
+// What CLI11 says, but for verbs.
+std::string reason_of(CLI::App const& app, CLI::ParseError const& error) {
+    auto const words = app.remaining();
+    bool const lacks_value = dynamic_cast<CLI::ArgumentMismatch const*>(&error) != nullptr;
+    if (!app.get_subcommands().empty() || lacks_value) {
+        return error.what();
+    }
+    return words.empty() ? "a verb is missing"
+                         : quoted(words.front()) + " is not a verb of kivplug";
+}
+
+}  // namespace
+
+bool carry_out(byte_sink& out, int count, char** words) {
+    CLI::App app("Shows plug-ins and puts them to use.");
+    command_line line;
+    add_arguments(app, line);
+    try {
+        app.parse(count, words);
+        return line.work(out);  // which may find misuse, too
+    } catch (CLI::Success const& wanted) {  // --help, --version
+        std::ostringstream text;
+        app.exit(wanted, text, text);
+        out.write(text.str());
+        return true;
+    } catch (CLI::ParseError const& error) {
+        throw misuse(reason_of(app, error), app.help());
     }
 }
 

@@ -4,51 +4,30 @@
 #ifndef KIVPLUG_ARGUMENTS_H
 #define KIVPLUG_ARGUMENTS_H
 
-#include <functional>
+#include <stdexcept>
 #include <string>
-#include <vector>
+#include <utility>
 
-#include "browse.h"
-#include "check/check.h"
-#include "contract/contract.h"
 #include "descriptor.h"
-#include "host.h"
-#include "inspect.h"
-#include "media.h"
-#include "transfer.h"
-#include "watch.h"
-#include "why.h"
-
-namespace CLI {  // NOLINT(readability-identifier-naming): the library's own name
-class App;
-}
 
 namespace kivplug {
 
-struct command_line {
-    std::vector<std::string> directories;
-    list_options list;
-    describe_options describe;
-    read_options read;
-    write_options write;
-    browse_options browse;
-    view_options tracks;
-    frames_options frames;
-    view_options files;
-    view_options watch;
-    check_options check;
-    why_options why;
-    contract_options contract;
-    std::string help;                // the verb to explain; empty for kivplug itself
-    std::vector<std::string> typed;  // the words that a shell completes
+// The command line is wrong. The message says why.
+class misuse : public std::runtime_error {
+  public:
+    misuse(std::string const& reason, std::string how_to)
+        : std::runtime_error(reason), help(std::move(how_to)) {}
 
-    // Does what the chosen verb does. False when something in it was not as it should be, and all
-    // about that has been printed.
-    std::function<bool(byte_sink&)> work;
+    // The help of the verb, or that of kivplug if no verb is known.
+    std::string const& usage() const noexcept { return help; }
+
+  private:
+    std::string help;
 };
 
-// Makes app fill line when it parses. line must outlive app.
-void add_arguments(CLI::App& app, command_line& line);
+// Does what the words ask for; results go to out. False when something was not as it should be, and
+// all about that has been printed. Raises misuse before any work is done.
+bool carry_out(byte_sink& out, int count, char** words);
 
 }  // namespace kivplug
 

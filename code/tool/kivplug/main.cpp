@@ -7,11 +7,8 @@
 #include <cstdlib>
 #include <exception>
 #include <new>
-#include <sstream>
 #include <string>
 #include <string_view>
-
-#include <CLI/CLI.hpp>
 
 #include "arguments.h"
 #include "descriptor.h"
@@ -33,20 +30,6 @@ std::atomic<bool> has_memory_run_out{false};
     throw std::bad_alloc();
 }
 
-// What is wrong, and the usage of the verb if there is one.
-int report_misuse(CLI::App const& app, CLI::ParseError const& error) {
-    std::string reason = error.what();
-    auto const words = app.remaining();
-    bool const lacks_value = dynamic_cast<CLI::ArgumentMismatch const*>(&error) != nullptr;
-    if (app.get_subcommands().empty() && !lacks_value) {
-        reason = words.empty() ? "a verb is missing"
-                               : kivplug::quoted(words.front()) + " is not a verb of kivplug";
-    }
-    kivplug::say(reason);
-    kivplug::print_text("\n" + app.help());
-    return k_misused;
-}
-
 // Allocates nothing.
 int report_lack_of_memory() {
     constexpr std::string_view message =
@@ -56,19 +39,8 @@ int report_lack_of_memory() {
     return k_failed;
 }
 
-int run(CLI::App& app, kivplug::command_line& line, kivplug::byte_sink& out, int count,
-        char** words) {
-    bool is_whole = true;
-    try {
-        app.parse(count, words);
-        is_whole = line.work(out);
-    } catch (CLI::Success const& wanted) {  // --help, --version
-        std::ostringstream text;
-        app.exit(wanted, text, text);
-        out.write(text.str());
-    } catch (CLI::ParseError const& error) {
-        return report_misuse(app, error);
-    }
+int run(kivplug::byte_sink& out, int count, char** words) {
+    bool const is_whole = kivplug::carry_out(out, count, words);
     out.finish();
     if (has_memory_run_out) {  // also where that kept the reason of a failure from being said
         return report_lack_of_memory();
@@ -99,10 +71,11 @@ int run_reporting(int count, char** words) {
     try {
         // Before anything else: what prints from here on must not end up in the results.
         kivplug::byte_sink out = kivplug::take_standard_output();
-        CLI::App app("Shows plug-ins and puts them to use.");
-        kivplug::command_line line;
-        kivplug::add_arguments(app, line);
-        return run(app, line, out, count, words);
+        return run(out, count, words);
+    } catch (kivplug::misuse const& error) {
+        kivplug::say(error.what());
+        kivplug::print_text("\n" + error.usage());
+        return k_misused;
     } catch (kivplug::output_closed const&) {
         return k_failed;
     } catch (std::bad_alloc const&) {
