@@ -44,9 +44,10 @@ writer_subject::writer_subject(host const& from, place scratch, std::string cons
     }
 }
 
-// A new writer that has the file open and has written the text.
+// A new writer that has a new file open and has written the text.
 kivcore::instance<kivcore::writer> writer_subject::with_text(trace const& log) const {
     log.send(trace::k_restart);
+    unlink(where.path.c_str());
     auto file = log.created(make);
     auto const opened =
         log.ask(text_of_open(where.path, "w"), [&] { return file->open(where.path, "w"); });
