@@ -17,11 +17,13 @@ install(FILES ${PROJECT_BINARY_DIR}/kivcoreConfig.cmake
 # pkg-config --define-prefix.
 set(prefix @prefix@)
 set(libraries "-lkivcore -lkivsys -lmorbase")
+set(plugin_libraries "-Wl,-z,defs -L\${libdir} ${libraries}")  # what a native plug-in links
 set(requires)
 if(NOT BUILD_SHARED_LIBS)
     # The same as the CMake package does; see kivcore_archive().
     set(libraries "-Wl,--export-dynamic -Wl,--whole-archive ${libraries} -Wl,--no-whole-archive")
     string(APPEND libraries " -ldl -pthread")
+    set(plugin_libraries)
     set(requires "libxml-2.0 ${KIVCORE_REGEX_MODULE}")
 endif()
 configure_file(cmake/kivcore.pc.in ${PROJECT_BINARY_DIR}/kivcore.pc.in @ONLY)

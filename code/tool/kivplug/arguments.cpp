@@ -2,10 +2,12 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <charconv>
 #include <functional>
 #include <sstream>
 #include <system_error>
+#include <tuple>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -17,6 +19,7 @@
 #include "host.h"
 #include "inspect.h"
 #include "media.h"
+#include "new_project.h"
 #include "text.h"
 #include "transfer.h"
 #include "watch.h"
@@ -57,6 +60,7 @@ struct command_line {
     check_options check;
     why_options why;
     contract_options contract;
+    new_options project;
     std::string help;                // the verb to explain; empty for kivplug itself
     std::vector<std::string> typed;  // the words that a shell completes
 
@@ -299,6 +303,50 @@ void add_contract(CLI::App& app, command_line& line) {
     verb.footer("Exit status: 0 if the contract holds, otherwise 1.\n"s + k_verb_footer);
 }
 
+// An option with one of a few words, as its type.
+void add_choice(CLI::App& verb, std::string const& option, std::string& chosen,
+                std::vector<std::string> const& words, std::string const& help) {
+    std::string choices;
+    for (auto const& word : words) {
+        choices += (choices.empty() ? "" : "|") + word;
+    }
+    auto const check = [words, choices](std::string const& word) {
+        bool const is_known = std::find(words.begin(), words.end(), word) != words.end();
+        return is_known ? "" : quoted(word) + " is not one of " + choices;
+    };
+    verb.add_option(option, chosen, help)->check(check)->type_name(choices);
+}
+
+void add_new(CLI::App& app, command_line& line) {
+    auto& options = line.project;
+    auto& verb =
+        add_work(app, line, "new", "Make the project of a new plug-in", [&](byte_sink& out) {
+            new_project(out, options);
+            return true;
+        });
+    add_word(verb, "NAME", options.name, "The plug-in, and the directory to create");
+    add_choice(verb, "--kind", options.kind, kinds_of_projects(), "What it is [reader]");
+    add_choice(verb, "--flavor", options.flavor, {"native", "c-style"},
+               "In C++, or a reader or writer in C [native]");
+    add_choice(verb, "--build", options.build, {"cmake", "make"}, "What builds it [cmake]");
+    for (auto const& [option, field, help] :
+         {std::tuple{"--category", &options.category, "The category, in the id [io]"},
+          {"--type", &options.type, "The type, in the id [that of the kind]"},
+          {"--key", &options.key, "The key, in the id [NAME]"},
+          {"--developer", &options.developer, "The developer, in the id [example]"}}) {
+        verb.add_option(option, *field, help)->type_name("WORD");
+    }
+    verb.parse_complete_callback([&app, &options] {
+        if (app.count("-d") != 0) {
+            throw CLI::ValidationError("-d", "new loads no plug-ins");
+        }
+        if (auto const objection = objection_to(options); !objection.empty()) {
+            throw CLI::ValidationError(objection, CLI::ExitCodes::ValidationError);
+        }
+    });
+    verb.footer("Exit status: 0 if the project was made, otherwise 1.");
+}
+
 void add_help(CLI::App& app, command_line& line) {
     auto& verb = add_work(app, line, "help", "Print the help of a verb", [&](byte_sink& out) {
         auto const* const explained = verb_named(app, line.help);
@@ -336,9 +384,9 @@ void add_arguments(CLI::App& app, command_line& line) {
         ->type_name("DIR")
         ->option_text("DIR")
         ->allow_extra_args(false);  // the word after DIR is the verb
-    for (auto* const add :
-         {add_list, add_describe, add_read, add_write, add_browse, add_tracks, add_frames,
-          add_files, add_watch, add_check, add_why, add_contract, add_help, add_complete}) {
+    for (auto* const add : {add_list, add_describe, add_read, add_write, add_browse, add_tracks,
+                            add_frames, add_files, add_watch, add_check, add_why, add_contract,
+                            add_new, add_help, add_complete}) {
         add(app, line);
     }
 }
@@ -362,7 +410,7 @@ bool carry_out(byte_sink& out, int count, char** words) {
     add_arguments(app, line);
     try {
         app.parse(count, words);
-        return line.work(out);  // which may find misuse, too
+        return line.work(out);              // which may find misuse, too
     } catch (CLI::Success const& wanted) {  // --help, --version
         std::ostringstream text;
         app.exit(wanted, text, text);

@@ -59,6 +59,12 @@ class candidates {
         }
     }
 
+    void offer_words(std::vector<std::string> const& words) {
+        for (auto const& word : words) {
+            offer(word, "");
+        }
+    }
+
     void offer_verbs(CLI::App const& app) {
         for (auto const* verb : app.get_subcommands({})) {
             if (!verb->get_group().empty()) {  // others are hidden
@@ -122,6 +128,8 @@ void complete(CLI::App const& app, byte_sink& out, std::vector<std::string> cons
         offered.offer_verbs(app);
     } else if (wanted == "ID") {
         offered.offer_ids(before.directories);
+    } else if (wanted.find('|') != std::string::npos) {
+        offered.offer_words(split(wanted, '|'));
     }
 }
 

@@ -48,4 +48,8 @@ std::string installed_schema() {
     return installed(KIVPLUG_SCHEMA_FROM_BIN, "");
 }
 
+std::string installed_templates() {
+    return installed(KIVPLUG_TEMPLATES_FROM_BIN, "");
+}
+
 }  // namespace kivplug

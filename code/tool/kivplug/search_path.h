@@ -1,4 +1,4 @@
-// The directories that plug-ins are loaded from.
+// The directories that plug-ins are loaded from, and what is installed with this program.
 
 #ifndef KIVPLUG_SEARCH_PATH_H
 #define KIVPLUG_SEARCH_PATH_H
@@ -19,6 +19,9 @@ search_path chosen_path(std::vector<std::string> const& directories);
 
 // The schema for descriptions that is installed with this program.
 std::string installed_schema();
+
+// The directory of the templates of 'kivplug new' that are installed with this program.
+std::string installed_templates();
 
 }  // namespace kivplug
 
