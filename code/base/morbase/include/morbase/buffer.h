@@ -31,7 +31,6 @@ class MORBASE_API buffer {
 
     // Equal if they hold the same bytes.
     friend MORBASE_API bool operator==(buffer const& a, buffer const& b) noexcept;
-
     friend bool operator!=(buffer const& a, buffer const& b) noexcept { return !(a == b); }
 
     // Compares unsigned bytes. If one buffer is a prefix of the other, the shorter is less.

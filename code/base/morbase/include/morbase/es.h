@@ -3,9 +3,8 @@
 // by reference to catch any of them. Only running out of memory raises something else:
 // std::bad_alloc or, for an impossible size, std::length_error.
 //
-// Each class except base has a raise(), which throws an exception of that class with copies of
-// the texts, or std::bad_alloc. The destructors are defined in the library, so that the host and
-// every shared object catch the same type.
+// The destructors are defined in the library, so that the host and every shared object catch the
+// same type.
 //
 // An exception never changes: any number of threads may read it, and it may be passed from one to
 // another.
@@ -51,6 +50,8 @@ class MORBASE_API call : public base {
   public:
     using base::base;
     ~call() override;
+
+    // Throws an exception of this class with copies of the texts, or std::bad_alloc.
     [[noreturn]] static void raise(char const* file, unsigned int line, char const* message);
 };
 
@@ -60,6 +61,8 @@ class MORBASE_API arg : public base {
   public:
     using base::base;
     ~arg() override;
+
+    // Throws an exception of this class with copies of the texts, or std::bad_alloc.
     [[noreturn]] static void raise(char const* file, unsigned int line, char const* message);
 };
 
@@ -69,6 +72,8 @@ class MORBASE_API null : public base {
   public:
     using base::base;
     ~null() override;
+
+    // Throws an exception of this class with copies of the texts, or std::bad_alloc.
     [[noreturn]] static void raise(char const* file, unsigned int line, char const* message);
 };
 
@@ -77,6 +82,8 @@ class MORBASE_API unsupp : public base {
   public:
     using base::base;
     ~unsupp() override;
+
+    // Throws an exception of this class with copies of the texts, or std::bad_alloc.
     [[noreturn]] static void raise(char const* file, unsigned int line, char const* message);
 };
 

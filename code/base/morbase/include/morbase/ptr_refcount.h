@@ -18,7 +18,7 @@ namespace morbase {
 template <typename T>
 class ptr_refcount {
   public:
-    using element_type = T;
+    using element_type = T;  // the class of the object
 
     // Null.
     ptr_refcount() noexcept = default;
@@ -34,7 +34,6 @@ class ptr_refcount {
     ptr_refcount(ptr_refcount<U> const& other) noexcept : pointee(other.get()) {
         retain();
     }
-
     template <typename U, typename = std::enable_if_t<std::is_convertible_v<U*, T*>>>
     ptr_refcount(ptr_refcount<U>&& other) noexcept
         : pointee(std::exchange(other.pointee, nullptr)) {}
@@ -59,8 +58,8 @@ class ptr_refcount {
     T& operator*() const noexcept { return *pointee; }
     explicit operator bool() const noexcept { return pointee != nullptr; }
 
+    // Exchange the references.
     void swap(ptr_refcount& other) noexcept { std::swap(pointee, other.pointee); }
-
     friend void swap(ptr_refcount& a, ptr_refcount& b) noexcept { a.swap(b); }
 
     // Compares addresses. The order is total, so a ptr_refcount can be a key.

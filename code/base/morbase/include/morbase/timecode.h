@@ -6,13 +6,15 @@
 
 namespace morbase {
 
-// drop_frame: the count skips some frame numbers, but no frames, so that a rate just below a
-// whole number stays in step with the clock.
 struct timecode {
+    // The position, to the second and to the frame.
     unsigned int hours = 0;
     unsigned int minutes = 0;
     unsigned int seconds = 0;
     unsigned int frames = 0;
+
+    // Whether the count skips some frame numbers, but no frames, so that a rate just below a whole
+    // number stays in step with the clock.
     bool drop_frame = false;
 };
 

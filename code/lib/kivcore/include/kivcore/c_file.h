@@ -21,6 +21,7 @@
 
 namespace kivcore {
 
+// Pointers to the functions of a C-style plug-in.
 using c_open_function = kivcore_c_file_open*;
 using c_close_function = kivcore_c_file_close*;
 using c_read_function = kivcore_c_file_read*;

@@ -81,9 +81,10 @@ class KIVCORE_API frame_reader::media_information : public morbase::object_refco
     // own classes may raise other exceptions.
     virtual std::string describe() const = 0;
 
-    media_type const type;
+    media_type const type;  // an unlisted value is defined by the plug-in
 
   protected:
+    // For derived classes, which know their kind.
     explicit media_information(media_type kind) noexcept;
 };
 
@@ -98,15 +99,15 @@ class KIVCORE_API frame_reader::video_media_information : public media_informati
 
     std::string describe() const override;
 
-    unsigned int const track_format;     // four-character code
-    unsigned int const frame_data_size;  // bytes
-    unsigned int const number_of_frames;
-    float const framerate;  // frames per second
-    morbase::timecode const start_timecode;
-    unsigned int const pixel_width;
-    unsigned int const pixel_height;
-    float const pixel_aspect_ratio;  // width of a pixel divided by its height
-    unsigned int const field_order;  // defined by the plug-in
+    unsigned int const track_format;         // four-character code
+    unsigned int const frame_data_size;      // bytes
+    unsigned int const number_of_frames;     // of the whole track
+    float const framerate;                   // frames per second
+    morbase::timecode const start_timecode;  // of the first frame
+    unsigned int const pixel_width;          // of a picture, in pixels
+    unsigned int const pixel_height;         // of a picture, in pixels
+    float const pixel_aspect_ratio;          // width of a pixel divided by its height
+    unsigned int const field_order;          // defined by the plug-in
 };
 
 // A track of sound. A frame is a run of samples of every channel. The last frame of a track may
@@ -122,13 +123,13 @@ class KIVCORE_API frame_reader::audio_media_information : public media_informati
 
     std::string describe() const override;
 
-    unsigned int const track_format;     // four-character code
-    unsigned int const frame_data_size;  // bytes
-    unsigned int const number_of_frames;
+    unsigned int const track_format;       // four-character code
+    unsigned int const frame_data_size;    // bytes
+    unsigned int const number_of_frames;   // of the whole track
     unsigned int const samples_per_frame;  // of one channel
     unsigned int const total_samples;      // of one channel
-    unsigned int const channels;
-    unsigned int const bits_per_sample;
+    unsigned int const channels;           // for example 2 for stereo
+    unsigned int const bits_per_sample;    // of one channel
     unsigned int const eighth_value;  // reserved: stored, but has no meaning and is not printed
     float const sample_rate;          // samples per second
     int const offset_from_video;      // samples; the plug-in defines the sign

@@ -44,6 +44,7 @@ class instance {
     Interface& operator*() const noexcept { return *object; }
     explicit operator bool() const noexcept { return object != nullptr; }
 
+    // Exchanges what the two hold.
     void swap(instance& other) noexcept {
         std::swap(registry, other.registry);
         std::swap(maker, other.maker);

@@ -205,12 +205,14 @@ class KIVCORE_API
 // four numbers separated by dots, each expected to be below 256. A field that is not a number
 // counts as 0. Different texts may be the same version; then neither is greater.
 struct KIVCORE_API version_greater {
+    // Whether a comes before b.
     bool operator()(std::string const& a, std::string const& b) const;
 };
 
 // Orders plug-in ids by the text before the last "/", then by version, the newest first. This is
 // a strict weak order: ids that differ only in how the version is written are equivalent.
 struct KIVCORE_API plugin_id_less {
+    // Whether a comes before b.
     bool operator()(std::string const& a, std::string const& b) const;
 };
 

@@ -60,6 +60,7 @@ bool operator==(A const& a, B const& b) {
 // Printed in double quotes, up to the first NUL, without escapes. Ordered by unsigned bytes.
 class KIVCORE_API property_string : public property {
   public:
+    // Copies the text.
     explicit property_string(std::string const& value);
 
     int kind() const override;
@@ -67,17 +68,20 @@ class KIVCORE_API property_string : public property {
     bool operator==(property const& other) const override;
     bool operator<(property const& other) const override;
 
+    // The content, owned by this object.
     std::string const& value() const noexcept { return held; }
 
   private:
     std::string held;
 };
 
+// Compares as operator< does.
 KIVCORE_API bool operator>=(property_string const& a, property_string const& b);
 
 // Printed as Base64. Owns a copy of its bytes and compares them as unsigned bytes.
 class KIVCORE_API property_binary : public property {
   public:
+    // Copies the bytes.
     explicit property_binary(morbase::buffer const& value);
     property_binary(property_binary const& other);
     property_binary& operator=(property_binary const& other);
@@ -87,6 +91,7 @@ class KIVCORE_API property_binary : public property {
     bool operator==(property const& other) const override;
     bool operator<(property const& other) const override;
 
+    // The content, owned by this object.
     morbase::buffer const& value() const noexcept { return held; }
 
   private:
@@ -96,6 +101,7 @@ class KIVCORE_API property_binary : public property {
 // Printed in decimal.
 class KIVCORE_API property_int : public property {
   public:
+    // Holds the number.
     explicit property_int(long long value);
 
     int kind() const override;
@@ -103,6 +109,7 @@ class KIVCORE_API property_int : public property {
     bool operator==(property const& other) const override;
     bool operator<(property const& other) const override;
 
+    // The number.
     long long value() const noexcept { return held; }
 
   private:
@@ -113,6 +120,7 @@ class KIVCORE_API property_int : public property {
 // rules of IEEE 754: NaN is not equal to anything.
 class KIVCORE_API property_real : public property {
   public:
+    // Holds the number.
     explicit property_real(double value);
 
     int kind() const override;
@@ -120,6 +128,7 @@ class KIVCORE_API property_real : public property {
     bool operator==(property const& other) const override;
     bool operator<(property const& other) const override;
 
+    // The number.
     double value() const noexcept { return held; }
 
   private:
@@ -130,6 +139,7 @@ class KIVCORE_API property_real : public property {
 // by their content.
 class KIVCORE_API property_list : public property {
   public:
+    // Copies the list, not its elements.
     explicit property_list(std::list<property*> const& value);
 
     int kind() const override;
@@ -137,6 +147,7 @@ class KIVCORE_API property_list : public property {
     bool operator==(property const& other) const override;
     bool operator<(property const& other) const override;
 
+    // The content, owned by this object.
     std::list<property*> const& value() const noexcept { return held; }
 
   private:
@@ -147,6 +158,7 @@ class KIVCORE_API property_list : public property {
 // keys and by the addresses of the elements.
 class KIVCORE_API property_map : public property {
   public:
+    // Copies the map, not its elements.
     explicit property_map(std::map<std::string, property*> const& value);
 
     int kind() const override;
@@ -154,6 +166,7 @@ class KIVCORE_API property_map : public property {
     bool operator==(property const& other) const override;
     bool operator<(property const& other) const override;
 
+    // The content, owned by this object.
     std::map<std::string, property*> const& value() const noexcept { return held; }
 
   private:
