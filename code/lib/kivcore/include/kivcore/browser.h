@@ -26,7 +26,7 @@ class KIVCORE_API browser : public plugin {
 
     ~browser() override;
 
-    // "browser"
+    // Returns "browser".
     std::string kind() override;
 
     // Whether path is something that this browser can list.
@@ -49,7 +49,7 @@ class KIVCORE_API browser : public plugin {
     // file, leaves url unchanged.
     virtual void get_url(std::string const& path, std::string& url) = 0;
 
-    // The same, but return the result. It is empty if there is nothing to return.
+    // What the functions above find; empty if there is nothing.
     std::pair<entry_list, entry_list> list(std::string const& path);  // directories, files
     entry_list list_dirs(std::string const& path);
     entry_list list_files(std::string const& path);

@@ -20,7 +20,7 @@ class KIVCORE_API monitor : public plugin {
 
     ~monitor() override;
 
-    // "monitor"
+    // Returns "monitor".
     std::string kind() override;
 
     // Starts to watch path and to report changes to sink. sink must not be null. The caller owns

@@ -116,8 +116,8 @@ class KIVCORE_API plugins : public morbase::object_refcount {
     // cancelled, it ends after this call, not within it.
     bool load_plugin(std::string const& dir);
 
-    // The same, but report to the observer what the forms above print, and more; nothing is
-    // printed. See load_observer.
+    // Load as the forms above do, but report to the observer what those print, and more; nothing
+    // is printed. See load_observer.
     int load_plugins(std::string const& dir, load_observer& observer);
     bool load_plugin(std::string const& dir, load_observer& observer);
 

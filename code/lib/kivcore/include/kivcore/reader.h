@@ -17,7 +17,7 @@ class KIVCORE_API reader : public plugin, public morbase::stream::rda {
   public:
     ~reader() override;
 
-    // "reader"
+    // Returns "reader".
     std::string kind() override;
 
     // Opens path. The plug-in interprets mode; every reader accepts "r". Returns 0 on success,

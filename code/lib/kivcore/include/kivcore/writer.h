@@ -17,7 +17,7 @@ class KIVCORE_API writer : public plugin, public morbase::stream::wra {
   public:
     ~writer() override;
 
-    // "writer"
+    // Returns "writer".
     std::string kind() override;
 
     // Opens path. The plug-in interprets mode; every writer accepts "w". Returns 0 on success,

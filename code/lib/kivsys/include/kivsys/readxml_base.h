@@ -63,6 +63,7 @@ class KIVSYS_API reader_base {
     //  - 4 MiB for the expansions of its entities in total, where each reference counts at least
     //    32 bytes;
     //  - 4 references to parameter entities, and 8 to other entities if there are such.
+    //
     // For a text, the XML library's own limit applies: 10,000,000 bytes.
     struct memory_document {
         std::string path;  // its name, and the base of relative references in it
