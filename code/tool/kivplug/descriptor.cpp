@@ -186,7 +186,7 @@ byte_sink byte_sink::to_file(std::string const& path) {
     byte_sink sink(descriptor(open(path.c_str(), flags, k_new_file_mode)), path);
     if (sink.file.get() < 0) {
         throw failure("cannot write " + quoted(path) + ": " + error_text(errno) +
-                      "; give another output with -o");
+                      "; give another output");
     }
     return sink;
 }
