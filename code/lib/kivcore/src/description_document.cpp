@@ -36,9 +36,7 @@ class open_file {
     // The size of a regular file; -1 for anything else, or if the file could not be opened.
     off_t size() const {
         struct stat status {};
-        return number >= 0 && fstat(number, &status) == 0 && S_ISREG(status.st_mode)
-                   ? status.st_size
-                   : -1;
+        return fstat(number, &status) == 0 && S_ISREG(status.st_mode) ? status.st_size : -1;
     }
 
     // Fills the text from the file. Shortens it if the file has fewer bytes. False if reading

@@ -41,16 +41,16 @@ std::string_view without_blanks(std::string_view text) {
     return from(text, text.find_first_not_of(k_blanks));
 }
 
-// Calls `visit` with the name in each "&name;" and the position of the "&".
+// Calls `visit` with the name in each "&name;", or with another mark, and the mark's position.
 template <typename visitor>
-void for_each_reference(std::string_view text, visitor const& visit) {
-    std::size_t at = text.find('&');
+void for_each_reference(std::string_view text, char mark, visitor const& visit) {
+    std::size_t at = text.find(mark);
     while (at != std::string_view::npos) {
         std::size_t const end = text.find_first_of(k_ends_of_name, at + 1);
         if (end != std::string_view::npos && text[end] == ';' && end > at + 1) {
             visit(text.substr(at + 1, end - at - 1), at);
         }
-        at = text.find('&', at + 1);
+        at = text.find(mark, at + 1);
     }
 }
 
@@ -75,7 +75,8 @@ class entities {
             declare(from(text, at + declaration.size()));
         }
         // Each pass includes one more level of nesting. A recursive entity keeps growing.
-        for (int level = 0; level < k_most_levels && expand(); ++level) {
+        for (int level = 0; level < k_most_levels; ++level) {
+            expand();
         }
     }
 
@@ -111,22 +112,18 @@ class entities {
         by_name[name].values.push_back(text.substr(1, end - 1));
     }
 
-    bool expand() {
-        bool has_changed = false;
+    void expand() {
         for (auto& named : by_name) {
             entity& each = named.second;
-            std::size_t const before = each.length;
             for (std::string_view const value : each.values) {
                 each.length = std::max(each.length, length_of_value(value));
             }
-            has_changed = has_changed || each.length != before;
         }
-        return has_changed;
     }
 
     std::size_t length_of_value(std::string_view value) const {
         std::size_t total = std::max(value.size(), k_bytes_of_reference);
-        for_each_reference(value, [&](std::string_view name, std::size_t at) {
+        for_each_reference(value, '&', [&](std::string_view name, std::size_t at) {
             if (is_number(name, "38", "26") &&
                 from(value, at + name.size() + 2).substr(0, 1) != "#") {
                 refuse(R"(an entity writes a reference with "&#38;": use "&")");
@@ -148,12 +145,8 @@ bool is_predefined(std::string_view name) {
 void bound_references_beside_parameters(std::string_view text) {
     std::size_t parameters = 0;
     std::size_t others = 0;
-    for (std::size_t at = text.find('%'); at != std::string_view::npos;
-         at = text.find('%', at + 1)) {
-        std::size_t const end = text.find_first_of(k_ends_of_name, at + 1);
-        parameters += end != std::string_view::npos && text[end] == ';' ? 1 : 0;
-    }
-    for_each_reference(text, [&](std::string_view name, std::size_t /*at*/) {
+    for_each_reference(text, '%', [&](auto /*name*/, auto /*at*/) { ++parameters; });
+    for_each_reference(text, '&', [&](std::string_view name, std::size_t /*at*/) {
         if (is_number(name, "37", "25") || is_number(name, "38", "26")) {
             ++parameters;
         } else if (name[0] != '#' && !is_predefined(name)) {
@@ -179,7 +172,7 @@ void bound_entities(std::string_view text) {
         bound_references_beside_parameters(text);
     }
     std::size_t total = 0;
-    for_each_reference(text, [&](std::string_view name, std::size_t /*at*/) {
+    for_each_reference(text, '&', [&](std::string_view name, std::size_t /*at*/) {
         total += declared.length(name);
         if (total > k_most_expanded) {
             refuse(morbase::string_with_format(

@@ -22,7 +22,7 @@
 namespace kivsys::xml {
 
 struct reader_base::parse_state {
-    int parser_error = 0;
+    bool has_failed = false;
     std::string message;
     report_handler handler{};  // empty: reports are printed
 
@@ -43,7 +43,7 @@ struct reader_base::parse_state {
     // unchanged.
     template <typename maker>
     void fail(maker const& make) noexcept {
-        parser_error = 1;
+        has_failed = true;
         try {
             make();
         } catch (...) {
@@ -134,15 +134,11 @@ bool copy_made_text(question const& ask, std::string& out) {
 }
 
 // The severity of the last report. From 2.15 on, the XML library reports violations of a RelaxNG
-// schema with the parser's severities.
+// schema as the parser's errors. It does not report warnings about them.
 xmlParserSeverities severity_of_last(xmlParserSeverities given) {
     xmlError const* const last = xmlGetLastError();
-    if (last == nullptr || last->domain != XML_FROM_RELAXNGV) {
-        return given;
-    }
-    bool const is_warning =
-        given == XML_PARSER_SEVERITY_WARNING || given == XML_PARSER_SEVERITY_VALIDITY_WARNING;
-    return is_warning ? XML_PARSER_SEVERITY_VALIDITY_WARNING : XML_PARSER_SEVERITY_VALIDITY_ERROR;
+    bool const is_of_schema = last != nullptr && last->domain == XML_FROM_RELAXNGV;
+    return is_of_schema ? XML_PARSER_SEVERITY_VALIDITY_ERROR : given;
 }
 
 void require_extension(std::string const& schema) {
@@ -173,7 +169,7 @@ int reader_base::parse_state::give_bytes(void* self, char* target, int capacity)
 void reader_base::parse_state::watch_bounds() {
     std::string reason = bounded->exceeded(parser);
     if (!reason.empty()) {
-        parser_error = 1;
+        has_failed = true;
         message = std::move(reason);
     }
 }
@@ -341,7 +337,7 @@ bool reader_base::advance(int (*step)(_xmlTextReader*)) {
 }
 
 void reader_base::raise_if_reported() const {
-    if (state->parser_error != 0) {
+    if (state->has_failed) {
         morbase::es::arg::raise(k_source, __LINE__, state->message.c_str());
     }
 }

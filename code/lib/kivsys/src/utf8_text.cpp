@@ -65,7 +65,7 @@ utf8_document converted(std::string& text, std::string const& encoding) {
         throw std::bad_alloc();
     }
     utf8_document made;
-    for (unsigned int left = 0; left != from->use && from->use > 0 && made.failure.empty();) {
+    for (unsigned int left = 0; left != from->use && made.failure.empty();) {
         left = from->use;
         if (xmlCharEncInFunc(converter.get(), to.get(), from.get()) < 0) {
             made.failure = morbase::string_with_format(
