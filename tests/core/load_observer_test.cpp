@@ -106,6 +106,9 @@ TEST_F(observer, hears_why_a_directory_failed_and_where_its_description_is_broke
     EXPECT_EQ(reports("a", "<bundle>\n  </bundel>"), "report " + a + ": 4 " + message +
                                                          "2:12\nfailed " + a +
                                                          ": Parser error: \"" + message + "\"\n");
+    std::string const prefix = "Namespace prefix p on bundle is not defined\n";
+    EXPECT_EQ(reports("a", "<p:bundle/>"), "report " + a + ": 4 " + prefix + "1:10\nfailed " + a +
+                                               ": Parser error: \"" + prefix + "\"\n");
 }
 
 TEST_F(observer, hears_of_every_entry_of_a_scanned_directory) {
@@ -124,6 +127,7 @@ TEST_F(observer, hears_of_every_entry_of_a_scanned_directory) {
           "loaded " + files.path("good") + "\n"}) {
         EXPECT_NE(reported.find(line), std::string::npos) << line << reported;
     }
+    EXPECT_EQ(reported.find("cannot be listed"), std::string::npos) << reported;
     EXPECT_EQ(plugins.load_plugins("/nowhere", all), 0);
     EXPECT_EQ(all.reported(), "failed /nowhere: cannot be listed: No such file or directory\n");
 }

@@ -184,6 +184,12 @@ TEST_F(system_faults, a_description_loads_completely_or_is_reported) {
             EXPECT_TRUE(!loaded || registry->find_plugins(".*").size() == 2);
         }
     }
+    EXPECT_EQ(
+        errors_of([&] {
+            system_fault const fault(k_read, k_ends, 0, 0, true);
+            registry->load_plugin(files.path("far"));
+        }),
+        k_head + std::string("Parser error: \"Extra content at the end of the document\n\"\n"));
 }
 
 TEST_F(system_faults, a_description_that_cannot_be_opened_gets_the_documented_message) {
