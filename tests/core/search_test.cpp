@@ -120,6 +120,7 @@ TEST(search, a_pattern_selects_whole_ids_newest_version_first) {
     EXPECT_EQ(found(ids, "io/read/k/d/1.1."), strings{"io/read/k/d/1.10"});
     EXPECT_EQ(found(ids, ".*/(1\\.9|1\\.10)"), (strings{readers[1], readers[2]}));
     EXPECT_EQ(found(ids, ".*").size(), ids.size());
+    EXPECT_EQ(found(ids, "^io/read/.*$"), readers);
     for (char const* nothing :
          {"io", "", "/read/", "IO/read/.*", "io/read/k/d/1", "io/[", "(", "*"}) {
         EXPECT_TRUE(found(ids, nothing).empty()) << nothing;
@@ -249,6 +250,30 @@ TEST(search, nested_groups_do_not_overflow_the_stack) {
         EXPECT_TRUE(found(ids, nested(50000)).empty());
         EXPECT_TRUE(found(ids, calls + "(.*)").empty());
     });
+}
+
+// The limits of PCRE depend on the stack instead.
+TEST(search, a_pattern_beyond_the_limits_of_pcre2_matches_nothing) {
+    if (std::string(REGEX_LIBRARY) != "pcre2") {
+        GTEST_SKIP() << "kivcore is built with " << REGEX_LIBRARY;
+    }
+    std::string const id = "a/b/c/d/1";
+    EXPECT_TRUE(found({id}, nested(81)).empty());
+    std::pair<std::string, std::size_t> const longest[] = {
+        {"", 64 << 10},      {"()\\g1", 1 << 10}, {"(*F)|", 1 << 10},
+        {"()(?1)", 1 << 10}, {"(?:)", 64 << 10},
+    };
+    for (auto const& [start, most] : longest) {
+        std::string const within =
+            start + id + "(?#" + std::string(most - start.size() - id.size() - 4, 'x');
+        EXPECT_EQ(found({id}, within + ")"), strings{id}) << start;
+        EXPECT_TRUE(found({id}, within + "x)").empty()) << start;
+    }
+    // A malformed escape is an error, but an unknown one is a letter.
+    EXPECT_TRUE(found({"a/b/c/d/x{2z}"}, "a/b/c/d/\\x{2z}").empty());
+    // Each character of a matching text takes memory for each group.
+    std::string const greedy = "a/b/c/d/(?:.|x)*|" + repeated("()", 8000);
+    EXPECT_EQ(found({id, id + std::string(2000, '1')}, greedy), strings{id});
 }
 
 }  // namespace
