@@ -29,7 +29,8 @@ endif()
 configure_file(cmake/kivcore.pc.in ${PROJECT_BINARY_DIR}/kivcore.pc.in @ONLY)
 install(
     CODE "
-    get_filename_component(prefix \"\${CMAKE_INSTALL_PREFIX}\" ABSOLUTE)
-    configure_file(\"${PROJECT_BINARY_DIR}/kivcore.pc.in\" \"${PROJECT_BINARY_DIR}/kivcore.pc\" @ONLY)"
-)
-install(FILES ${PROJECT_BINARY_DIR}/kivcore.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+    get_filename_component(prefix \"\${CMAKE_INSTALL_PREFIX}/\" ABSOLUTE)
+    string(REGEX REPLACE \"/$\" \"\" prefix \"\${prefix}\")
+    set(file \"\${prefix}/${CMAKE_INSTALL_LIBDIR}/pkgconfig/kivcore.pc\")
+    configure_file(\"${PROJECT_BINARY_DIR}/kivcore.pc.in\" \"\$ENV{DESTDIR}\${file}\" @ONLY)
+    list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${file}\")")
