@@ -26,6 +26,18 @@ function(kivcore_hardening target)
     endif()
 endfunction()
 
+# kivcore_search_path(TARGET PATH): where the installed target looks for libraries. It is linked so at
+# once: CMake would pad a path that it replaces later with empty fields, and an empty field means the
+# current directory. A path that it removes later, for CMAKE_SKIP_INSTALL_RPATH, is not padded.
+function(kivcore_search_path target path)
+    set(is_kept ON)
+    if(CMAKE_SKIP_INSTALL_RPATH)
+        set(is_kept OFF)
+    endif()
+    set_target_properties(
+        ${target} PROPERTIES INSTALL_RPATH ${path} BUILD_WITH_INSTALL_RPATH ${is_kept})
+endfunction()
+
 # kivcore_library(NAME MACRO SOURCES...): a library of this tree, with its headers in
 # include/NAME, its export macros in <NAME/export.h> and, if it is shared, a soname. MACRO is the
 # one that exports a class or a function. A member of an exported class is exported too, unless it
@@ -58,9 +70,8 @@ function(kivcore_library name macro)
     set_target_properties(
         ${name}
         PROPERTIES VERSION ${PROJECT_VERSION}
-                   SOVERSION ${KIVCORE_COMPATIBLE_SINCE}
-                   INSTALL_RPATH "$ORIGIN"
-                   BUILD_WITH_INSTALL_RPATH ON)
+                   SOVERSION ${KIVCORE_COMPATIBLE_SINCE})
+    kivcore_search_path(${name} "$ORIGIN")
     kivcore_warnings(${name})
     kivcore_hardening(${name})
     # The standard library's templates are exported where they are instantiated. Other libraries
