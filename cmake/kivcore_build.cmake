@@ -112,16 +112,20 @@ function(kivcore_install_library name)
     install(
         TARGETS ${name}
         EXPORT ${name}_targets
-        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+                COMPONENT libraries
+                NAMELINK_COMPONENT development)
     install(
         EXPORT ${name}_targets
         FILE ${name}Targets.cmake
         NAMESPACE ${name}::
-        DESTINATION ${KIVCORE_PACKAGE_DIR})
+        DESTINATION ${KIVCORE_PACKAGE_DIR}
+        COMPONENT development)
     install(
         DIRECTORY include/${name} ${CMAKE_CURRENT_BINARY_DIR}/include/${name}
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+        COMPONENT development
         FILES_MATCHING
         PATTERN "*.h")
 endfunction()

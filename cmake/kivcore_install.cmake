@@ -1,4 +1,4 @@
-# The installed package: find_package(kivcore) and pkg-config's kivcore.
+# The installed package: find_package(kivcore) and pkg-config's kivcore, and the guides.
 
 include(CMakePackageConfigHelpers)
 
@@ -11,7 +11,8 @@ write_basic_package_version_file(
 install(FILES ${PROJECT_BINARY_DIR}/kivcoreConfig.cmake
               ${PROJECT_BINARY_DIR}/kivcoreConfigVersion.cmake cmake/kivcore_add_plugin.cmake
               cmake/kivcore_plugin_description.cmake cmake/kivcore_plugin_exports.cmake
-        DESTINATION ${KIVCORE_PACKAGE_DIR})
+        DESTINATION ${KIVCORE_PACKAGE_DIR}
+        COMPONENT development)
 
 # The prefix is only known at installation. If the installation is moved later, users call
 # pkg-config --define-prefix.
@@ -32,5 +33,21 @@ install(
     get_filename_component(prefix \"\${CMAKE_INSTALL_PREFIX}/\" ABSOLUTE)
     string(REGEX REPLACE \"/$\" \"\" prefix \"\${prefix}\")
     set(file \"\${prefix}/${CMAKE_INSTALL_LIBDIR}/pkgconfig/kivcore.pc\")
-    configure_file(\"${PROJECT_BINARY_DIR}/kivcore.pc.in\" \"\$ENV{DESTDIR}\${file}\" @ONLY)
-    list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${file}\")")
+    configure_file(\"${PROJECT_BINARY_DIR}/kivcore.pc.in\" \"\$ENV{DESTDIR}\${file}\" @ONLY
+                   FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
+    list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${file}\")"
+    COMPONENT development)
+
+# The reference is optional: cmake --build BUILD --target docs makes it.
+install(
+    DIRECTORY docs/
+    DESTINATION ${CMAKE_INSTALL_DOCDIR}
+    COMPONENT documentation
+    FILES_MATCHING
+    PATTERN "*.md"
+    PATTERN "*.svg")
+install(
+    DIRECTORY ${PROJECT_BINARY_DIR}/docs/html
+    DESTINATION ${CMAKE_INSTALL_DOCDIR}
+    COMPONENT documentation
+    OPTIONAL)
