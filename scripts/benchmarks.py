@@ -20,8 +20,8 @@ def run(*command, **options):
 
 def build(target="all", peers=False):
     options = ["-DCMAKE_BUILD_TYPE=Release", "-DKIVCORE_BUILD_BENCH=ON",
-               "-DKIVCORE_BUILD_TESTS=OFF", "-DKIVCORE_BUILD_TOOL=OFF",
-               "-DKIVCORE_BUILD_PLUGINS=ON",
+               "-DKIVCORE_BUILD_TESTS=OFF", "-DKIVCORE_BUILD_TOOL=ON",
+               "-DKIVCORE_BUILD_PLUGINS=ON", "-DKIVCORE_BUILD_PYTHON=ON",
                f"-DKIVCORE_BENCH_PEERS={'ON' if peers else 'OFF'}"]
     run(ROOT / "scripts" / "bootstrap", "build", "bench", *(["peers"] if peers else []))
     run("cmake", "-S", ROOT, "-B", BUILD, "-G", "Ninja", *options)
