@@ -2,7 +2,7 @@
 
 usage: python_bench.py KIVPLUG     (PYTHONPATH has the package)
 
-Each row and its floor alternate. The ratio is the median of those of the pairs. Times are CPU times.
+Each row and its floor alternate. The ratio is the median of those of the pairs. Times are of the CPU.
 """
 
 import base64

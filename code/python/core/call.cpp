@@ -1,6 +1,5 @@
 #include "call.h"
 
-#include <cxxabi.h>
 #include <pthread.h>
 #include <unistd.h>
 
@@ -26,7 +25,7 @@ std::atomic<unsigned int> counted_forks{0};
 released_gil::~released_gil() {
     try {
         PyEval_RestoreThread(state);
-    } catch (abi::__forced_unwind const&) {
+    } catch (...) {  // only that unwinding
         for (;;) {
             pause();
         }
