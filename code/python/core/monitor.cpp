@@ -40,7 +40,7 @@ class collector final : public kivcore::monitor::handler {
         va_end(arguments);
         if (length >= 0) {
             std::unique_ptr<char, free_text> const owned(made);
-            add(events.logged, severity, owned.get());
+            add(events.logged, static_cast<int>(severity), owned.get());
         }
     }
 
@@ -85,11 +85,7 @@ class monitor {
     monitor& operator=(monitor const&) = delete;
 
     long long start(std::string const& path) {
-        return held->call("start", [&] {
-            int const result = target.start(path, &sink);
-            held->is_open = result >= 0;
-            return result;
-        });
+        return held->call_to_open("start", [&] { return target.start(path, &sink); });
     }
 
     // The plug-in's result, the changes, the lines it logged, and whether it has ended.
@@ -107,11 +103,10 @@ class monitor {
 
     // Stopping a stopped monitor does nothing.
     long long stop() {
-        return held->call("stop",
-                          [&] { return held->is_open.exchange(false) ? target.stop() : 0; });
+        return held->call_to_close("stop", [&] { return target.stop(); });
     }
 
-    bool closed() const { return !held->is_open; }
+    bool closed() const { return !held->is_open(); }
 
   private:
     collector sink;  // outlives the monitor

@@ -6,8 +6,8 @@
 
 namespace binding {
 
-object::object(std::string plugin_id, kivcore::instance<kivcore::plugin> created)
-    : id(std::move(plugin_id)), made(std::move(created)) {}
+object::object(std::string id, kivcore::instance<kivcore::plugin> created)
+    : plugin_id(std::move(id)), made(std::move(created)) {}
 
 // The plug-in may take its time, or close its shared object.
 object::~object() {
@@ -33,12 +33,12 @@ py::tuple object::interfaces() const {
     add(dynamic_cast<kivcore::writer*>(one) != nullptr, "writer");
     add(dynamic_cast<kivcore::browser*>(one) != nullptr, "browser");
     add(dynamic_cast<kivcore::monitor*>(one) != nullptr, "monitor");
-    return py::tuple(names);
+    return {std::move(names)};
 }
 
 void bind_object(py::module_& module) {
     py::class_<object, std::shared_ptr<object>>(module, "Object", "A new object of a plug-in.")
-        .def_property_readonly("id", [](object const& self) { return text(self.id); })
+        .def_property_readonly("id", [](object const& self) { return text(self.id()); })
         .def_property_readonly("kind", [](object& self) { return text(self.kind()); })
         .def_property_readonly("interfaces", &object::interfaces);
 }

@@ -20,7 +20,7 @@ namespace binding {
 class object {
   public:
     // created must not be empty.
-    object(std::string plugin_id, kivcore::instance<kivcore::plugin> created);
+    object(std::string id, kivcore::instance<kivcore::plugin> created);
     ~object();
     object(object const&) = delete;
     object& operator=(object const&) = delete;
@@ -34,7 +34,7 @@ class object {
     Interface& as() const {
         auto* const found = dynamic_cast<Interface*>(made.get());
         if (found == nullptr) {
-            throw py::type_error("the object of " + id + " does not have this interface");
+            throw py::type_error("the object of " + plugin_id + " does not have this interface");
         }
         return *found;
     }
@@ -43,7 +43,7 @@ class object {
     template <typename work_type>
     auto call(char const* operation, work_type const& work) {
         call_in_progress const counted(progress);
-        return without_gil(id, operation, [&] {
+        return without_gil(plugin_id, operation, [&] {
             std::lock_guard<std::mutex> const turn(turns);
             return work();
         });
@@ -53,17 +53,35 @@ class object {
     template <typename work_type>
     auto call_open(char const* operation, work_type const& work) {
         return call(operation, [&] {
-            if (!is_open) {
+            if (!open) {
                 throw closed_object();
             }
             return work();
         });
     }
 
-    std::string const id;
-    std::atomic<bool> is_open = false;  // changes within call()
+    // The same, for the operation that opens the object: its result is negative on failure.
+    template <typename work_type>
+    long long call_to_open(char const* operation, work_type const& work) {
+        return call(operation, [&]() -> long long {
+            auto const result = work();
+            open = result >= 0;
+            return result;
+        });
+    }
+
+    // The same, for the operation that closes the object. Does nothing if it is closed.
+    template <typename work_type>
+    long long call_to_close(char const* operation, work_type const& work) {
+        return call(operation, [&]() -> long long { return open.exchange(false) ? work() : 0; });
+    }
+
+    std::string const& id() const noexcept { return plugin_id; }
+    bool is_open() const noexcept { return open; }
 
   private:
+    std::string const plugin_id;
+    std::atomic<bool> open = false;  // changes within call()
     kivcore::instance<kivcore::plugin> made;
     std::mutex turns;
     calls_in_progress progress;

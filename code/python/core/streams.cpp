@@ -62,40 +62,39 @@ template <typename stream_type>
 class stream {
   public:
     explicit stream(std::shared_ptr<object> of)
-        : held(std::move(of)), target(held->as<stream_type>()) {}
+        : held_(std::move(of)), target_(held_->as<stream_type>()) {}
 
     long long open(std::string const& path, std::string const& mode) {
-        return held->call("open", [&] {
-            int const result = target.open(path, mode);
-            held->is_open = result >= 0;
-            return result;
-        });
+        return held().call_to_open("open", [&] { return target().open(path, mode); });
     }
 
     // Closing a closed stream does nothing.
     long long close() {
-        return held->call("close",
-                          [&] { return held->is_open.exchange(false) ? target.close() : 0; });
+        return held().call_to_close("close", [&] { return target().close(); });
     }
 
-    bool closed() const { return !held->is_open; }
+    bool closed() const { return !held().is_open(); }
 
     long long seek(long long offset, int whence) {
-        return held->call_open(
-            "seek", [&] { return target.seek(offset, static_cast<morbase::whence>(whence)); });
+        return held().call_open(
+            "seek", [&] { return target().seek(offset, static_cast<morbase::whence>(whence)); });
     }
 
     long long tell() {
-        return held->call_open("tell", [&] { return target.tell(); });
+        return held().call_open("tell", [&] { return target().tell(); });
     }
 
     long long size() {
-        return held->call_open("size", [&] { return target.size(); });
+        return held().call_open("size", [&] { return target().size(); });
     }
 
   protected:
-    std::shared_ptr<object> const held;
-    stream_type& target;
+    object& held() const noexcept { return *held_; }
+    stream_type& target() const noexcept { return target_; }
+
+  private:
+    std::shared_ptr<object> const held_;
+    stream_type& target_;
 };
 
 class reader : public stream<kivcore::reader> {
@@ -104,8 +103,8 @@ class reader : public stream<kivcore::reader> {
 
     long long readinto(py::handle into) {
         memory const buffer(into, PyBUF_WRITABLE);
-        return held->call_open("read", [&] {
-            return checked_count(target.read(buffer.data(), buffer.size()), buffer.size());
+        return held().call_open("read", [&] {
+            return checked_count(target().read(buffer.data(), buffer.size()), buffer.size());
         });
     }
 };
@@ -116,44 +115,43 @@ class writer : public stream<kivcore::writer> {
 
     long long write(py::handle from) {
         memory const buffer(from, PyBUF_SIMPLE);
-        return held->call_open("write", [&] {
-            return checked_count(target.write(buffer.data(), buffer.size()), buffer.size());
+        return held().call_open("write", [&] {
+            return checked_count(target().write(buffer.data(), buffer.size()), buffer.size());
         });
     }
 
     long long flush() {
-        return held->call_open("flush", [&] { return target.flush(); });
+        return held().call_open("flush", [&] { return target().flush(); });
     }
 };
 
 class file_sequence : public reader {
   public:
     explicit file_sequence(std::shared_ptr<object> const& of)
-        : reader(of), sequence(held->as<kivcore::multi_file_reader>()) {}
+        : reader(of), sequence(held().as<kivcore::multi_file_reader>()) {}
 
     // The path and the size of each file.
-    std::vector<std::pair<py::str, long long>> files() {
-        auto const found = held->call_open("files", [&] {
-            std::vector<std::pair<std::string, long long>> all;
-            unsigned int const count = sequence.file_count();
-            for (unsigned int index = 0; index < count; ++index) {
-                all.emplace_back(sequence.file_path(index), sequence.file_size(index));
+    py::list files() {
+        auto const found = held().call_open("files", [&] {
+            std::vector<std::pair<std::string, long long>> all(sequence.file_count());
+            for (unsigned int index = 0; index < all.size(); ++index) {
+                all[index] = {sequence.file_path(index), sequence.file_size(index)};
             }
             return all;
         });
-        std::vector<std::pair<py::str, long long>> files;
+        py::list files;
         for (auto const& [path, size] : found) {
-            files.emplace_back(path_text(path), size);
+            files.append(py::make_tuple(path_text(path), size));
         }
         return files;
     }
 
     unsigned int current_file() {
-        return held->call_open("current_file", [&] { return sequence.current_file(); });
+        return held().call_open("current_file", [&] { return sequence.current_file(); });
     }
 
     long long select_file(unsigned int index) {
-        return held->call_open("select_file", [&] { return sequence.select_file(index); });
+        return held().call_open("select_file", [&] { return sequence.select_file(index); });
     }
 
   private:
@@ -206,11 +204,11 @@ py::dict fields(frame_reader::video_media_information const& video) {
 class frames : public reader {
   public:
     explicit frames(std::shared_ptr<object> const& of)
-        : reader(of), media(held->as<frame_reader>()) {}
+        : reader(of), media(held().as<frame_reader>()) {}
 
     // The fields of each track; None for a track without a record.
     py::list tracks() {
-        auto const records = held->call_open("track_information", [&] {
+        auto const records = held().call_open("track_information", [&] {
             std::vector<std::optional<track_record>> all;
             unsigned int const count = media.track_count();
             for (unsigned int track = 0; track < count; ++track) {
@@ -226,7 +224,7 @@ class frames : public reader {
     }
 
     long long select_track(unsigned int track) {
-        return held->call_open("select_track", [&] {
+        return held().call_open("select_track", [&] {
             next = 0;
             return media.select_track(track);
         });
@@ -235,7 +233,7 @@ class frames : public reader {
     // Reads the frame with this number of the selected track. Returns its bytes; 0 at the end.
     long long read_frame(long long index, py::handle into) {
         memory const buffer(into, PyBUF_WRITABLE);
-        return held->call_open("read_frame", [&]() -> long long {
+        return held().call_open("read_frame", [&]() -> long long {
             long long const reached = index != next ? media.seek_frame(index) : index;
             if (reached < 0) {
                 return reached;
@@ -307,14 +305,7 @@ void bind_streams(py::module_& module) {
     writers.def("write", &writer::write).def("flush", &writer::flush);
 
     bind_stream<file_sequence, reader>(module, "FileSequence", "A reader of files end to end.")
-        .def("files",
-             [](file_sequence& self) {
-                 py::list list;
-                 for (auto const& [path, size] : self.files()) {
-                     list.append(py::make_tuple(path, size));
-                 }
-                 return list;
-             })
+        .def("files", &file_sequence::files)
         .def("current_file", &file_sequence::current_file)
         .def("select_file", &file_sequence::select_file);
 

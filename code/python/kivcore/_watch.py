@@ -36,8 +36,8 @@ class Watch:
     """The changes below a path, as an iterator. ``Registry.watch`` makes it.
 
     Iteration waits for the next change. It ends when nothing has happened for ``timeout`` seconds
-    (it may then be continued), when what is watched no longer exists, and when another thread
-    calls ``close``. What the plug-in logs goes to the logger "kivcore".
+    (it may then be continued), when what is watched no longer exists, and after ``close``, which
+    another thread may call. What the plug-in logs goes to the logger "kivcore".
     """
 
     def __init__(self, made: _kivcore.Object, path: str, timeout: Optional[float]) -> None:
@@ -84,8 +84,6 @@ class Watch:
         return self
 
     def __next__(self) -> Event:
-        if self.closed:
-            raise ValueError("I/O operation on closed watch")
         limit = None if self._timeout is None else time.monotonic() + self._timeout
         while not self._waiting:
             left = _LONGEST_WAIT if limit is None else limit - time.monotonic()
