@@ -76,6 +76,22 @@ kivcore_package(
 
 This package contains plug-ins for plain files, gzip files, archives, sequences
 of files, sound files, and changes in directories.")
+if(KIVCORE_BUILD_PYTHON)
+    string(REGEX REPLACE "^([0-9]+)\\.([0-9]+).*" "\\1;\\2" python ${KIVCORE_PYTHON_VERSION})
+    list(POP_FRONT python major minor)
+    math(EXPR next_minor "${minor} + 1")
+    kivcore_package(
+        python python3-kivcore
+        SECTION python
+        DEPENDS
+            "${libraries} (= ${version}), python3 (>= ${major}.${minor}~), python3 (<< ${major}.${next_minor}~), python3-numpy"
+        RECOMMENDS kivcore-plugins
+        SUMMARY "plug-in framework for media applications - Python module"
+        DESCRIPTION "${about}
+
+This package contains the module kivcore for Python 3. Readers and writers are raw
+streams, frames of sound are NumPy arrays.")
+endif()
 kivcore_package(
     documentation kivcore-doc
     SECTION doc
