@@ -358,9 +358,10 @@ TEST_F(discovery, a_large_description_within_the_bounds_loads) {
 TEST_F(discovery, a_description_may_be_in_any_encoding) {
     for (char const* encoding : {"utf-8", "UTF-16LE", "UTF-16BE", "UCS-4LE", "Shift_JIS",
                                  "ISO-2022-JP", "windows-1252", "US-ASCII", "IBM037", "IBM500"}) {
-        describe("encoded", declared(encoding, reader_element(encoding)));
+        describe("encoded", declared(encoding, reader_element(std::string(encoding) + "!")));
         EXPECT_TRUE(load("encoded")) << encoding << ": " << err;
-        EXPECT_FALSE(plugins.describe_plugin(id_of(encoding)) == nullptr) << encoding;
+        EXPECT_FALSE(plugins.describe_plugin(id_of(std::string(encoding) + "!")) == nullptr)
+            << encoding;
     }
     describe("encoded", "\xef\xbb\xbf" + declared("UTF-8", reader_element("marked")));
     EXPECT_TRUE(load("encoded")) << err;

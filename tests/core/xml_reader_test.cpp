@@ -179,6 +179,7 @@ TEST_F(xml_reader, a_schema_path_needs_a_dot_but_the_schema_need_not_exist) {
         EXPECT_EQ(
             message_of<es::arg>([&] { reader const document(path, schema); }),
             "File \"" + schema + "\" is missing extension, could not determine validation type");
+        EXPECT_THROW(reader(reader::memory_document{"in memory.xml", "<c/>"}, schema), es::arg);
     }
 }
 
@@ -223,6 +224,11 @@ TEST_F(xml_reader, validation_uses_the_documents_own_type_or_the_schema) {
     begun.set_validation(reader::k_validation_dtd, "");
     begun.set_validation(reader::k_validation_relaxng, schema);
     EXPECT_EQ(walk_through(begun).printed, "");
+    reader listened(write("<a><c/></a>"), reader::k_validation_relaxng, schema);
+    int column = -1;
+    listened.set_report_handler([&](int, std::string const&, int, int at) { column = at; });
+    walk_through(listened);
+    EXPECT_EQ(column, 0);  // unknown
 }
 
 TEST_F(xml_reader, an_unusable_schema_is_refused_and_the_reader_continues) {
@@ -358,13 +364,15 @@ TEST_F(xml_reader, reading_prefixed_names_does_not_break_off_a_large_document) {
 // A larger document is walked node by node, to check its bounds.
 TEST_F(xml_reader, a_skip_from_an_attribute_leaves_its_element_in_a_document_of_any_size) {
     for (std::size_t const size : {0UL, 8000UL}) {
-        std::string const xml = "<a><b x='1'><c/></b><d/>" + std::string(size, ' ') + "</a>";
+        std::string const xml = "<a><b x='1'><c/></b><d/><e/>" + std::string(size, ' ') + "</a>";
         reader document({"in memory.xml", xml}, "in memory.rng");
         ASSERT_TRUE(document.next_node() && document.next_node() && document.next_attribute());
         ASSERT_TRUE(document.skip_node());
         std::string name;
         EXPECT_TRUE(document.get_name(name));
         EXPECT_EQ(name, "d") << size;
+        ASSERT_TRUE(document.skip_node() && document.get_name(name));
+        EXPECT_EQ(name, "e") << size;
     }
 }
 

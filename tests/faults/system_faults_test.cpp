@@ -194,9 +194,10 @@ TEST_F(system_faults, a_description_loads_completely_or_is_reported) {
 
 TEST_F(system_faults, a_description_that_cannot_be_opened_gets_the_documented_message) {
     files.write("a/plugin.xml", reader_element("a"));
-    for (int const error : {EMFILE, EACCES}) {
+    std::pair<e_call, int> const faults[] = {{k_open, EMFILE}, {k_open, EACCES}, {k_read, EIO}};
+    for (auto const& tried : faults) {
         std::string const errors = errors_of([&] {
-            system_fault const fault(k_open, k_fails, error, 0, true);
+            system_fault const fault(tried.first, k_fails, tried.second, 0, true);
             EXPECT_FALSE(registry->load_plugin(files.path("a")));
         });
         EXPECT_EQ(errors, support::cannot_open(files.path("a")));
