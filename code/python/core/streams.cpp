@@ -62,7 +62,7 @@ template <typename stream_type>
 class stream {
   public:
     explicit stream(std::shared_ptr<object> of)
-        : held_(std::move(of)), target_(held_->as<stream_type>()) {}
+        : of_plugin(std::move(of)), opened(of_plugin->as<stream_type>()) {}
 
     long long open(std::string const& path, std::string const& mode) {
         return held().call_to_open("open", [&] { return target().open(path, mode); });
@@ -89,12 +89,12 @@ class stream {
     }
 
   protected:
-    object& held() const noexcept { return *held_; }
-    stream_type& target() const noexcept { return target_; }
+    object& held() const noexcept { return *of_plugin; }
+    stream_type& target() const noexcept { return opened; }
 
   private:
-    std::shared_ptr<object> const held_;
-    stream_type& target_;
+    std::shared_ptr<object> const of_plugin;
+    stream_type& opened;
 };
 
 class reader : public stream<kivcore::reader> {
