@@ -58,7 +58,10 @@ def missing_id(plugin):
 
 def require_plugin(client, plugin):
     """Ends the program if a worker does not have the plug-in in this version."""
-    for worker, missing in client.run(missing_id, plugin).items():
+    found = client.run(missing_id, plugin)
+    if not found:
+        sys.exit("loudness: the scheduler has no workers: start one")
+    for worker, missing in found.items():
         if missing:
             sys.exit(f"loudness: worker {worker} does not have {missing}: install the same "
                      "plug-ins there")

@@ -18,6 +18,8 @@ def envelope(frames):
     """The lowest and the highest sample of each channel in each frame, from -1 to 1."""
     full_scale = 32768 if frames.dtype == numpy.int16 else 1
     extremes = [(frame.min(axis=0), frame.max(axis=0)) for frame in frames]
+    if not extremes:
+        sys.exit("waveform: the sound has no frames")
     return numpy.array(extremes).transpose(1, 2, 0) / full_scale
 
 

@@ -43,6 +43,7 @@ def test_finer_samples_are_floats(registry, samples, tmp_path):
     (lambda r, f: r.frames(SOUND, "/missing"), FileNotFoundError, "/missing"),
     (lambda r, f: r.frames("io/read/file/.*", f.path), TypeError, "not a frame_reader"),
     (lambda r, f: list(r.frames(SOUND, f.path, dtype="V7")), OSError, "not whole samples"),
+    (lambda r, f: r.frames(SOUND, f.path, dtype=object), ValueError, "cannot be arrays"),
     (lambda r, f: (f.close(), f[0]), ValueError, "closed"),
 ])
 def test_bad_input_raises(registry, frames, call, type, message):

@@ -107,14 +107,11 @@ class Entry:
 
     def open(self, mode: str = "r") -> Reader:
         """Open the file through the matching reader."""
-        from ._streams import Reader
-
         if not (url := self.url):
             raise no_such(errno.EISDIR if self._is_dir else errno.ENOENT, self._source.id, "open",
                           self._path)
-        opened = self._source.registry.open(self._source.reader_id(), url, mode)
-        assert isinstance(opened, Reader)
-        return opened
+        registry = self._source.registry
+        return registry._reader(registry._created(self._source.reader_id(), ("reader",)), url, mode)
 
     def __iter__(self) -> Iterator[Entry]:
         """List the directory: directories first, then files."""

@@ -118,6 +118,8 @@ class Frames:
             dtype = types.get(known.bits_per_sample) if dtype is None else dtype
             channels = known.channels if dtype is not None else 0
         self._dtype = numpy.dtype(numpy.uint8 if dtype is None else dtype)
+        if self._dtype.hasobject or self._dtype.itemsize == 0:
+            raise ValueError(f"frames cannot be arrays of the type {self._dtype!r}: they are bytes")
         self._row_size = self._dtype.itemsize * max(channels, 1)
         size = getattr(known, "frame_data_size", _UNKNOWN_FRAME_SIZE)
         # At least one row: to a buffer without room, a plug-in might answer 0, which means the end.

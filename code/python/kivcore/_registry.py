@@ -157,8 +157,11 @@ class Registry:
         made = self._created(id, ("reader", "writer"))
         if "reader" not in made.interfaces:
             return Writer(self, made, os.fsdecode(path), mode)
+        return self._reader(made, os.fsdecode(path), mode)
+
+    def _reader(self, made: _kivcore.Object, path: str, mode: str, is_open: bool = True) -> Reader:
         kind = FileSequence if "multi_file_reader" in made.interfaces else Reader
-        return kind(self, made, os.fsdecode(path), mode)
+        return kind(self, made, path, mode, is_open=is_open)
 
     def files(self, id: str, pattern: PathLike, mode: str = "r") -> FileSequence:
         """Open files that belong together, such as "shot.####.dpx", as one stream."""

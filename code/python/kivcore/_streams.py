@@ -165,8 +165,7 @@ def _reader_from(registry: Registry, plugin_id: str, path: str, mode: str,
                  position: Optional[int]) -> Stream:
     """What a pickled reader becomes."""
     made = registry._created(plugin_id, ("reader",))
-    kind = FileSequence if "multi_file_reader" in made.interfaces else Reader
-    reader = kind(registry, made, path, mode, is_open=position is not None)
+    reader = registry._reader(made, path, mode, is_open=position is not None)
     if position:
         reader.seek(position)
     return reader
