@@ -45,6 +45,7 @@ install(
     COMPONENT documentation
     FILES_MATCHING
     PATTERN "*.md"
+    PATTERN "*.png"
     PATTERN "*.svg")
 install(
     DIRECTORY ${PROJECT_BINARY_DIR}/docs/html

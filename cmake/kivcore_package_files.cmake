@@ -13,7 +13,7 @@ function(kivcore_write_copyright)
         WRITE ${documents}/copyright
         "Format: https://www.debian.org/doc/packaging-manuals/copyright-format/1.0/\n"
         "Upstream-Name: kivcore\n\n"
-        "Files: *\nCopyright: the kivcore authors\nLicense: BSD-3-Clause\n ${license}")
+        "Files: *\nCopyright: 2026 the kivcore authors\nLicense: BSD-3-Clause\n ${license}")
 endfunction()
 
 # kivcore_add_entry(VERSION DATE): appends to Debian's change log.

@@ -89,8 +89,8 @@ if(KIVCORE_BUILD_PYTHON)
         SUMMARY "plug-in framework for media applications - Python module"
         DESCRIPTION "${about}
 
-This package contains the module kivcore for Python 3. Readers and writers are raw
-streams, frames of sound are NumPy arrays.")
+This package contains the module kivcore for Python 3. Readers and writers are
+raw streams, frames of sound are NumPy arrays.")
 endif()
 kivcore_package(
     documentation kivcore-doc
