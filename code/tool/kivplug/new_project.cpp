@@ -70,7 +70,7 @@ std::string objection_to_name(std::string const& name) {
     }
     return "NAME " + quoted(name) + " is not a name for functions and classes: use up to " +
            std::to_string(k_longest_name) +
-           " letters, digits and '_', with a letter first; --key may be any word";
+           " letters, digits and '_', with a letter first; --key may also have '-', '.' and '+'";
 }
 
 // The words end up in XML, in C++ and in ids.
@@ -169,7 +169,8 @@ std::string summary_of(std::vector<project_file> const& files, new_options const
     return table(rows, 2) + "Build and test it in " + options.name + ": " +
            (options.build == "make"
                 ? "make check\n"
-                : "cmake -B build && cmake --build build && ctest --test-dir build\n");
+                : "cmake -B build && cmake --build build && ctest --test-dir build\n") +
+           "What to do if kivcore is not found is at the start of " + files.back().path + ".\n";
 }
 
 void create_directory(std::string const& path) {

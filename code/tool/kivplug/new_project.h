@@ -30,7 +30,8 @@ std::vector<std::string> kinds_of_projects();
 std::string objection_to(new_options const& options);
 
 // Makes the directory and its files, and prints what they are. Raises a failure if the directory is
-// there already, or if something cannot be written; the directory is then removed again.
+// there already, which changes nothing, or if a file cannot be written; the directory is then
+// removed.
 void new_project(byte_sink& out, new_options const& options);
 
 }  // namespace kivplug
