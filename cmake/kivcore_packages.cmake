@@ -77,12 +77,21 @@ kivcore_package(
 This package contains plug-ins for plain files, gzip files, archives, sequences
 of files, sound files, and changes in directories.")
 if(KIVCORE_BUILD_PYTHON)
+    # Python's byte code is not in the package: it is made at the installation, and removed with it.
+    set(compile ${PROJECT_BINARY_DIR}/packages/postinst)
+    set(clean ${PROJECT_BINARY_DIR}/packages/prerm)
+    file(WRITE ${compile}
+         "#!/bin/sh\nset -e\n[ \"$1\" != configure ] || py3compile -p python3-kivcore\n")
+    file(WRITE ${clean} "#!/bin/sh\nset -e\npy3clean -p python3-kivcore\n")
+    file(CHMOD ${compile} ${clean} FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ
+         GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
     string(REGEX REPLACE "^([0-9]+)\\.([0-9]+).*" "\\1;\\2" python ${KIVCORE_PYTHON_VERSION})
     list(POP_FRONT python major minor)
     math(EXPR next_minor "${minor} + 1")
     kivcore_package(
         python python3-kivcore
         SECTION python
+        CONTROL_EXTRA "${compile};${clean}"
         DEPENDS
             "${libraries} (= ${version}), python3 (>= ${major}.${minor}~), python3 (<< ${major}.${next_minor}~), python3-numpy"
         RECOMMENDS kivcore-plugins
